@@ -1,0 +1,51 @@
+// One authenticated (and, over HTTP, sealed) conversation with one WS-Management endpoint.
+// The SOAP layer hands it plaintext envelopes and gets plaintext replies back; everything below
+// (the kept-alive connection, the 401 handshake, Negotiate/NTLM/Kerberos/Basic, multipart/encrypted,
+// TLS checks, re-authentication after a lost connection) happens inside.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace wsman {
+
+using HResult = std::int32_t;
+
+enum class AuthScheme { Negotiate, Kerberos, Ntlm, Basic };
+
+struct ChannelSettings {
+    std::string url;        // "http://host:5985/wsman" or "https://host:5986/wsman"
+    std::string userName;   // "DOMAIN\\user", "user@REALM" or "user"; empty: the caller's own Kerberos ticket
+    std::string password;
+    AuthScheme scheme = AuthScheme::Negotiate;
+    bool allowUnencrypted = false;  // plain bodies / Basic over HTTP only when this is set
+    std::string caFile;             // extra trusted CA bundle (PEM); empty: the system store
+    std::string pinnedSha256;       // hex SHA-256 of the server certificate (DER); empty: not pinned
+    bool skipCaCheck = false;
+    bool skipNameCheck = false;
+    long connectTimeoutMs = 30000;
+    long operationTimeoutMs = 60000;  // the request timeout is this plus a margin, so no call can hang
+};
+
+struct Exchange {
+    long httpStatus = 0;      // 200, or 500 with a SOAP fault in `body`
+    std::string contentType;  // of the (unsealed) body
+    std::string body;         // plaintext reply
+};
+
+class Channel {
+public:
+    virtual ~Channel() = default;
+    // Sends one SOAP envelope. Returns 0 when an HTTP reply with a body arrived (200 or 500; see
+    // `out.httpStatus`), otherwise the HRESULT the Windows client reports for the transport situation
+    // (name not resolved, refused, timeout, 401 after authentication, 404, TLS failures, ...).
+    // A sealed body is never resent: a failure after sending one drops the connection and its context.
+    virtual HResult Send(const std::string& envelope, Exchange& out) = 0;
+    // A short English text for the last failure (for traces; never contains the password).
+    virtual std::string LastErrorDetail() const = 0;
+};
+
+std::unique_ptr<Channel> CreateChannel(const ChannelSettings& settings);
+
+}  // namespace wsman
