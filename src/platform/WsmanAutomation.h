@@ -63,9 +63,17 @@ public:
                                   WsmanConnectionOptions* options, std::unique_ptr<WsmanSession>& session) = 0;
 };
 
-// The platform's factory, the stand-in for CoCreateInstance of the WSMan class. On failure returns the
-// code and leaves `wsman` empty (0x80040154 where the class is not registered).
+// The stand-in for CoCreateInstance of the WSMan class. On failure returns the code and leaves `wsman`
+// empty (0x80040154 where the class is not registered). Uses the factory set below, else the platform's.
 HResult CreateWsman(std::unique_ptr<Wsman>& wsman);
+
+// The platform's own factory (posix/ or windows/).
+HResult CreatePlatformWsman(std::unique_ptr<Wsman>& wsman);
+
+// Replaces the factory that CreateWsman uses (tests; hosts that bring their own transport).
+// Null restores the platform's. Set it before any module object is initialised.
+using WsmanFactory = HResult (*)(std::unique_ptr<Wsman>& wsman);
+void SetWsmanFactory(WsmanFactory factory);
 
 // The standard WinRM URIs the module builds on.
 inline constexpr const char* kWmiResourceUriPrefix = "http://schemas.microsoft.com/wbem/wsman/1/wmi/";
