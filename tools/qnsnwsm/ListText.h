@@ -1,0 +1,19 @@
+// Splitting the module's joined list texts back into rows.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qncli {
+
+// Splits at every occurrence of `separator`; an empty text gives no pieces.
+std::vector<std::string> SplitText(std::string_view text, std::string_view separator);
+
+// A list export's text ("a;;b||c;;d") as rows of fields, padded to `columns` fields each.
+std::vector<std::vector<std::string>> SplitRows(std::string_view text, std::size_t columns);
+
+// "[Disk 0],[Disk 1]" -> {"Disk 0", "Disk 1"}.
+std::vector<std::string> SplitBracketList(std::string_view text);
+
+}  // namespace qncli

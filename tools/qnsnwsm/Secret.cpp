@@ -1,0 +1,73 @@
+#include "Secret.h"
+
+#include <termios.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+
+namespace qncli {
+
+namespace {
+
+std::optional<std::string> ReadFirstLine(const std::string& path, std::string& error) {
+    std::ifstream file(path);
+    if (!file) {
+        error = "cannot read the password file " + path;
+        return std::nullopt;
+    }
+    std::string line;
+    std::getline(file, line);
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    return line;
+}
+
+// Restores the terminal's echo however the prompt ends.
+class EchoOff {
+public:
+    EchoOff() {
+        if (tcgetattr(STDIN_FILENO, &saved_) == 0) {
+            termios quiet = saved_;
+            quiet.c_lflag &= static_cast<tcflag_t>(~ECHO);
+            active_ = tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet) == 0;
+        }
+    }
+    ~EchoOff() {
+        if (active_) tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved_);
+    }
+    EchoOff(const EchoOff&) = delete;
+    EchoOff& operator=(const EchoOff&) = delete;
+
+private:
+    termios saved_{};
+    bool active_ = false;
+};
+
+}  // namespace
+
+std::optional<std::string> ResolvePassword(const CliOptions& options, std::string& error) {
+    if (options.user.empty()) return std::string();
+    if (!options.passwordFile.empty()) return ReadFirstLine(options.passwordFile, error);
+    const std::string variable = options.passwordEnv.empty() ? "QNSNWSM_PASSWORD" : options.passwordEnv;
+    if (const char* value = std::getenv(variable.c_str()); value != nullptr) return std::string(value);
+    if (!options.passwordEnv.empty()) {
+        error = "the environment variable " + options.passwordEnv + " is not set";
+        return std::nullopt;
+    }
+    if (!isatty(STDIN_FILENO)) {
+        error = "no password given: use --password-file, --password-env or QNSNWSM_PASSWORD";
+        return std::nullopt;
+    }
+    std::cerr << "Password for " << options.user << ": " << std::flush;
+    std::string password;
+    {
+        EchoOff echoOff;
+        std::getline(std::cin, password);
+    }
+    std::cerr << '\n';
+    return password;
+}
+
+}  // namespace qncli
