@@ -1,0 +1,17 @@
+#include "wsman/soap/InvokeReply.h"
+
+#include "wsman/soap/ErrorCodes.h"
+#include "wsman/soap/StandaloneXml.h"
+#include "wsman/soap/XmlPtr.h"
+
+namespace wsman::soap {
+
+HResult ReadInvokeOutput(const xmlNode* body, std::string& output) {
+    output.clear();
+    const xmlNode* element = xml::FirstChildElement(body);
+    if (element == nullptr) return errors::kInvalidSoapBody;
+    output = xml::SerializeStandalone(element);
+    return 0;
+}
+
+}  // namespace wsman::soap

@@ -1,0 +1,56 @@
+#include "wsman/soap/Reply.h"
+
+#include "wsman/soap/ErrorCodes.h"
+#include "wsman/soap/Fault.h"
+#include "wsman/soap/Namespaces.h"
+
+namespace wsman::soap {
+
+namespace {
+
+HResult HResultForHttpStatus(long status) {
+    switch (status) {
+        case 400:
+            return errors::kHttpBadRequest;
+        case 404:
+            return errors::kHttpNotFound;
+        case 503:
+            return errors::kHttpServiceUnavailable;
+        default:
+            return errors::kHttpServerError;
+    }
+}
+
+}  // namespace
+
+HResult CheckReply(const Exchange& exchange, const std::string& requestMessageId, CheckedReply& reply) {
+    reply = CheckedReply();
+    const bool httpOk = exchange.httpStatus == 200;
+    xml::DocPtr document = xml::ParseUntrusted(exchange.body);
+    if (!document) return httpOk ? errors::kInvalidXml : HResultForHttpStatus(exchange.httpStatus);
+
+    const xmlNode* envelope = xmlDocGetRootElement(document.get());
+    xmlNode* body = xml::IsElement(envelope, ns::kSoap, "Envelope")
+                        ? xml::FindChild(envelope, ns::kSoap, "Body")
+                        : nullptr;
+    if (body == nullptr) return httpOk ? errors::kInvalidSoapBody : HResultForHttpStatus(exchange.httpStatus);
+
+    const xmlNode* relatesTo =
+        xml::FindChild(xml::FindChild(envelope, ns::kSoap, "Header"), ns::kAddressing, "RelatesTo");
+    const bool related =
+        relatesTo != nullptr && xml::TrimWhitespace(xml::TextOf(relatesTo)) == requestMessageId;
+
+    if (auto fault = ReadFault(body)) {
+        if (relatesTo != nullptr && !related) return errors::kInvalidHeader;
+        reply.faultMessage = std::move(fault->message);
+        return fault->code;
+    }
+    if (!httpOk) return HResultForHttpStatus(exchange.httpStatus);
+    if (!related) return errors::kInvalidHeader;
+
+    reply.document = std::move(document);
+    reply.body = body;
+    return 0;
+}
+
+}  // namespace wsman::soap
