@@ -15,8 +15,8 @@ using HResult = std::int32_t;
 enum class AuthScheme { Negotiate, Kerberos, Ntlm, Basic };
 
 struct ChannelSettings {
-    std::string url;        // "http://host:5985/wsman" or "https://host:5986/wsman"
-    std::string userName;   // "DOMAIN\\user", "user@REALM" or "user"; empty: the caller's own Kerberos ticket
+    std::string url;       // "http://host:5985/wsman" or "https://host:5986/wsman"
+    std::string userName;  // "DOMAIN\\user", "user@REALM" or "user"; empty: the caller's own Kerberos ticket
     std::string password;
     AuthScheme scheme = AuthScheme::Negotiate;
     bool allowUnencrypted = false;  // plain bodies / Basic over HTTP only when this is set
@@ -25,7 +25,8 @@ struct ChannelSettings {
     bool skipCaCheck = false;
     bool skipNameCheck = false;
     long connectTimeoutMs = 30000;
-    long operationTimeoutMs = 60000;  // the request timeout is this plus a margin, so no call can hang
+    long operationTimeoutMs = 60000;      // the request timeout is this plus the margin, so no call can hang
+    long requestTimeoutMarginMs = 30000;  // covers the network around the server's own operation timeout
 };
 
 struct Exchange {
@@ -35,11 +36,15 @@ struct Exchange {
 };
 
 class Channel {
-public:
+  public:
     virtual ~Channel() = default;
     // Sends one SOAP envelope. Returns 0 when an HTTP reply with a body arrived (200 or 500; see
     // `out.httpStatus`), otherwise the HRESULT the Windows client reports for the transport situation
-    // (name not resolved, refused, timeout, 401 after authentication, 404, TLS failures, ...).
+    // (name not resolved, refused, timeout, 401 after authentication, 404, TLS failures, ...; the
+    // table is in wsman/TransportErrors.h).
+    // A 500 is handed up (return 0) only when its body is XML, so the SOAP layer parses the fault; a
+    // 500 with an empty or non-XML body returns 0x80338170 (ERROR_WSMAN_HTTP_STATUS_SERVER_ERROR).
+    // A 200 with an empty body returns 0 with an empty `out.body`.
     // A sealed body is never resent: a failure after sending one drops the connection and its context.
     virtual HResult Send(const std::string& envelope, Exchange& out) = 0;
     // A short English text for the last failure (for traces; never contains the password).

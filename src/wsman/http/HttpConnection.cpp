@@ -1,0 +1,130 @@
+#include "wsman/http/HttpConnection.h"
+
+#include <strings.h>
+
+namespace wsman::http {
+namespace {
+
+struct Collector {
+    HttpResponse* response;
+};
+
+size_t CollectBody(char* data, size_t size, size_t count, void* user) {
+    static_cast<Collector*>(user)->response->body.append(data, size * count);
+    return size * count;
+}
+
+std::string HeaderValue(const std::string& line, std::size_t nameLength) {
+    std::size_t begin = nameLength + 1;
+    std::size_t end = line.size();
+    while (begin < end && (line[begin] == ' ' || line[begin] == '\t')) {
+        ++begin;
+    }
+    while (end > begin && (line[end - 1] == '\r' || line[end - 1] == '\n' || line[end - 1] == ' ')) {
+        --end;
+    }
+    return line.substr(begin, end - begin);
+}
+
+size_t CollectHeader(char* data, size_t size, size_t count, void* user) {
+    HttpResponse& response = *static_cast<Collector*>(user)->response;
+    const std::string line(data, size * count);
+    if (line.rfind("HTTP/", 0) == 0) {
+        // A new status line (after an interim 1xx): forget the earlier headers.
+        response.contentType.clear();
+        response.wwwAuthenticate.clear();
+    } else if (strncasecmp(line.c_str(), "WWW-Authenticate:", 17) == 0) {
+        response.wwwAuthenticate.push_back(HeaderValue(line, 16));
+    } else if (strncasecmp(line.c_str(), "Content-Type:", 13) == 0) {
+        response.contentType = HeaderValue(line, 12);
+    }
+    return size * count;
+}
+
+}  // namespace
+
+HttpConnection::HttpConnection(const ChannelSettings& settings)
+    : settings_(settings), tls_(std::make_unique<TlsPeerCheck>()) {
+    tls_->extraCaFile = settings.caFile;
+    tls_->pinnedSha256 = settings.pinnedSha256;
+    tls_->skipCaCheck = settings.skipCaCheck;
+    Configure();
+}
+
+void HttpConnection::Configure() {
+    curl_ = MakeCurlEasy();
+    connected_ = false;
+    localPort_ = 0;
+    if (!curl_) {
+        return;
+    }
+    CURL* curl = curl_.get();
+    curl_easy_setopt(curl, CURLOPT_URL, settings_.url.c_str());
+    curl_easy_setopt(curl, CURLOPT_POST, 1L);
+    curl_easy_setopt(curl, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
+    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(curl, CURLOPT_PROXY, "");  // WinRM goes direct unless configured otherwise
+    curl_easy_setopt(curl, CURLOPT_TCP_KEEPALIVE, 1L);
+    curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, settings_.connectTimeoutMs);
+    curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS,
+                     settings_.operationTimeoutMs + settings_.requestTimeoutMarginMs);
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, settings_.skipCaCheck ? 0L : 1L);
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, settings_.skipNameCheck ? 0L : 2L);
+    InstallTlsPeerCheck(curl, *tls_);
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, CollectBody);
+    curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, CollectHeader);
+}
+
+void HttpConnection::Drop() {
+    Configure();
+}
+
+HttpResponse HttpConnection::Post(const std::vector<std::string>& extraHeaders, const std::string& body) {
+    HttpResponse response;
+    if (!curl_) {
+        response.result = CURLE_FAILED_INIT;
+        response.failureText = "cannot create a libcurl handle";
+        return response;
+    }
+    CURL* curl = curl_.get();
+    std::vector<std::string> lines = {"Expect:", "Connection: Keep-Alive",
+                                      "User-Agent: Microsoft WinRM Client"};
+    lines.insert(lines.end(), extraHeaders.begin(), extraHeaders.end());
+    if (body.empty()) {
+        lines.emplace_back("Content-Type:");  // nothing to describe; libcurl would add a form type
+    }
+    const CurlHeaderList headers = MakeHeaderList(lines);
+    Collector collector{&response};
+    char errorText[CURL_ERROR_SIZE] = "";
+    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers.get());
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.data());
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &collector);
+    curl_easy_setopt(curl, CURLOPT_HEADERDATA, &collector);
+    curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, errorText);
+
+    response.result = curl_easy_perform(curl);
+
+    curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, nullptr);
+    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, nullptr);
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, nullptr);
+    long connects = 0;
+    long localPort = 0;
+    curl_easy_getinfo(curl, CURLINFO_NUM_CONNECTS, &connects);
+    curl_easy_getinfo(curl, CURLINFO_LOCAL_PORT, &localPort);
+    curl_easy_getinfo(curl, CURLINFO_OS_ERRNO, &response.osErrno);
+    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &response.status);
+    response.newConnection = !connected_ || connects > 0 || (localPort != 0 && localPort != localPort_);
+    response.pinMismatch = tls_->pinMismatch;
+    if (response.result != CURLE_OK) {
+        response.failureText = errorText[0] ? errorText : curl_easy_strerror(response.result);
+        // The connection's state is unknown now; never reuse it.
+        Configure();
+        return response;
+    }
+    connected_ = true;
+    localPort_ = localPort;
+    return response;
+}
+
+}  // namespace wsman::http

@@ -1,0 +1,57 @@
+// One kept-alive HTTP(S) connection to a WS-Management endpoint, driven through a libcurl easy
+// handle. libcurl only moves bytes: authentication headers are built by the caller, because the
+// security context that authenticates must also seal the messages, and libcurl's own
+// NTLM/Negotiate does not expose it.
+#pragma once
+
+#include <curl/curl.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "wsman/Channel.h"
+#include "wsman/http/CurlHandles.h"
+#include "wsman/http/TlsPeerCheck.h"
+
+namespace wsman::http {
+
+struct HttpResponse {
+    CURLcode result = CURLE_OK;
+    long osErrno = 0;         // errno of a failed connect
+    std::string failureText;  // libcurl's error text when result != CURLE_OK
+    bool pinMismatch = false;
+    long status = 0;
+    std::string contentType;
+    std::vector<std::string> wwwAuthenticate;
+    std::string body;
+    // The transfer went over a connection other than the previous transfer's: any security
+    // context bound to the old connection is gone.
+    bool newConnection = false;
+};
+
+class HttpConnection {
+  public:
+    explicit HttpConnection(const ChannelSettings& settings);
+
+    // POSTs `body` (may be empty: Content-Length 0) with the standard WinRM client headers plus
+    // `extraHeaders` ("Authorization: ...", "Content-Type: ...").
+    HttpResponse Post(const std::vector<std::string>& extraHeaders, const std::string& body);
+
+    // Closes the connection; the next Post opens a new one.
+    void Drop();
+
+    // DER of the server certificate seen on the current connection (HTTPS), else empty.
+    const std::string& ServerCertificateDer() const { return tls_->serverCertificateDer; }
+
+  private:
+    void Configure();
+
+    ChannelSettings settings_;
+    std::unique_ptr<TlsPeerCheck> tls_;  // its address is handed to libcurl
+    CurlEasy curl_;
+    long localPort_ = 0;
+    bool connected_ = false;
+};
+
+}  // namespace wsman::http

@@ -1,0 +1,25 @@
+// Hooks into libcurl's OpenSSL handshake: records the server certificate of each new connection
+// (for channel binding), checks a pinned SHA-256 fingerprint, and adds an extra CA file to the
+// system store (libcurl's CAINFO would replace the system store instead).
+#pragma once
+
+#include <curl/curl.h>
+
+#include <string>
+
+namespace wsman::http {
+
+struct TlsPeerCheck {
+    std::string extraCaFile;   // PEM bundle trusted in addition to the system store
+    std::string pinnedSha256;  // hex; when set the leaf certificate must match it
+    bool skipCaCheck = false;  // chain errors are ignored (a pin, when set, still applies)
+
+    // Results of the last handshake.
+    std::string serverCertificateDer;
+    bool pinMismatch = false;
+};
+
+// Installs the hooks on `curl`; `check` must outlive every transfer on it.
+void InstallTlsPeerCheck(CURL* curl, TlsPeerCheck& check);
+
+}  // namespace wsman::http

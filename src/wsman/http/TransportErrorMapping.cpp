@@ -1,0 +1,58 @@
+#include "wsman/http/TransportErrorMapping.h"
+
+#include <cerrno>
+
+#include "wsman/TransportErrors.h"
+
+namespace wsman::http {
+
+using namespace transport_error;
+
+HResult HResultForTransferFailure(const HttpResponse& response) {
+    if (response.pinMismatch) {
+        return kSecureFailure;
+    }
+    switch (response.result) {
+        case CURLE_COULDNT_RESOLVE_HOST:
+            return kNameNotResolved;
+        case CURLE_COULDNT_CONNECT:
+            // Refused: nothing listens (WinRM stopped). Otherwise the host or network did not answer.
+            return response.osErrno == ECONNREFUSED ? kDestinationUnreachable : kNetworkTimedOut;
+        case CURLE_OPERATION_TIMEDOUT:
+            return kNetworkTimedOut;
+        case CURLE_PEER_FAILED_VERIFICATION:
+            return kSecureFailure;
+        case CURLE_SSL_CONNECT_ERROR:
+        case CURLE_SSL_CACERT_BADFILE:
+        case CURLE_SSL_CERTPROBLEM:
+        case CURLE_SSL_CIPHER:
+        case CURLE_SSL_ENGINE_INITFAILED:
+        case CURLE_SSL_ISSUER_ERROR:
+        case CURLE_SSL_CRL_BADFILE:
+            return kSslConnectionAborted;
+        case CURLE_URL_MALFORMAT:
+        case CURLE_UNSUPPORTED_PROTOCOL:
+        case CURLE_FAILED_INIT:
+        case CURLE_OUT_OF_MEMORY:
+            return kFail;
+        default:
+            // Reset, closed without a reply, send/receive errors: the destination did not serve us.
+            return kDestinationUnreachable;
+    }
+}
+
+HResult HResultForHttpStatus(long status) {
+    switch (status) {
+        case 401:
+        case 403:
+            return kAccessDenied;
+        case 404:
+            return kHttpNotFound;
+        case 503:
+            return kHttpServiceUnavailable;
+        default:
+            return status >= 500 ? kHttpServerError : kHttpBadRequest;
+    }
+}
+
+}  // namespace wsman::http

@@ -1,0 +1,19 @@
+// Message encryption over HTTP: a SOAP envelope sealed with the session's security context and
+// framed as multipart/encrypted, and the way back.
+#pragma once
+
+#include <string>
+
+#include "wsman/security/GssSecurityContext.h"
+
+namespace wsman::security {
+
+// Returns the multipart/encrypted body (its Content-Type is kEncryptedContentType).
+bool SealMessage(GssSecurityContext& context, const std::string& soap, std::string& body, std::string& error);
+
+// Unseals every part of a multipart/encrypted reply and joins them. `contentType` receives the
+// original content type the reply announces.
+bool UnsealMessage(GssSecurityContext& context, const std::string& body, std::string& soap,
+                   std::string& contentType, std::string& error);
+
+}  // namespace wsman::security
