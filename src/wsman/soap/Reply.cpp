@@ -1,5 +1,8 @@
 #include "wsman/soap/Reply.h"
 
+#include <algorithm>
+#include <cctype>
+
 #include "wsman/soap/ErrorCodes.h"
 #include "wsman/soap/Fault.h"
 #include "wsman/soap/Namespaces.h"
@@ -7,6 +10,15 @@
 namespace wsman::soap {
 
 namespace {
+
+// GUIDs compare without regard to case; some servers echo the identifier in lower case.
+bool SameIdentifier(const std::string& left, const std::string& right) {
+    return left.size() == right.size() &&
+           std::equal(left.begin(), left.end(), right.begin(), [](char a, char b) {
+               return std::tolower(static_cast<unsigned char>(a)) ==
+                      std::tolower(static_cast<unsigned char>(b));
+           });
+}
 
 HResult HResultForHttpStatus(long status) {
     switch (status) {
@@ -38,7 +50,7 @@ HResult CheckReply(const Exchange& exchange, const std::string& requestMessageId
     const xmlNode* relatesTo =
         xml::FindChild(xml::FindChild(envelope, ns::kSoap, "Header"), ns::kAddressing, "RelatesTo");
     const bool related =
-        relatesTo != nullptr && xml::TrimWhitespace(xml::TextOf(relatesTo)) == requestMessageId;
+        relatesTo != nullptr && SameIdentifier(xml::TrimWhitespace(xml::TextOf(relatesTo)), requestMessageId);
 
     if (auto fault = ReadFault(body)) {
         if (relatesTo != nullptr && !related) return errors::kInvalidHeader;

@@ -1,0 +1,40 @@
+// The WinRM client settings this client reads from the machine-wide configuration store, beside the
+// module's "ValidationClass" (key Software\Quillon\Sentrel\Server\WinRM under HKEY_LOCAL_MACHINE).
+// Every value is optional; a missing or unreadable value keeps the default. Value names and meanings are
+// listed in src/wsman/README.md.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "wsman/Channel.h"
+
+namespace wsman::client {
+
+inline constexpr const char* kClientSettingsKey = "Software\\Quillon\\Sentrel\\Server\\WinRM";
+
+struct ClientSettings {
+    AuthScheme scheme = AuthScheme::Negotiate;
+    std::string trustedCaFile;
+    std::string pinnedSha256;
+    bool skipCaCheck = false;
+    bool skipNameCheck = false;
+    bool allowUnencrypted = false;
+    long connectTimeoutMs = 30000;
+    long operationTimeoutMs = 60000;
+    long maxElements =
+        32000;  // items asked for per Enumerate/Pull; Windows stops earlier at the envelope size
+    long maxEnvelopeSize = 512000;  // bytes; bounds the memory one response can take
+};
+
+// Reads one string value by name under kClientSettingsKey; nothing when it is absent.
+using SettingLookup = std::function<std::optional<std::string>(const std::string& valueName)>;
+
+ClientSettings LoadClientSettings(const SettingLookup& lookup);
+
+// The channel's settings for one endpoint URL and credentials under these client settings.
+ChannelSettings MakeChannelSettings(const ClientSettings& settings, const std::string& url,
+                                    const std::string& userName, const std::string& password);
+
+}  // namespace wsman::client

@@ -1,0 +1,45 @@
+// The items of one enumeration, handed out one by one. It holds the items of one response at a time and
+// Pulls the next batch only when they are used up, so its memory is bounded by the envelope size however
+// many instances the query returns. Destroyed before the end, it Releases the server's context.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "wsman/client/Conversation.h"
+#include "wsman/soap/EnumerationReply.h"
+
+namespace wsman::client {
+
+class EnumerationStream {
+  public:
+    EnumerationStream(std::shared_ptr<Conversation> conversation, std::string resourceUri,
+                      soap::EnumerationBatch first);
+    ~EnumerationStream();
+    EnumerationStream(const EnumerationStream&) = delete;
+    EnumerationStream& operator=(const EnumerationStream&) = delete;
+
+    // atEnd := no item is left (Pulls as needed to find out). A failed Pull is reported, and repeated
+    // on every later call: the enumeration cannot go on.
+    HResult AtEnd(bool& atEnd);
+    // item := the next item's XML text; kEnumerationClosed past the end.
+    HResult Read(std::string& item);
+
+    std::size_t BufferedItems() const { return items_.size() - next_; }
+
+  private:
+    HResult FillIfEmpty();
+    void Release();
+
+    std::shared_ptr<Conversation> conversation_;
+    std::string resourceUri_;
+    std::string context_;
+    std::vector<std::string> items_;
+    std::size_t next_ = 0;
+    bool endOfSequence_ = false;
+    HResult failure_ = 0;
+};
+
+}  // namespace wsman::client
