@@ -1,0 +1,22 @@
+// Text helpers shared by the whole module. Case-insensitive comparisons fold ASCII letters only and compare
+// bytes as unsigned char, on every platform and whatever the process locale; other bytes compare as they are.
+#pragma once
+
+#include <cstddef>
+
+// _stricmp: <0, 0 or >0. A null text compares as the empty text.
+int QncStricmp(const char* left, const char* right);
+// _strnicmp over at most `count` characters.
+int QncStrnicmp(const char* left, const char* right, std::size_t count);
+// _strupr: upper-cases ASCII letters in place and returns `text`.
+char* QncStrupr(char* text);
+char QncToUpperAscii(char c);
+
+// Blank, tab, CR or LF: the characters every trim of the module removes.
+constexpr bool QncIsTrimChar(char c) {
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
+// The module's numeric test: after trimming, non-empty and made only of decimal digits and '-'
+// (so "12", "-5" and "1-2" are numeric, "1.5" and "12 MB" are not).
+bool QncIsNumeric(const char* text);

@@ -1,0 +1,16 @@
+// Entering and leaving COM. Windows enters the multithreaded apartment; POSIX has no COM and succeeds, so
+// the callers' code is the same on both.
+#pragma once
+
+#include <cstdint>
+
+namespace qn::platform {
+
+using HResult = std::int32_t;
+
+// CoInitializeEx(NULL, COINIT_MULTITHREADED): S_OK, S_FALSE or a failure code.
+HResult ComInitializeMultithreaded();
+// CoUninitialize.
+void ComUninitialize();
+
+}  // namespace qn::platform

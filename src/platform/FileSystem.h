@@ -1,0 +1,28 @@
+// Files the module names with Windows-style paths.
+//
+// Path rule (the one place where it is applied): a drive prefix ("c:") at the start is dropped and every
+// backslash becomes '/'. So "c:\\qndebug\\assert.txt" is "/qndebug/assert.txt" on POSIX, and a folder stored
+// with a trailing "\\" ends in '/'. POSIX paths pass through unchanged. Windows uses paths as given.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace qn::platform {
+
+std::string MapModulePath(std::string_view modulePath);
+
+// The FindFirstFileA test: the path names something that exists and is not a directory.
+bool IsExistingFile(const char* modulePath);
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using UniqueFile = std::unique_ptr<std::FILE, FileCloser>;
+
+// fopen of the mapped path; `mode` may carry the text flag 't' ("at", "wt"). Empty on failure.
+UniqueFile OpenFile(const char* modulePath, const char* mode);
+
+}  // namespace qn::platform

@@ -1,0 +1,36 @@
+#include "platform/FileSystem.h"
+
+#include <sys/stat.h>
+
+#include <cctype>
+
+namespace qn::platform {
+
+std::string MapModulePath(std::string_view modulePath) {
+    if (modulePath.size() >= 2 && modulePath[1] == ':' &&
+        std::isalpha(static_cast<unsigned char>(modulePath[0])) != 0) {
+        modulePath.remove_prefix(2);
+    }
+    std::string path(modulePath);
+    for (char& c : path) {
+        if (c == '\\') c = '/';
+    }
+    return path;
+}
+
+bool IsExistingFile(const char* modulePath) {
+    if (modulePath == nullptr || *modulePath == '\0') return false;
+    struct stat status {};
+    return stat(MapModulePath(modulePath).c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
+}
+
+UniqueFile OpenFile(const char* modulePath, const char* mode) {
+    if (modulePath == nullptr || mode == nullptr || *modulePath == '\0') return {};
+    std::string posixMode;
+    for (const char* c = mode; *c != '\0'; ++c) {
+        if (*c != 't') posixMode.push_back(*c);  // text mode is the only mode here
+    }
+    return UniqueFile(std::fopen(MapModulePath(modulePath).c_str(), posixMode.c_str()));
+}
+
+}  // namespace qn::platform
