@@ -1,0 +1,31 @@
+#include "SoapReplyFuzzTarget.h"
+
+#include <string>
+
+#include "wsman/soap/EnumerationReply.h"
+#include "wsman/soap/Fault.h"
+#include "wsman/soap/InvokeReply.h"
+#include "wsman/soap/Namespaces.h"
+#include "wsman/soap/Reply.h"
+#include "wsman/soap/StandaloneXml.h"
+
+void FuzzSoapReply(const std::uint8_t* data, std::size_t size) {
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    for (const long status : {200L, 500L}) {
+        wsman::soap::CheckedReply reply;
+        wsman::soap::CheckReply({status, "application/soap+xml", text}, "uuid:X", reply);
+    }
+
+    // The body parsers also run on replies the check would refuse (unrelated, faulted).
+    const auto doc = wsman::xml::ParseUntrusted(text);
+    if (!doc) return;
+    const xmlNode* root = xmlDocGetRootElement(doc.get());
+    const xmlNode* body = wsman::xml::FindChild(root, wsman::ns::kSoap, "Body");
+    if (body == nullptr) body = root;
+    wsman::soap::ReadFault(body);
+    wsman::soap::EnumerationBatch batch;
+    wsman::soap::ReadEnumerationBatch(body, batch);
+    std::string output;
+    wsman::soap::ReadInvokeOutput(body, output);
+    wsman::xml::SerializeStandalone(root);
+}
