@@ -99,7 +99,9 @@ bool IniDocument::Remove(std::string_view name) {
 std::optional<std::string> IniDocument::GetValue(const Section& section, std::string_view key) {
     for (const std::string& line : section.lines) {
         const auto lineKey = LineKey(line);
-        if (lineKey && EqualsNoCase(*lineKey, key)) return line.substr(line.find('=') + 1);
+        if (lineKey && EqualsNoCase(*lineKey, key)) {
+            return std::string(TrimBlanks(std::string_view(line).substr(line.find('=') + 1)));
+        }
     }
     return std::nullopt;
 }

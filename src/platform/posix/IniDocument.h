@@ -26,7 +26,8 @@ class IniDocument {
     bool Remove(std::string_view name);
     const std::vector<Section>& Sections() const { return sections_; }
 
-    // "key=value" lines; keys compare without regard to ASCII case, comments (';', '#') are never keys.
+    // "key=value" lines, blanks around key and value ignored; keys compare without regard to ASCII case,
+    // comments (';', '#') are never keys.
     static std::optional<std::string> GetValue(const Section& section, std::string_view key);
     static void SetValue(Section& section, std::string_view key, std::string_view value);
     static bool RemoveValue(Section& section, std::string_view key);

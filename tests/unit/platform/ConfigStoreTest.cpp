@@ -1,0 +1,196 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "TestFiles.h"
+#include "platform/ConfigStore.h"
+
+namespace qn::platform {
+namespace {
+
+using test::ReadFile;
+using test::WriteFile;
+
+constexpr const char* kProductKey = "Software\\Quillon\\Sentrel";
+
+class ConfigStoreTest : public ::testing::Test {
+  protected:
+    std::string StorePath() const { return folder_.File("registry.conf"); }
+
+    std::string Query(const char* subKey, const char* name, ConfigError* errorOut = nullptr) {
+        ConfigKey key;
+        ConfigError error = OpenConfigKey(ConfigRoot::LocalMachine, subKey, kKeyRead, key);
+        char buffer[512] = {};
+        std::uint32_t size = sizeof(buffer) - 1;
+        if (error == kConfigOk) error = QueryConfigString(key, name, buffer, size);
+        if (errorOut != nullptr) *errorOut = error;
+        return buffer;
+    }
+
+    ConfigError Set(const char* subKey, const char* name, const std::string& value) {
+        ConfigKey key;
+        ConfigError error = CreateConfigKey(ConfigRoot::LocalMachine, subKey, kKeyAllAccess, key);
+        if (error != kConfigOk) return error;
+        return SetConfigString(key, name, value.c_str(), static_cast<std::uint32_t>(value.size() + 1));
+    }
+
+    test::TemporaryFolder folder_;
+    test::ScopedRegistryFile registry_{StorePath()};
+};
+
+TEST_F(ConfigStoreTest, MissingFileHasNoKeysAndCreatingAKeyCreatesIt) {
+    ConfigKey key;
+    EXPECT_EQ(OpenConfigKey(ConfigRoot::LocalMachine, kProductKey, kKeyRead, key), kConfigNotFound);
+    EXPECT_FALSE(key.IsOpen());
+    ASSERT_EQ(CreateConfigKey(ConfigRoot::LocalMachine, kProductKey, kKeyAllAccess, key), kConfigOk);
+    EXPECT_TRUE(key.IsOpen());
+    EXPECT_NE(ReadFile(StorePath()).find("[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]"),
+              std::string::npos);
+    EXPECT_EQ(OpenConfigKey(ConfigRoot::LocalMachine, kProductKey, kKeyRead, key), kConfigOk);
+}
+
+TEST_F(ConfigStoreTest, ReadsHandEditedFileWithoutRegardToCase) {
+    WriteFile(StorePath(),
+              "; machine settings\n"
+              "[hkey_local_machine\\SOFTWARE\\quillon\\Sentrel]\n"
+              "ProgFilesFolder = /opt/qn\\\n"
+              "\n"
+              "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel\\Server\\WinRM]\n"
+              "ValidationClass=Win32_OperatingSystem\n");
+    EXPECT_EQ(Query(kProductKey, "progfilesfolder"), "/opt/qn\\");
+    EXPECT_EQ(Query("Software\\Quillon\\Sentrel\\Server\\WinRM", "VALIDATIONCLASS"), "Win32_OperatingSystem");
+    // A parent of a listed key exists, like in the registry.
+    ConfigKey key;
+    EXPECT_EQ(OpenConfigKey(ConfigRoot::LocalMachine, "Software\\Quillon", kKeyRead, key), kConfigOk);
+    ConfigError error = kConfigOk;
+    Query(kProductKey, "Missing", &error);
+    EXPECT_EQ(error, kConfigNotFound);
+}
+
+TEST_F(ConfigStoreTest, WriteKeepsCommentsOtherKeysAndValues) {
+    WriteFile(StorePath(),
+              "; keep me\n"
+              "[HKEY_LOCAL_MACHINE\\Software\\Other]\n"
+              "Name=value\n"
+              "# and me\n"
+              "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\n"
+              "ProgFilesFolder=old\n"
+              "Keep=this\n");
+    ASSERT_EQ(Set(kProductKey, "PROGFILESFOLDER", "new"), kConfigOk);
+    ASSERT_EQ(Set(kProductKey, "Added", "x"), kConfigOk);
+    EXPECT_EQ(ReadFile(StorePath()),
+              "; keep me\n"
+              "[HKEY_LOCAL_MACHINE\\Software\\Other]\n"
+              "Name=value\n"
+              "# and me\n"
+              "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\n"
+              "PROGFILESFOLDER=new\n"
+              "Keep=this\n"
+              "Added=x\n");
+}
+
+TEST_F(ConfigStoreTest, ValuesWithBlanksAndBreaksRoundTrip) {
+    for (const std::string value :
+         {"   ", " lead", "trail\t", "two\r\nlines", "\"quoted\"", "c:\\path\\", ""}) {
+        ASSERT_EQ(Set(kProductKey, "Value", value), kConfigOk);
+        EXPECT_EQ(Query(kProductKey, "Value"), value);
+    }
+}
+
+TEST_F(ConfigStoreTest, QueryFollowsBufferSizeRules) {
+    ASSERT_EQ(Set(kProductKey, "Value", "abcdef"), kConfigOk);
+    ConfigKey key;
+    ASSERT_EQ(OpenConfigKey(ConfigRoot::LocalMachine, kProductKey, kKeyRead, key), kConfigOk);
+    char buffer[8] = "zzzzzzz";
+    std::uint32_t size = 6;
+    EXPECT_EQ(QueryConfigString(key, "Value", buffer, size), kConfigMoreData);
+    EXPECT_EQ(size, 7u);
+    EXPECT_STREQ(buffer, "zzzzzzz");
+    size = 7;
+    EXPECT_EQ(QueryConfigString(key, "Value", buffer, size), kConfigOk);
+    EXPECT_STREQ(buffer, "abcdef");
+    // A key opened for reading cannot write.
+    EXPECT_EQ(SetConfigString(key, "Value", "x", 2), kConfigAccessDenied);
+}
+
+// Runs `body` in a child process as an unprivileged user when we are root (root ignores file modes).
+// Returns the child's exit code, or -1 when the store cannot be made read-only here.
+template <typename Body>
+int RunWithReadOnlyStore(const std::string& folder, const std::string& file, Body body) {
+    if (geteuid() != 0) {
+        chmod(file.c_str(), 0444);
+        chmod(folder.c_str(), 0555);
+        if (access(folder.c_str(), W_OK) == 0) return -1;
+        const int result = body();
+        chmod(folder.c_str(), 0755);
+        chmod(file.c_str(), 0644);
+        return result;
+    }
+    chmod(folder.c_str(), 0755);
+    chmod(file.c_str(), 0644);
+    const pid_t child = fork();
+    if (child == 0) {
+        if (setgid(65534) != 0 || setuid(65534) != 0) _exit(100);
+        if (access(folder.c_str(), W_OK) == 0) _exit(100);
+        _exit(body());
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    const int code = WIFEXITED(status) ? WEXITSTATUS(status) : 101;
+    return code == 100 ? -1 : code;
+}
+
+TEST_F(ConfigStoreTest, ReadOnlyStoreStillReadsAndRefusesWrites) {
+    ASSERT_EQ(Set(kProductKey, "ProgFilesFolder", "/opt/qn"), kConfigOk);
+    const std::string before = ReadFile(StorePath());
+    const int result = RunWithReadOnlyStore(folder_.Path(), StorePath(), [] {
+        ConfigKey key;
+        if (OpenConfigKey(ConfigRoot::LocalMachine, kProductKey, kKeyRead, key) != kConfigOk) return 1;
+        char buffer[64] = {};
+        std::uint32_t size = sizeof(buffer);
+        if (QueryConfigString(key, "ProgFilesFolder", buffer, size) != kConfigOk) return 2;
+        if (std::string(buffer) != "/opt/qn") return 3;
+        if (OpenConfigKey(ConfigRoot::LocalMachine, kProductKey, kKeyWrite, key) != kConfigAccessDenied)
+            return 4;
+        if (CreateConfigKey(ConfigRoot::LocalMachine, "Software\\New", kKeyAllAccess, key) !=
+            kConfigAccessDenied) {
+            return 5;
+        }
+        return 0;
+    });
+    if (result == -1) GTEST_SKIP() << "cannot make the store read-only for this process";
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(ReadFile(StorePath()), before);
+}
+
+TEST_F(ConfigStoreTest, ConcurrentWritersFromTwoProcessesLoseNothing) {
+    constexpr int kWritesPerProcess = 40;
+    const auto writeValues = [&](const char* prefix) {
+        for (int i = 0; i < kWritesPerProcess; ++i) {
+            const std::string name = std::string(prefix) + std::to_string(i);
+            if (Set(kProductKey, name.c_str(), name) != kConfigOk) return 1;
+        }
+        return 0;
+    };
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) _exit(writeValues("child"));
+    const int parentResult = writeValues("parent");
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_EQ(parentResult, 0);
+    ASSERT_TRUE(WIFEXITED(status));
+    ASSERT_EQ(WEXITSTATUS(status), 0);
+    for (int i = 0; i < kWritesPerProcess; ++i) {
+        for (const std::string prefix : {"child", "parent"}) {
+            const std::string name = prefix + std::to_string(i);
+            EXPECT_EQ(Query(kProductKey, name.c_str()), name);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace qn::platform
