@@ -97,8 +97,18 @@ std::string WsmanFaultMessage(const xmlNode* wsmanFault) {
     return xml::TrimWhitespace(xml::TextOf(message));
 }
 
-const xmlNode* FindWmiError(const xmlNode* detail) {
-    return FindChild(detail, ns::kWmiErrorClass, "MSFT_WmiError");
+// InvalidSelectors is refined by the fault detail URI (…/faultDetail/UnexpectedSelectors, …).
+HResult RefineBySelectorDetail(HResult mapped, const xmlNode* detail) {
+    if (mapped != errors::kInvalidSelectors) return mapped;
+    const std::string faultDetail =
+        xml::TrimWhitespace(xml::TextOf(FindChild(detail, ns::kWsman, "FaultDetail")));
+    const auto endsWith = [&faultDetail](const std::string& suffix) {
+        return faultDetail.size() >= suffix.size() &&
+               faultDetail.compare(faultDetail.size() - suffix.size(), suffix.size(), suffix) == 0;
+    };
+    if (endsWith("/UnexpectedSelectors")) return errors::kUnexpectedSelectors;
+    if (endsWith("/InsufficientSelectors")) return errors::kInsufficientSelectors;
+    return mapped;
 }
 
 }  // namespace
@@ -128,7 +138,8 @@ std::optional<SoapFault> ReadFault(const xmlNode* body) {
 
     const xmlNode* detail = FindChild(fault, ns::kSoap, "Detail");
     const xmlNode* wsmanFault = FindChild(detail, ns::kWsmanFault, "WSManFault");
-    const xmlNode* wmiError = FindWmiError(detail);
+    const xmlNode* wmiError = FindChild(detail, ns::kWmiErrorClass, "MSFT_WmiError");
+    mapped = RefineBySelectorDetail(mapped, detail);
     std::optional<HResult> detailCode;
     if (wsmanFault != nullptr) detailCode = ParseDecimalCode(xml::AttributeOf(wsmanFault, "Code"));
     if (!detailCode && wmiError != nullptr) {

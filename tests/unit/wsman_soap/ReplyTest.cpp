@@ -92,6 +92,14 @@ TEST(Fault, SubcodesWithoutDetailMapToWsmanCodes) {
         EXPECT_EQ(static_cast<std::uint32_t>(fault->code), entry.code);
         EXPECT_EQ(fault->message, "reason text");
     }
+    // InvalidSelectors without a code of its own takes the precise code from the fault detail URI.
+    const std::string detail =
+        "<s:Detail><w:FaultDetail>http://schemas.dmtf.org/wbem/wsman/1/wsman/faultDetail/UnexpectedSelectors"
+        "</w:FaultDetail></s:Detail>";
+    const auto refined =
+        xml::ParseUntrusted(testing::ReplyTo("", "fault", FaultWithSubcode("w:InvalidSelectors", detail)));
+    EXPECT_EQ(static_cast<std::uint32_t>(ReadFault(testing::BodyOf(refined.get()))->code), 0x8033805Bu);
+
     // Subcodes are matched by namespace URI, whatever the prefix.
     const std::string other = "<s:Envelope xmlns:s=\"" + std::string(ns::kSoap) + "\" xmlns:q=\"" +
                               ns::kEnumeration + "\" xmlns:n=\"urn:not-enumeration\"><s:Body>" +
