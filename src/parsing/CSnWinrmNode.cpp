@@ -1,0 +1,57 @@
+#include "parsing/CSnWinrmNode.h"
+
+#include <cstring>
+
+#include "parsing/RecordLookup.h"
+#include "platform/FileSystem.h"
+
+namespace {
+
+constexpr const char* kStylesheetFolder = "Sys\\Wsman";
+// What the lookup answers for a property without a line. A real value of this text reads as missing too.
+constexpr const char* kValueMissing = "VALUEMISSING";
+
+}  // namespace
+
+CSnWinrmNode::CSnWinrmNode(const char* objectName) : CQncBase(objectName) {
+    SetStylesheet(kInstanceStylesheet);
+}
+
+CSnWinrmNode::~CSnWinrmNode() {
+    xmlDoc_.Uninitialize();
+}
+
+void CSnWinrmNode::SetStylesheet(const char* fileName) {
+    GetProgFilesFolder(stylesheetPath_);
+    // An empty folder yields "\\" alone: the path is then rooted, as on Windows at the current drive.
+    stylesheetPath_.AppendCharIfMissing('\\');
+    stylesheetPath_.Append(kStylesheetFolder);
+    stylesheetPath_.AppendCharIfMissing('\\');
+    stylesheetPath_.Append(fileName);
+    // Only probed: Transform checks the file again when it is used.
+    static_cast<void>(qn::platform::IsExistingFile(stylesheetPath_.GetText()));
+}
+
+int CSnWinrmNode::Transform(const char* itemXml) {
+    if (!xmlDoc_.IsInitialized()) xmlDoc_.Initialize(0, "");
+    if (!xmlDoc_.IsInitialized()) return kQncErrorXmlDocumentInit;
+    if (!qn::platform::IsExistingFile(stylesheetPath_.GetText())) return kQncErrorXslStylesheetMissing;
+    if (xmlDoc_.LoadXml(itemXml) != 0) return kQncErrorXmlLoad;
+    if (xmlDoc_.TransformWith(stylesheetPath_.GetText(), output_) != 0) return kQncErrorXmlTransform;
+    return 0;
+}
+
+int CSnWinrmNode::GetValue(const char* propertyName, int asBoolDigit, CQncString& value) const {
+    value.Assign("");
+    CQncString found = LookupRecordValue(output_.GetText(), propertyName, kValueMissing);
+    if (std::strcmp(found.GetText(), kValueMissing) == 0) return kQncErrorXmlAttributeMissing;
+    if (asBoolDigit != 0) {
+        if (std::strcmp(found.GetText(), "true") == 0) {
+            found.Assign("1");
+        } else if (std::strcmp(found.GetText(), "false") == 0) {
+            found.Assign("0");
+        }
+    }
+    value = found;
+    return 0;
+}
