@@ -1,0 +1,55 @@
+// POST /wsman as Windows' WinRM service answers it: authentication (Negotiate per connection, Basic per
+// request), message sealing, the unencrypted-body refusal, fault injection, then the WS-Management service.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "server/FaultRules.h"
+#include "server/GssAcceptor.h"
+#include "server/HttpDaemon.h"
+#include "server/RequestLog.h"
+#include "server/UsersFile.h"
+#include "server/WsmanService.h"
+
+namespace qnsim {
+
+struct EndpointSettings {
+    bool https = false;
+    bool allowUnencrypted = false;
+    bool basic = false;
+};
+
+class WinrmEndpoint : public HttpHandler {
+  public:
+    // Every pointer may be null: no Negotiate without a credential, no Basic without users, no injection
+    // without rules, no log without a log.
+    WinrmEndpoint(EndpointSettings settings, WsmanService& service, const AcceptorCredential* credential,
+                  const UsersFile* users, FaultRules* rules, RequestLog* log)
+        : settings_(settings),
+          service_(service),
+          credential_(credential),
+          users_(users),
+          rules_(rules),
+          log_(log) {}
+
+    std::unique_ptr<ConnectionSession> NewSession() override;
+    HttpReply Handle(ConnectionSession& session, const HttpRequest& request) override;
+
+  private:
+    HttpReply Challenge() const;  // 401 offering the enabled schemes
+    void Log(const HttpRequest& request, const std::string& scheme, const WsmanRequest* wsman,
+             unsigned status);
+
+    EndpointSettings settings_;
+    WsmanService& service_;
+    const AcceptorCredential* credential_;
+    const UsersFile* users_;
+    FaultRules* rules_;
+    RequestLog* log_;
+    std::atomic<std::uint64_t> soapRequests_{0};
+};
+
+}  // namespace qnsim
