@@ -40,8 +40,8 @@ security::GssMechanism MechanismFor(AuthScheme scheme) {
 bool LooksLikeXml(const http::HttpResponse& response) {
     std::string type = response.contentType;
     std::transform(type.begin(), type.end(), type.begin(), [](unsigned char c) { return std::tolower(c); });
-    if (type.find("xml") != std::string::npos) {
-        return true;
+    if (!type.empty()) {
+        return type.find("xml") != std::string::npos;
     }
     const auto first = response.body.find_first_not_of(" \t\r\n");
     return first != std::string::npos && response.body[first] == '<';
@@ -110,6 +110,9 @@ HResult SessionChannel::SendBasic(const std::string& envelope, Exchange& out) {
 }
 
 HResult SessionChannel::SendSealed(const std::string& envelope, Exchange& out) {
+    if (context_ && !connection_.IsAlive()) {
+        context_.reset();  // the server closed the connection, and its context with it
+    }
     if (const HResult code = EnsureAuthenticated(); code != 0) {
         return code;
     }

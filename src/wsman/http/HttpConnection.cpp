@@ -1,5 +1,6 @@
 #include "wsman/http/HttpConnection.h"
 
+#include <poll.h>
 #include <strings.h>
 
 namespace wsman::http {
@@ -77,6 +78,16 @@ void HttpConnection::Configure() {
 
 void HttpConnection::Drop() {
     Configure();
+}
+
+bool HttpConnection::IsAlive() const {
+    curl_socket_t socket = CURL_SOCKET_BAD;
+    if (!curl_ || !connected_ || curl_easy_getinfo(curl_.get(), CURLINFO_ACTIVESOCKET, &socket) != CURLE_OK ||
+        socket == CURL_SOCKET_BAD) {
+        return false;
+    }
+    pollfd idle{socket, POLLIN, 0};
+    return poll(&idle, 1, 0) == 0;  // readable means closed, reset or out of step
 }
 
 HttpResponse HttpConnection::Post(const std::vector<std::string>& extraHeaders, const std::string& body) {

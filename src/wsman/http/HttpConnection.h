@@ -41,6 +41,10 @@ class HttpConnection {
     // Closes the connection; the next Post opens a new one.
     void Drop();
 
+    // True when the connection of the last transfer is still open and the server has neither closed
+    // it nor sent anything unasked. Checked before a body that must not be lost is sent.
+    bool IsAlive() const;
+
     // DER of the server certificate seen on the current connection (HTTPS), else empty.
     const std::string& ServerCertificateDer() const { return tls_->serverCertificateDer; }
 
