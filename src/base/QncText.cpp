@@ -6,6 +6,11 @@ unsigned char FoldToUpper(unsigned char c) {
     return (c >= 'a' && c <= 'z') ? static_cast<unsigned char>(c - 32) : c;
 }
 
+// Comparisons fold to lower case, as _stricmp does: it decides where '_' sorts against letters.
+unsigned char FoldToLower(unsigned char c) {
+    return (c >= 'A' && c <= 'Z') ? static_cast<unsigned char>(c + 32) : c;
+}
+
 }  // namespace
 
 char QncToUpperAscii(char c) {
@@ -16,8 +21,8 @@ int QncStrnicmp(const char* left, const char* right, std::size_t count) {
     if (left == nullptr) left = "";
     if (right == nullptr) right = "";
     for (std::size_t i = 0; i < count; ++i) {
-        const unsigned char a = FoldToUpper(static_cast<unsigned char>(left[i]));
-        const unsigned char b = FoldToUpper(static_cast<unsigned char>(right[i]));
+        const unsigned char a = FoldToLower(static_cast<unsigned char>(left[i]));
+        const unsigned char b = FoldToLower(static_cast<unsigned char>(right[i]));
         if (a != b) return a < b ? -1 : 1;
         if (a == '\0') return 0;
     }

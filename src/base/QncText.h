@@ -1,5 +1,6 @@
-// Text helpers shared by the whole module. Case-insensitive comparisons fold ASCII letters only and compare
-// bytes as unsigned char, on every platform and whatever the process locale; other bytes compare as they are.
+// Text helpers shared by the whole module. Case-insensitive comparisons fold ASCII letters only (to lower
+// case, so '_' sorts before letters) and compare bytes as unsigned char, on every platform and whatever the
+// process locale; other bytes compare as they are.
 #pragma once
 
 #include <cstddef>

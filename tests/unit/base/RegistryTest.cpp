@@ -1,0 +1,127 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "FixedClock.h"
+#include "TestFiles.h"
+#include "base/QncRegistry.h"
+#include "platform/ProfileFile.h"
+
+namespace {
+
+using qn::test::ReadFile;
+using qn::test::WriteFile;
+
+class RegistryTest : public ::testing::Test {
+  protected:
+    void Store(const std::string& value) {
+        WriteFile(store_,
+                  "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=" + value + "\n");
+    }
+    std::string Stored() {
+        CQncString value;
+        QueryRegistryString(kHkeyLocalMachine, kQncProductKey, "ProgFilesFolder", value);
+        return value.GetText();
+    }
+
+    qn::test::TemporaryFolder folder_;
+    std::string store_ = folder_.File("registry.conf");
+    qn::test::ScopedRegistryFile registry_{store_};
+};
+
+TEST_F(RegistryTest, FolderGetsATrailingBackslashAndIsStoredBackSo) {
+    Store("  /usr/share/qnsnwsm\t");
+    CQncString folder;
+    GetProgFilesFolder(folder);
+    EXPECT_STREQ(folder.GetText(), "/usr/share/qnsnwsm\\");
+    EXPECT_EQ(Stored(), "/usr/share/qnsnwsm\\");
+    GetProgFilesFolder(folder);  // already normal: unchanged
+    EXPECT_STREQ(folder.GetText(), "/usr/share/qnsnwsm\\");
+}
+
+TEST_F(RegistryTest, BlankFolderReadsEmptyAndIsStoredEmpty) {
+    WriteFile(store_, "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=\"   \"\n");
+    CQncString folder("stale");
+    GetProgFilesFolder(folder);
+    EXPECT_STREQ(folder.GetText(), "");
+    EXPECT_EQ(ReadFile(store_), "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=\n");
+}
+
+TEST_F(RegistryTest, MissingStoreGetsTheKeyAndAnEmptyValue) {
+    CQncString folder("stale");
+    GetProgFilesFolder(folder);
+    EXPECT_STREQ(folder.GetText(), "");
+    EXPECT_EQ(ReadFile(store_), "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=\n");
+}
+
+TEST_F(RegistryTest, OverlongValueReadsAsEmpty) {
+    Store(std::string(511, 'a'));  // 512 bytes with the NUL, but only 511 may be asked for
+    CQncString folder;
+    GetProgFilesFolder(folder);
+    EXPECT_STREQ(folder.GetText(), "");
+    Store(std::string(510, 'a'));
+    GetProgFilesFolder(folder);
+    EXPECT_EQ(folder.Length(), 511u);
+}
+
+TEST_F(RegistryTest, EnsureAndSetWorkOnNestedKeys) {
+    EXPECT_EQ(EnsureRegistryKey(kHkeyLocalMachine, "Software\\Quillon\\Sentrel\\Server\\WinRM"), 1);
+    EXPECT_EQ(SetRegistryString(kHkeyLocalMachine, "Software\\Quillon\\Sentrel\\Server\\WinRM",
+                                "ValidationClass", "Win32_ComputerSystem"),
+              0);
+    CQncString value;
+    EXPECT_EQ(QueryRegistryString(kHkeyLocalMachine, "software\\quillon\\sentrel\\server\\winrm",
+                                  "validationclass", value),
+              qn::platform::kConfigOk);
+    EXPECT_STREQ(value.GetText(), "Win32_ComputerSystem");
+    EXPECT_EQ(SetRegistryString(kHkeyLocalMachine, "Software\\Missing", "Name", "x"), -1);
+    EXPECT_EQ(EnsureRegistryKey(kHkeyLocalMachine, "Software\\Quillon"), 1);
+}
+
+TEST_F(RegistryTest, ReadOnlyStoreStillReadsAndIgnoresTheWriteBack) {
+    Store("/opt/qn");
+    const std::string before = ReadFile(store_);
+    chmod(folder_.Path().c_str(), 0755);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        // Root ignores file modes: drop to an unprivileged user, else make the store read-only.
+        if (geteuid() == 0) {
+            if (setgid(65534) != 0 || setuid(65534) != 0) _exit(100);
+        } else {
+            chmod(store_.c_str(), 0444);
+            chmod(folder_.Path().c_str(), 0555);
+        }
+        if (access(folder_.Path().c_str(), W_OK) == 0) _exit(100);
+        CQncString folder;
+        GetProgFilesFolder(folder);
+        if (std::string(folder.GetText()) != "/opt/qn\\") _exit(1);
+        if (EnsureRegistryKey(kHkeyLocalMachine, "Software\\New") != 0) _exit(2);
+        if (SetRegistryString(kHkeyLocalMachine, kQncProductKey, "ProgFilesFolder", "x") != -1) _exit(3);
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    chmod(folder_.Path().c_str(), 0755);
+    chmod(store_.c_str(), 0644);
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 100) GTEST_SKIP() << "cannot make the store read-only for this process";
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(ReadFile(store_), before);
+}
+
+TEST(ProfileHelperTest, WriteIntAndDeleteTheLogSection) {
+    qn::test::ScopedFixedClock clock;
+    qn::test::TemporaryFolder folder;
+    const std::string file = folder.File("events.ini");
+    WriteFile(file, "[Log]\n00000001|x\n[Other]\nA=1\n");
+    EXPECT_NE(WriteProfileInt("Init", "NextEntry", -12, file.c_str()), 0);
+    EXPECT_EQ(DeleteProfileSection(file.c_str()), 1);
+    EXPECT_EQ(ReadFile(file), "[Other]\nA=1\n[Init]\nNextEntry=-12\n");
+    EXPECT_EQ(DeleteProfileSection(folder.File("missing/events.ini").c_str()), 0);
+}
+
+}  // namespace

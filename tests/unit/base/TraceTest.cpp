@@ -1,0 +1,162 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "FixedClock.h"
+#include "TestFiles.h"
+#include "base/QncBase.h"
+#include "platform/ProfileFile.h"
+
+namespace {
+
+using qn::test::ReadFile;
+
+class TraceTest : public ::testing::Test {
+  protected:
+    void SetUp() override { traced_.SetTraceFile(traceFile_.c_str()); }
+
+    qn::test::ScopedFixedClock clock_;
+    qn::test::TemporaryFolder folder_;
+    std::string traceFile_ = folder_.File("trace.log");
+    CQncBase traced_{"Traced"};
+};
+
+TEST_F(TraceTest, LineIsTimeBlankMessageWithBreaksEscaped) {
+    traced_.Trace(kTraceToFile, "Calling %s (%d).\n", "CQnWSMan::WinRMGetDomain", 7);
+    traced_.Trace(kTraceToFile, "a\r\nb\rc\nd\r\n\r\n");
+    traced_.Trace(kTraceToFile, "%s", "100% done");
+    EXPECT_EQ(ReadFile(traceFile_),
+              "[01:02:03] Calling CQnWSMan::WinRMGetDomain (7).\n"
+              "[01:02:03] a <CRLF> b <CR> c <LF> d\n"
+              "[01:02:03] 100% done\n");
+}
+
+TEST_F(TraceTest, BannerKeepsItsBreaksAndNeedsNoFileBit) {
+    traced_.Trace(kTraceBanner, "----\r\nModule: [%s]\r\n----\r", "qnsnwsm.dll");
+    EXPECT_EQ(ReadFile(traceFile_), "[01:02:03] ----\nModule: [qnsnwsm.dll]\n----\r\n");
+}
+
+TEST_F(TraceTest, NothingIsWrittenWithoutPathLevelOrFormat) {
+    traced_.Trace(0, "level zero");
+    traced_.Trace(kTraceToFile, "%s", "");  // an empty message still makes a line
+    traced_.Trace(kTraceToEventLog, "no event log set");
+    EXPECT_EQ(ReadFile(traceFile_), "[01:02:03] \n");
+    traced_.SetTraceFile("");
+    traced_.Trace(kTraceToFile | kTraceBanner, "tracing is off");
+    traced_.SetTraceFile(nullptr);
+    traced_.Trace(kTraceToFile, "still off");
+    EXPECT_EQ(ReadFile(traceFile_), "[01:02:03] \n");
+    EXPECT_STREQ(traced_.GetTraceFile().GetText(), "");
+}
+
+TEST_F(TraceTest, DeletedFileIsCreatedAgainByTheNextLine) {
+    traced_.Trace(kTraceToFile, "one");
+    std::remove(traceFile_.c_str());
+    traced_.Trace(kTraceToFile, "two");
+    traced_.Trace(kTraceToFile, "three");
+    EXPECT_EQ(ReadFile(traceFile_), "[01:02:03] two\n[01:02:03] three\n");
+}
+
+TEST_F(TraceTest, OverlongMessageIsCutAtTheBufferEnd) {
+    traced_.Trace(kTraceToFile, "%s", std::string(20000, 'x').c_str());
+    const std::string written = ReadFile(traceFile_);
+    ASSERT_EQ(written.size(), CQncBase::kTraceBufferSize - 1 + 1);  // the line, then "\n"
+    EXPECT_EQ(written.substr(0, 12), "[01:02:03] x");
+    EXPECT_EQ(written.substr(written.size() - 2), "x\n");
+}
+
+TEST_F(TraceTest, SizedTraceTakesLongMessagesAndAssertsOnTinyBounds) {
+    const std::string assertFile = folder_.File("assert.txt");
+    SetAssertFilePath(assertFile.c_str());
+    traced_.TraceSized(kTraceToFile, 30000, "%s\r\n", std::string(25000, 'y').c_str());
+    EXPECT_EQ(ReadFile(traceFile_), "[01:02:03] " + std::string(25000, 'y') + "\n");
+    EXPECT_EQ(ReadFile(assertFile), "");
+
+    traced_.TraceSized(kTraceToFile, 8, "short\nline");
+    SetAssertFilePath(nullptr);
+    EXPECT_NE(ReadFile(traceFile_).find("[01:02:03] short <LF> line\n"), std::string::npos);
+    const std::string assertion = ReadFile(assertFile);
+    EXPECT_NE(assertion.find("] QUILLON ASSERTION FAILURE, MODULE: [base_tests], FILE: "
+                             "[..\\..\\common\\VisualC\\Source\\QncBase]; LINE: 582\n"),
+              std::string::npos)
+        << assertion;
+}
+
+TEST_F(TraceTest, SizedTraceWithBannerBitKeepsTheTextAsItIs) {
+    traced_.TraceSized(kTraceBanner, 100, "a\r\nb\n");
+    EXPECT_EQ(ReadFile(traceFile_), "[01:02:03] a\r\nb\n\n");
+}
+
+TEST_F(TraceTest, ThreadsOfOneObjectWriteWholeLines) {
+    constexpr int kLinesPerThread = 100;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 2; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < kLinesPerThread; ++i) traced_.Trace(kTraceToFile, "thread %d line %d", t, i);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    const std::string written = ReadFile(traceFile_);
+    std::size_t lines = 0;
+    for (std::size_t start = 0; start < written.size(); ++lines) {
+        const std::size_t end = written.find('\n', start);
+        ASSERT_NE(end, std::string::npos);
+        EXPECT_EQ(written.compare(start, 19, "[01:02:03] thread 0") == 0 ||
+                      written.compare(start, 19, "[01:02:03] thread 1") == 0,
+                  true);
+        start = end + 1;
+    }
+    EXPECT_EQ(lines, 2u * kLinesPerThread);
+}
+
+class EventLogTest : public ::testing::Test {
+  protected:
+    void SetUp() override { traced_.SetEventLogFile(eventLog_.c_str()); }
+
+    std::vector<std::string> Entries() {
+        std::vector<char> buffer(70000);
+        qn::platform::ProfileGetSection("Log", buffer.data(), static_cast<std::uint32_t>(buffer.size()),
+                                        eventLog_.c_str());
+        std::vector<std::string> entries;
+        for (const char* entry = buffer.data(); *entry != '\0'; entry += std::strlen(entry) + 1) {
+            entries.emplace_back(entry);
+        }
+        return entries;
+    }
+
+    qn::test::ScopedFixedClock clock_;
+    qn::test::TemporaryFolder folder_;
+    std::string eventLog_ = folder_.File("events.ini");
+    CQncBase traced_;
+};
+
+TEST_F(EventLogTest, KeepsTheNewestHundredEntriesNumberedOn) {
+    for (int i = 0; i < 101; ++i) traced_.Trace(kTraceToEventLog, "entry %d\n", i);
+    const std::vector<std::string> entries = Entries();
+    ASSERT_EQ(entries.size(), 100u);
+    EXPECT_EQ(entries.front(), "00000001|[01:02:03] entry 1");
+    EXPECT_EQ(entries.back(), "00000064|[01:02:03] entry 100");
+    EXPECT_EQ(qn::platform::ProfileGetInt("Init", "NextEntry", 0, eventLog_.c_str()), 101u);
+}
+
+TEST_F(EventLogTest, LongEntryIsCutTo1020CharactersAndDots) {
+    traced_.Trace(kTraceToEventLog | kTraceToFile, "%s", std::string(2000, 'z').c_str());
+    const std::vector<std::string> entries = Entries();
+    ASSERT_EQ(entries.size(), 1u);
+    const std::string expectedLine = "[01:02:03] " + std::string(1020 - 11, 'z') + "...";
+    EXPECT_EQ(entries[0], "00000000|" + expectedLine);
+    EXPECT_EQ(qn::platform::ProfileGetInt("Init", "NextEntry", 0, eventLog_.c_str()), 1u);
+}
+
+TEST_F(EventLogTest, ContinuesFromTheStoredEntryNumber) {
+    qn::test::WriteFile(eventLog_, "[Init]\nNextEntry=255\n[Log]\n000000FE|[00:00:00] older\n");
+    traced_.Trace(kTraceToEventLog, "newer");
+    EXPECT_EQ(Entries(),
+              (std::vector<std::string>{"000000FE|[00:00:00] older", "000000FF|[01:02:03] newer"}));
+    EXPECT_EQ(qn::platform::ProfileGetInt("Init", "NextEntry", 0, eventLog_.c_str()), 256u);
+}
+
+}  // namespace
