@@ -1,6 +1,6 @@
-// Serialises one element of a larger document so that it stands on its own: every namespace in scope at
-// the element is declared on it (QName values such as xsi:type="p:Win32_Service_Type" need their prefix
-// too), and the text is UTF-8 without an XML declaration.
+// Serialises one element of a larger document so that it stands on its own: every namespace its subtree
+// uses is declared (also the prefix of QName values such as xsi:type="p:Win32_Service_Type") and nothing
+// else of the envelope's, and the text is UTF-8 without an XML declaration.
 #pragma once
 
 #include <libxml/tree.h>

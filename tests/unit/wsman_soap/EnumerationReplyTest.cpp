@@ -57,6 +57,8 @@ TEST(EnumerationReply, CapturedResponsesYieldStandaloneItems) {
         EXPECT_EQ(batch.context, entry.context);
         ASSERT_EQ(batch.items.size(), 1u);
         ExpectStandaloneInstance(batch.items[0], std::string(kWmiPrefix) + entry.classPath, entry.className);
+        EXPECT_EQ(batch.items[0].find("xmlns:s="), std::string::npos)
+            << "the envelope's namespaces stay behind";
     }
 }
 
