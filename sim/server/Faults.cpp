@@ -151,9 +151,15 @@ std::string RenderExtendedStatus(const ProviderFault::ExtendedStatus& status) {
     return xml;
 }
 
+// The CIM error's own wording of the quota fault, which differs from the s:Reason text.
+constexpr std::string_view kQuotaDetailMessage =
+    "The WS-Management service cannot process the request. This user is allowed a maximum number of 30 "
+    "concurrent "
+    "shells, which has been exceeded. Close existing shells or raise the quota for this user.";
+
 // Windows reports quota faults with a CIM error object instead of a WSManFault.
 std::string RenderWmiErrorDetail(const FaultSpec& spec) {
-    const std::string message = EscapeXmlText(Rendered(spec.text));
+    const std::string message = EscapeXmlText(Rendered(kQuotaDetailMessage));
     std::string xml =
         "<p:MSFT_WmiError b:IsCIM_Error=\"true\" "
         "xmlns:b=\"http://schemas.dmtf.org/wbem/wsman/1/cimbinding.xsd\" "

@@ -1,0 +1,64 @@
+// Request envelopes as WinRM clients write them, for the server's tests.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace qnsim::test {
+
+inline const std::string kCimv2All = "http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/*";
+inline const std::string kServiceUri =
+    "http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/Win32_Service";
+
+struct RequestText {
+    std::string action;
+    std::string resourceUri = kCimv2All;
+    std::string messageId = "uuid:11111111-2222-3333-4444-555555555555";
+    std::optional<unsigned> maxEnvelopeSize = 153600;
+    std::string operationTimeout = "PT60.000S";
+    std::string selectors;  // inner w:Selector elements
+    std::string body;       // content of s:Body
+};
+
+inline std::string Envelope(const RequestText& r) {
+    std::string xml =
+        "<s:Envelope xmlns:s=\"http://www.w3.org/2003/05/soap-envelope\" "
+        "xmlns:a=\"http://schemas.xmlsoap.org/ws/2004/08/addressing\" "
+        "xmlns:n=\"http://schemas.xmlsoap.org/ws/2004/09/enumeration\" "
+        "xmlns:w=\"http://schemas.dmtf.org/wbem/wsman/1/wsman.xsd\"><s:Header>"
+        "<a:To>http://127.0.0.1:5985/wsman</a:To>"
+        "<w:ResourceURI s:mustUnderstand=\"true\">" +
+        r.resourceUri +
+        "</w:ResourceURI><a:ReplyTo><a:Address s:mustUnderstand=\"true\">"
+        "http://schemas.xmlsoap.org/ws/2004/08/addressing/role/anonymous</a:Address></a:ReplyTo>"
+        "<a:Action s:mustUnderstand=\"true\">" +
+        r.action + "</a:Action>";
+    if (r.maxEnvelopeSize)
+        xml += "<w:MaxEnvelopeSize s:mustUnderstand=\"true\">" + std::to_string(*r.maxEnvelopeSize) +
+               "</w:MaxEnvelopeSize>";
+    xml += "<a:MessageID>" + r.messageId +
+           "</a:MessageID><w:Locale xml:lang=\"en-US\" s:mustUnderstand=\"false\"/>";
+    if (!r.selectors.empty()) xml += "<w:SelectorSet>" + r.selectors + "</w:SelectorSet>";
+    xml += "<w:OperationTimeout>" + r.operationTimeout + "</w:OperationTimeout></s:Header><s:Body>" + r.body +
+           "</s:Body></s:Envelope>";
+    return xml;
+}
+
+inline std::string EnumerateWql(const std::string& wql, unsigned maxElements = 32000) {
+    return Envelope(
+        {"http://schemas.xmlsoap.org/ws/2004/09/enumeration/Enumerate", kCimv2All,
+         "uuid:11111111-2222-3333-4444-555555555555", 153600, "PT60.000S", "",
+         "<n:Enumerate><w:OptimizeEnumeration/><w:MaxElements>" + std::to_string(maxElements) +
+             "</w:MaxElements><w:Filter Dialect=\"http://schemas.microsoft.com/wbem/wsman/1/WQL\">" + wql +
+             "</w:Filter></n:Enumerate>"});
+}
+
+inline std::string Pull(const std::string& context, unsigned maxElements = 32000,
+                        unsigned maxEnvelope = 153600) {
+    return Envelope({"http://schemas.xmlsoap.org/ws/2004/09/enumeration/Pull", kCimv2All,
+                     "uuid:22222222-2222-3333-4444-555555555555", maxEnvelope, "PT60.000S", "",
+                     "<n:Pull><n:EnumerationContext>" + context + "</n:EnumerationContext><n:MaxElements>" +
+                         std::to_string(maxElements) + "</n:MaxElements></n:Pull>"});
+}
+
+}  // namespace qnsim::test
