@@ -28,9 +28,9 @@ class CQncBase {
     virtual std::unique_ptr<CQncBase> Clone() const;
 
     // Writes one line to the targets the level bits select. Thread-safe per object.
-    void Trace(int level, const char* format, ...) __attribute__((format(printf, 3, 4)));
+    void Trace(int level, const char* format, ...) QNC_PRINTF_FORMAT(3, 4);
     // As Trace, for messages that may exceed the fixed buffer; `maxLength` bounds the formatted message.
-    void TraceSized(int level, int maxLength, const char* format, ...) __attribute__((format(printf, 4, 5)));
+    void TraceSized(int level, int maxLength, const char* format, ...) QNC_PRINTF_FORMAT(4, 5);
 
     // Both set under the trace lock; an empty or null path turns that target off.
     void SetTraceFile(const char* path);
@@ -47,6 +47,9 @@ class CQncBase {
   protected:
     qn::platform::CriticalSection& TraceLock() { return traceLock_; }
 
+    // A word of flags for derived classes; 0 after construction.
+    std::uint32_t baseFlags_ = 0;
+
   private:
     void WriteTraceLine(int level, const char* line);
     void AddEventLogEntry(const char* line);
@@ -58,5 +61,4 @@ class CQncBase {
     std::unique_ptr<char[]> formatBuffer_;  // kTraceBufferSize bytes once needed
     qn::platform::CriticalSection traceLock_;
     CQncString objectName_;
-    std::uint32_t reserved_ = 0;
 };

@@ -25,7 +25,7 @@ class CQncString {
     CQncString& AppendCharIfMissing(char c);
     // printf-style, at most 2,046 characters. A longer result is a caller error: the text becomes empty.
     // A failed allocation leaves the text unchanged.
-    CQncString& Format(const char* format, ...) __attribute__((format(printf, 2, 3)));
+    CQncString& Format(const char* format, ...) QNC_PRINTF_FORMAT(2, 3);
     // Removes blanks, tabs, CR and LF from both ends.
     CQncString& Trim();
     // Removes `prefix` from the start when it is there, compared without regard to case.

@@ -5,6 +5,14 @@
 
 #include <cstddef>
 
+// Lets the compiler check printf-style arguments of the module's formatting calls.
+#if defined(__GNUC__) || defined(__clang__)
+#define QNC_PRINTF_FORMAT(formatIndex, firstArgument) \
+    __attribute__((format(printf, formatIndex, firstArgument)))
+#else
+#define QNC_PRINTF_FORMAT(formatIndex, firstArgument)
+#endif
+
 // _stricmp: <0, 0 or >0. A null text compares as the empty text.
 int QncStricmp(const char* left, const char* right);
 // _strnicmp over at most `count` characters.

@@ -77,7 +77,8 @@ bool WriteAll(int fd, const std::string& content) {
 FileOutcome ReplaceFile(const std::string& path, const std::string& content) {
     mode_t mode = 0644;
     struct stat status {};
-    if (stat(path.c_str(), &status) == 0) mode = status.st_mode & 07777;
+    const bool existed = stat(path.c_str(), &status) == 0;
+    if (existed) mode = status.st_mode & 07777;
 
     std::string temporary = path + ".XXXXXX";
     std::vector<char> pattern(temporary.begin(), temporary.end());
@@ -86,6 +87,10 @@ FileOutcome ReplaceFile(const std::string& path, const std::string& content) {
     if (!fd.IsValid()) return WriteFailure(errno);
     temporary.assign(pattern.data());
     const bool written = WriteAll(fd.Get(), content) && fchmod(fd.Get(), mode) == 0;
+    // The replacement keeps the old file's owner where we may set it (an administrator's edit stays theirs).
+    if (existed && (status.st_uid != geteuid() || status.st_gid != getegid())) {
+        [[maybe_unused]] const int ignored = fchown(fd.Get(), status.st_uid, status.st_gid);
+    }
     const bool closed = close(fd.Release()) == 0;
     if (!written || !closed || rename(temporary.c_str(), path.c_str()) != 0) {
         const int error = errno;

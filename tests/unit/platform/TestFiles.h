@@ -47,7 +47,10 @@ inline void WriteFile(const std::string& path, const std::string& content) {
 class ScopedRegistryFile {
   public:
     explicit ScopedRegistryFile(const std::string& path) {
-        if (const char* previous = getenv("QNSNWSM_REGISTRY")) previous_ = previous, hadPrevious_ = true;
+        if (const char* previous = getenv("QNSNWSM_REGISTRY")) {
+            previous_ = previous;
+            hadPrevious_ = true;
+        }
         setenv("QNSNWSM_REGISTRY", path.c_str(), 1);
     }
     ~ScopedRegistryFile() {
