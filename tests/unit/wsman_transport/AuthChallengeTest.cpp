@@ -41,6 +41,9 @@ TEST(Base64, RoundTripsBinaryAndRejectsGarbage) {
     EXPECT_EQ(EncodeBase64("Passw0rd"), "UGFzc3cwcmQ=");
     EXPECT_FALSE(DecodeBase64("abc"));
     EXPECT_FALSE(DecodeBase64("ab$="));
+    for (const char* badPadding : {"====", "a===", "ab=c", "=abc", "abc=abc="}) {
+        EXPECT_FALSE(DecodeBase64(badPadding)) << badPadding;
+    }
     EXPECT_EQ(DecodeBase64("  "), std::string());
 }
 
