@@ -41,6 +41,7 @@ UniqueXmlDoc ParseUntrustedText(std::string_view text) {
     if (text.size() > static_cast<std::size_t>(INT_MAX)) return nullptr;
     UniqueXmlParserCtxt ctxt = NewGuardedContext();
     if (ctxt == nullptr) return nullptr;
+    ThreadXmlErrorsSilenced silenced;
     xmlDoc* parsed = xmlCtxtReadMemory(ctxt.get(), text.data(), static_cast<int>(text.size()), nullptr,
                                        "UTF-8", kParseOptions);
     return KeepWellFormed(*ctxt, parsed);
@@ -50,6 +51,7 @@ UniqueXmlDoc ParseUntrustedFile(const char* path) {
     if (path == nullptr || *path == '\0') return nullptr;
     UniqueXmlParserCtxt ctxt = NewGuardedContext();
     if (ctxt == nullptr) return nullptr;
+    ThreadXmlErrorsSilenced silenced;  // I/O errors are raised outside the parser context
     xmlDoc* parsed = xmlCtxtReadFile(ctxt.get(), path, nullptr, kParseOptions);
     return KeepWellFormed(*ctxt, parsed);
 }

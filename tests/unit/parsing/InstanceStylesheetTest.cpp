@@ -1,0 +1,169 @@
+// WsmTxtEx.xsl: records of real Windows items and of the item forms WinRM produces.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "StylesheetTestSupport.h"
+
+namespace {
+
+using parsing_test::HexBytes;
+using parsing_test::StylesheetTest;
+
+constexpr const char* kNamespaces =
+    R"(xmlns:p="http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/Test_Class" )"
+    R"(xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xmlns:cim="http://schemas.dmtf.org/wbem/wscim/1/common")";
+
+std::string Instance(const std::string& properties) {
+    return std::string("<p:Test_Class ") + kNamespaces + R"( xsi:type="p:Test_Class_Type">)" + properties +
+           "</p:Test_Class>";
+}
+
+using InstanceStylesheetTest = StylesheetTest;
+
+TEST_F(InstanceStylesheetTest, LinesEndWithCrLf) {
+    const std::string record = Record(Instance("<p:A>1</p:A><p:B></p:B>"));
+    EXPECT_EQ(HexBytes(record), HexBytes("__CLASS:=Test_Class\r\nA:=1\r\nB:=\r\n"));
+}
+
+TEST_F(InstanceStylesheetTest, RealLogicalDisk) {
+    const std::string item = FixtureItem("get_response_Win32_LogicalDisk_real.xml", "//s:Body/*");
+    SKIP_WITHOUT_FIXTURE(item);
+    const std::string record = Record(item);
+    EXPECT_EQ(
+        record.rfind(
+            "__CLASS:=Win32_LogicalDisk\r\nAccess:=0\r\nAvailability:=\r\nBlockSize:=\r\nCaption:=c:\r\n", 0),
+        0u)
+        << record;
+    EXPECT_EQ(record.find("\r\n\r\n"), std::string::npos);
+    EXPECT_EQ(Value("DeviceID"), "c:");
+    EXPECT_EQ(Value("FreeSpace"), "840649814016");
+    EXPECT_EQ(Value("Size"), "999650488320");
+    EXPECT_EQ(Value("VolumeName"), "");
+    EXPECT_EQ(Value("Status"), "");                      // nil
+    EXPECT_EQ(Value("VolumeSerialNumber"), "ECA22F4F");  // the last property is reachable
+    CQncString flag;
+    EXPECT_EQ(node_.GetValue("Compressed", 1, flag), 0);
+    EXPECT_STREQ(flag.GetText(), "0");
+    EXPECT_EQ(node_.GetValue("QuotasDisabled", 1, flag), 0);
+    EXPECT_STREQ(flag.GetText(), "1");
+    // One line per property plus the class.
+    int lines = 0;
+    for (auto at = record.find("\r\n"); at != std::string::npos; at = record.find("\r\n", at + 2)) ++lines;
+    EXPECT_EQ(lines, 40);
+}
+
+TEST_F(InstanceStylesheetTest, IndentedItemFromWindows7) {
+    const std::string item = FixtureItem("get_response_Win32_OperatingSystem_trimmed_win7.xml", "//s:Body/*");
+    SKIP_WITHOUT_FIXTURE(item);
+    EXPECT_EQ(Record(item),
+              "__CLASS:=Win32_OperatingSystem\r\nBootDevice:=\\Device\\HarddiskVolume2\r\n"
+              "BuildNumber:=7601\r\nBuildType:=Multiprocessor Free\r\n");
+}
+
+TEST_F(InstanceStylesheetTest, DatetimeIntervalAndArrayFromAnEnumeration) {
+    const std::string item = FixtureItem(
+        "enumerate_response_Win32_Process_trimmed_cim_Datetime_Interval_array.xml", "//w:Items/*");
+    SKIP_WITHOUT_FIXTURE(item);
+    EXPECT_EQ(Record(item),
+              "__CLASS:=Win32_Process\r\nCaption:=System Idle Process\r\nCommandLine:=\r\n"
+              "CreationDate:=2014-04-03T14:45:50.46875+08:00\r\n"
+              "AutomaticStartupActionDelay:=P0DT0H1M40S\r\n"
+              "IPAddress:=192.168.1.103,fe80::6962:c157:2318:423d,192.168.1.102\r\n");
+}
+
+TEST_F(InstanceStylesheetTest, ItemOfAPullResponse) {
+    const std::string item =
+        FixtureItem("pull_response_Win32_Process_trimmed_EndOfSequence.xml", "//w:Items/*");
+    SKIP_WITHOUT_FIXTURE(item);
+    EXPECT_EQ(Record(item), "__CLASS:=Win32_Process\r\nCaption:=SystemTest\r\nCommandLine:=\r\n");
+}
+
+TEST_F(InstanceStylesheetTest, ReferencesBecomeObjectPathsOnOneLine) {
+    const std::string item =
+        FixtureItem("enumerate_response_association_class_Msvm_SettingsDefineCapabilities_EPR_properties.xml",
+                    "//w:Items/*");
+    SKIP_WITHOUT_FIXTURE(item);
+    EXPECT_EQ(Record(item),
+              "__CLASS:=Msvm_SettingsDefineCapabilities\r\n"
+              "GroupComponent:=Msvm_AllocationCapabilities.InstanceID=\"Microsoft:06FF76FA-2D58-4BAF-9F8D-"
+              "455773824F37\"\r\n"
+              "PartComponent:=Msvm_Synthetic3DDisplayControllerSettingData.InstanceID="
+              "\"Microsoft:Definition\\\\06FF76FA-2D58-4BAF-9F8D-455773824F37\\\\Default\"\r\n"
+              "PropertyPolicy:=0\r\nValueRange:=0\r\nValueRole:=0\r\n");
+}
+
+TEST_F(InstanceStylesheetTest, MethodOutputWithAnArray) {
+    const std::string item = FixtureItem("invoke_StdRegProv_EnumKey_OUTPUT_response.xml", "//s:Body/*");
+    SKIP_WITHOUT_FIXTURE(item);
+    Record(item);
+    EXPECT_EQ(Value("__CLASS"), "EnumKey_OUTPUT");
+    EXPECT_EQ(Value("ReturnValue"), "0");
+    const std::string names = Value("sNames");
+    EXPECT_EQ(names.rfind("AddressBook,Branding,Connection Manager,DirectAnimation,", 0), 0u) << names;
+    EXPECT_NE(names.find(",Mozilla Firefox 9.0.1 (x86 en-US),"), std::string::npos);
+    EXPECT_EQ(names.substr(names.size() - 39), ",{F8FBDC28-C265-4F0D-8B91-6E92913E19F6}");
+    int values = 1;
+    for (char c : names) values += c == ',' ? 1 : 0;
+    EXPECT_EQ(values, 26);
+}
+
+TEST_F(InstanceStylesheetTest, ProjectionFragmentHasNoClassLine) {
+    const std::string fragment =
+        R"(<w:XmlFragment xmlns:w="http://schemas.dmtf.org/wbem/wsman/1/wsman.xsd">)"
+        R"(<Name>Spooler</Name><State>Running</State>)"
+        R"(<InstallDate><Datetime>2020-01-02T03:04:05Z</Datetime></InstallDate>)"
+        R"(<Access xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xsi:nil="true"/>)"
+        R"(<__CLASS>Win32_Service</__CLASS></w:XmlFragment>)";
+    EXPECT_EQ(Record(fragment),
+              "Name:=Spooler\r\nState:=Running\r\nInstallDate:=2020-01-02T03:04:05Z\r\nAccess:=\r\n"
+              "__CLASS:=Win32_Service\r\n");
+}
+
+TEST_F(InstanceStylesheetTest, ValuesStayOnOneLine) {
+    const std::string record =
+        Record(Instance("<p:Description>first line&#13;&#10;second\tline\nthird</p:Description>"
+                        "<p:Next>1</p:Next>"));
+    EXPECT_EQ(record, "__CLASS:=Test_Class\r\nDescription:=first line  second line third\r\nNext:=1\r\n");
+    // An item made only of blank lines still leaves every property readable.
+    Record(Instance("<p:A>&#13;&#10;&#13;&#10;</p:A><p:B>2</p:B>"));
+    EXPECT_EQ(Value("B"), "2");
+}
+
+TEST_F(InstanceStylesheetTest, EmbeddedObjectsAndSingletonReferencesStayOnOneLine) {
+    const std::string item = Instance(
+        R"(<p:Error xsi:type="p:__ExtendedStatus_Type"><p:Description xsi:nil="true"/><p:Operation>ExecQuery</p:Operation>)"
+        R"(<p:Codes>1</p:Codes><p:Codes>2</p:Codes></p:Error>)"
+        R"(<p:Owner xmlns:a="http://schemas.xmlsoap.org/ws/2004/08/addressing" xmlns:w="http://schemas.dmtf.org/wbem/wsman/1/wsman.xsd">)"
+        R"(<a:Address>http://schemas.xmlsoap.org/ws/2004/08/addressing/role/anonymous</a:Address>)"
+        R"(<a:ReferenceParameters><w:ResourceURI>http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/Win32_OperatingSystem</w:ResourceURI>)"
+        R"(</a:ReferenceParameters></p:Owner>)"
+        R"(<p:Quoted xmlns:a="http://schemas.xmlsoap.org/ws/2004/08/addressing" xmlns:w="http://schemas.dmtf.org/wbem/wsman/1/wsman.xsd">)"
+        R"(<a:ReferenceParameters><w:ResourceURI>http://x/Win32_Group</w:ResourceURI><w:SelectorSet>)"
+        R"(<w:Selector Name="Domain">PC1</w:Selector><w:Selector Name="Name">say "hi"</w:Selector>)"
+        R"(</w:SelectorSet></a:ReferenceParameters></p:Quoted>)");
+    EXPECT_EQ(Record(item),
+              "__CLASS:=Test_Class\r\nError:=Description=;Operation=ExecQuery;Codes=1,2\r\n"
+              "Owner:=Win32_OperatingSystem=@\r\n"
+              "Quoted:=Win32_Group.Domain=\"PC1\",Name=\"say \\\"hi\\\"\"\r\n");
+}
+
+TEST_F(InstanceStylesheetTest, TextPassesThroughAsUtf8) {
+    Record(
+        Instance("<p:Name>Gr\xC3\xBC\xC3\x9F"
+                 "e &amp; &lt;Tsch\xC3\xBC\xC3\x9F&gt;</p:Name>"));
+    EXPECT_EQ(Value("Name"),
+              "Gr\xC3\xBC\xC3\x9F"
+              "e & <Tsch\xC3\xBC\xC3\x9F>");
+}
+
+TEST_F(InstanceStylesheetTest, ClassDefinitionItemNamesItsClass) {
+    Record(
+        R"(<p:Win32_Service xmlns:p="http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/Win32_Service" )"
+        R"(xmlns:cim="http://schemas.dmtf.org/wbem/wscim/1/common" xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" )"
+        R"(xsi:type="p:Win32_Service_Type"><p:Name xsi:nil="true"/><p:State xsi:nil="true"/></p:Win32_Service>)");
+    EXPECT_EQ(Value("__CLASS"), "Win32_Service");
+    EXPECT_EQ(Value("State"), "");
+}
+
+}  // namespace

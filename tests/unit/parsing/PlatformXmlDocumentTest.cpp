@@ -1,0 +1,192 @@
+// The platform's XML document on libxml2/libxslt: loading, the defensive parse, transformation and its
+// security policy, silence, and independence of documents on different threads.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ParsingTestSupport.h"
+#include "platform/XmlDocument.h"
+
+namespace {
+
+using parsing_test::ScratchFolder;
+using qn::platform::CreateXmlDocument;
+using qn::platform::XmlDocument;
+
+constexpr const char* kCopyTextStylesheet = R"(<xsl:stylesheet version="1.0"
+    xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+  <xsl:output method="text"/>
+  <xsl:template match="/">[<xsl:value-of select="/*"/>]</xsl:template>
+</xsl:stylesheet>)";
+
+class PlatformXmlDocumentTest : public ::testing::Test {
+  protected:
+    std::unique_ptr<XmlDocument> LoadedStylesheet(const std::string& text) {
+        auto sheet = CreateXmlDocument();
+        const auto path = scratch_.WriteFile("sheet.xsl", text);
+        EXPECT_TRUE(sheet->LoadFile(path.c_str()));
+        return sheet;
+    }
+
+    // The result of `stylesheet` on `item`, or "<failed>".
+    std::string Transformed(const std::string& item, const std::string& stylesheet) {
+        auto doc = CreateXmlDocument();
+        if (!doc->LoadText(item)) return "<not loaded>";
+        auto sheet = LoadedStylesheet(stylesheet);
+        std::string output = "<failed>";
+        doc->TransformNode(*sheet, output);
+        return output;
+    }
+
+    ScratchFolder scratch_;
+};
+
+TEST_F(PlatformXmlDocumentTest, LoadsTextAndNamesTheDocumentElement) {
+    auto doc = CreateXmlDocument();
+    ASSERT_NE(doc, nullptr);
+    EXPECT_FALSE(doc->DocumentElementName().has_value());
+    ASSERT_TRUE(doc->LoadText(R"(<p:Win32_Service xmlns:p="urn:c"><p:Name>x</p:Name></p:Win32_Service>)"));
+    EXPECT_EQ(doc->DocumentElementName(), "p:Win32_Service");
+
+    // A failed load leaves the document empty, and a transformation of it fails.
+    for (const char* bad :
+         {"", "not xml", "<a><b></a>", "<a/><b/>", "<a>&undefined;</a>", "<?xml version='1.0'?>"}) {
+        EXPECT_FALSE(doc->LoadText(bad)) << bad;
+        EXPECT_FALSE(doc->DocumentElementName().has_value()) << bad;
+    }
+    auto sheet = LoadedStylesheet(kCopyTextStylesheet);
+    std::string output = "kept";
+    EXPECT_FALSE(doc->TransformNode(*sheet, output));
+    EXPECT_EQ(output, "kept");
+}
+
+TEST_F(PlatformXmlDocumentTest, TextIsReadAsUtf8WhateverItsDeclarationSays) {
+    const std::string item =
+        "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a>Gr\xC3\xBC\xC3\x9F"
+        "e</a>";
+    EXPECT_EQ(Transformed(item, kCopyTextStylesheet),
+              "[Gr\xC3\xBC\xC3\x9F"
+              "e]");
+    // Bytes that are not UTF-8 make the item unreadable rather than silently re-encoded.
+    auto doc = CreateXmlDocument();
+    EXPECT_FALSE(
+        doc->LoadText("<a>Gr\xFC\xDF"
+                      "e</a>"));
+}
+
+TEST_F(PlatformXmlDocumentTest, ResultIsUtf8WhateverTheStylesheetDeclares) {
+    const std::string latin1Sheet =
+        R"(<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+  <xsl:output method="text" encoding="ISO-8859-1"/>
+  <xsl:template match="/"><xsl:value-of select="/*"/></xsl:template>
+</xsl:stylesheet>)";
+    EXPECT_EQ(Transformed("<a>\xC3\xA9t\xC3\xA9</a>", latin1Sheet), "\xC3\xA9t\xC3\xA9");
+}
+
+TEST_F(PlatformXmlDocumentTest, DocumentsWithADtdAreRefusedUnexpanded) {
+    const auto secret = scratch_.WriteFile("secret.txt", "TOP-SECRET");
+    const std::string billionLaughs = R"(<?xml version="1.0"?>
+<!DOCTYPE lolz [
+ <!ENTITY lol "lol">
+ <!ENTITY lol1 "&lol;&lol;&lol;&lol;&lol;&lol;&lol;&lol;&lol;&lol;">
+ <!ENTITY lol2 "&lol1;&lol1;&lol1;&lol1;&lol1;&lol1;&lol1;&lol1;&lol1;&lol1;">
+ <!ENTITY lol3 "&lol2;&lol2;&lol2;&lol2;&lol2;&lol2;&lol2;&lol2;&lol2;&lol2;">
+ <!ENTITY lol4 "&lol3;&lol3;&lol3;&lol3;&lol3;&lol3;&lol3;&lol3;&lol3;&lol3;">
+ <!ENTITY lol5 "&lol4;&lol4;&lol4;&lol4;&lol4;&lol4;&lol4;&lol4;&lol4;&lol4;">
+ <!ENTITY lol6 "&lol5;&lol5;&lol5;&lol5;&lol5;&lol5;&lol5;&lol5;&lol5;&lol5;">
+ <!ENTITY lol7 "&lol6;&lol6;&lol6;&lol6;&lol6;&lol6;&lol6;&lol6;&lol6;&lol6;">
+ <!ENTITY lol8 "&lol7;&lol7;&lol7;&lol7;&lol7;&lol7;&lol7;&lol7;&lol7;&lol7;">
+ <!ENTITY lol9 "&lol8;&lol8;&lol8;&lol8;&lol8;&lol8;&lol8;&lol8;&lol8;&lol8;">
+]>
+<lolz>&lol9;</lolz>)";
+    const std::string externalEntity =
+        "<!DOCTYPE a [<!ENTITY x SYSTEM \"file://" + secret.string() + "\">]><a>&x;</a>";
+    const std::string externalDtd = R"(<!DOCTYPE a SYSTEM "http://127.0.0.1:9/evil.dtd"><a>1</a>)";
+    const std::string parameterEntity =
+        "<!DOCTYPE a [<!ENTITY % p SYSTEM \"file://" + secret.string() + "\"> %p;]><a>1</a>";
+    for (const std::string& item : {billionLaughs, externalEntity, externalDtd, parameterEntity}) {
+        auto doc = CreateXmlDocument();
+        EXPECT_FALSE(doc->LoadText(item)) << item;
+        EXPECT_FALSE(doc->DocumentElementName().has_value());
+    }
+    // Stylesheet files get the same treatment.
+    auto sheet = CreateXmlDocument();
+    EXPECT_FALSE(sheet->LoadFile(scratch_.WriteFile("dtd.xsl", externalEntity).c_str()));
+}
+
+TEST_F(PlatformXmlDocumentTest, NothingIsPrintedForBrokenInput) {
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(Transformed("<a><b></a>", kCopyTextStylesheet), "<not loaded>");
+    EXPECT_EQ(Transformed("<a/>",
+                          "<xsl:stylesheet version='1.0' xmlns:xsl='http://www.w3.org/1999/XSL/Transform'>"
+                          "<xsl:template match='/'><xsl:value-of select='(('/></xsl:template>"
+                          "</xsl:stylesheet>"),
+              "<failed>");
+    EXPECT_EQ(Transformed("<a/>",
+                          "<xsl:stylesheet version='1.0' xmlns:xsl='http://www.w3.org/1999/XSL/Transform'>"
+                          "<xsl:template match='/'><xsl:message terminate='yes'>stop</xsl:message>"
+                          "</xsl:template></xsl:stylesheet>"),
+              "<failed>");
+    auto sheet = CreateXmlDocument();
+    EXPECT_FALSE(sheet->LoadFile(scratch_.Path().c_str()));
+    EXPECT_FALSE(sheet->LoadFile((scratch_.Path() / "absent.xsl").c_str()));
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(PlatformXmlDocumentTest, StylesheetsThatAreNotXsltFail) {
+    EXPECT_EQ(Transformed("<a>1</a>", "<not-a-stylesheet/>"), "<failed>");
+    EXPECT_EQ(Transformed("<a>1</a>",
+                          "<xsl:stylesheet version='1.0' xmlns:xsl='http://www.w3.org/1999/XSL/Transform'>"
+                          "<xsl:bogus/></xsl:stylesheet>"),
+              "<failed>");
+    auto sheet = CreateXmlDocument();
+    EXPECT_FALSE(sheet->LoadFile((scratch_.Path() / "absent.xsl").c_str()));
+    EXPECT_FALSE(sheet->LoadFile(scratch_.Path().c_str()));
+    EXPECT_FALSE(sheet->LoadFile(""));
+}
+
+TEST_F(PlatformXmlDocumentTest, TransformationMayNotWriteFiles) {
+    // libxslt writes xsl:document output of a version 1.1 stylesheet unless the security policy forbids it.
+    const auto target = scratch_.Path() / "written.txt";
+    const std::string writer =
+        R"(<xsl:stylesheet version="1.1" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+  <xsl:output method="text"/>
+  <xsl:template match="/">x<xsl:document href=")" +
+        target.string() +
+        R"(" method="text">owned</xsl:document></xsl:template>
+</xsl:stylesheet>)";
+    EXPECT_EQ(Transformed("<a/>", writer), "<failed>");
+    EXPECT_FALSE(std::filesystem::exists(target));
+}
+
+TEST_F(PlatformXmlDocumentTest, DocumentsOnDifferentThreadsAreIndependent) {
+    constexpr int kThreads = 4;
+    std::vector<std::string> results(kThreads);
+    std::vector<std::thread> threads;
+    const auto sheetPath = scratch_.WriteFile("shared.xsl", kCopyTextStylesheet);
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([t, &results, &sheetPath] {
+            auto doc = CreateXmlDocument();
+            auto sheet = CreateXmlDocument();
+            for (int round = 0; round < 25; ++round) {
+                const std::string value = std::to_string(t) + "-" + std::to_string(round);
+                std::string output;
+                if (!doc->LoadText("<v>" + value + "</v>") || !sheet->LoadFile(sheetPath.c_str()) ||
+                    !doc->TransformNode(*sheet, output) || output != "[" + value + "]") {
+                    results[t] = "mismatch at " + value + ": " + output;
+                    return;
+                }
+                doc->LoadText("<broken>");  // failures on one thread must not disturb the others
+            }
+            results[t] = "ok";
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    for (const auto& result : results) EXPECT_EQ(result, "ok");
+}
+
+}  // namespace

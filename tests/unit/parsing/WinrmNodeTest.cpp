@@ -1,0 +1,129 @@
+// CSnWinrmNode: where it looks for its stylesheets, the codes of Transform, and GetValue's rules.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "ParsingTestSupport.h"
+#include "base/QncErrors.h"
+#include "parsing/CSnWinrmNode.h"
+
+namespace {
+
+using parsing_test::ProgramFolderSetting;
+using parsing_test::ScratchFolder;
+
+// Emits the item's text as the record, so a test item is its own record ("A:=1&#13;&#10;...").
+constexpr const char* kVerbatimStylesheet = R"(<xsl:stylesheet version="1.0"
+    xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+  <xsl:output method="text"/>
+  <xsl:template match="/"><xsl:value-of select="/*"/></xsl:template>
+</xsl:stylesheet>)";
+
+class WinrmNodeTest : public ::testing::Test {
+  protected:
+    WinrmNodeTest() { folder_.WriteFile("Sys/Wsman/Verbatim.xsl", kVerbatimStylesheet); }
+
+    // An item whose record is `record`.
+    static std::string ItemFor(const std::string& record) {
+        std::string item = "<r>";
+        for (char c : record)
+            item += c == '\r' ? std::string("&#13;") : c == '<' ? std::string("&lt;") : std::string(1, c);
+        return item + "</r>";
+    }
+
+    ScratchFolder folder_;
+    ProgramFolderSetting setting_{folder_.Path().string() + "/"};
+};
+
+TEST(WinrmNodePathTest, StylesheetPathIsBuiltFromTheProgramFolder) {
+    {
+        ProgramFolderSetting setting("C:\\Program Files\\Quillon\\Sentrel\\");
+        CSnWinrmNode node;
+        EXPECT_STREQ(node.GetStylesheetPath().GetText(),
+                     "C:\\Program Files\\Quillon\\Sentrel\\Sys\\Wsman\\WsmTxtEx.xsl");
+        node.SetStylesheet("WsmProps.xsl");
+        EXPECT_STREQ(node.GetStylesheetPath().GetText(),
+                     "C:\\Program Files\\Quillon\\Sentrel\\Sys\\Wsman\\WsmProps.xsl");
+    }
+    {
+        // The stored folder lacks its trailing backslash: the setting supplies it.
+        ProgramFolderSetting setting("  D:\\Sentrel  ");
+        CSnWinrmNode node;
+        EXPECT_STREQ(node.GetStylesheetPath().GetText(), "D:\\Sentrel\\Sys\\Wsman\\WsmTxtEx.xsl");
+    }
+    {
+        // Without a program folder the path is rooted; no stylesheet lives there.
+        ProgramFolderSetting setting("");
+        CSnWinrmNode node;
+        EXPECT_STREQ(node.GetStylesheetPath().GetText(), "\\Sys\\Wsman\\WsmTxtEx.xsl");
+        if (!std::filesystem::exists("/Sys/Wsman/WsmTxtEx.xsl")) {
+            EXPECT_EQ(node.Transform("<a/>"), kQncErrorXslStylesheetMissing);
+        }
+    }
+}
+
+TEST_F(WinrmNodeTest, MissingStylesheetOrFolderInItsPlaceIs25701) {
+    CSnWinrmNode node;  // WsmTxtEx.xsl is not in this program folder
+    EXPECT_EQ(node.Transform("<a/>"), kQncErrorXslStylesheetMissing);
+    std::filesystem::create_directories(folder_.Path() / "Sys/Wsman/Folder.xsl");
+    node.SetStylesheet("Folder.xsl");
+    EXPECT_EQ(node.Transform("<a/>"), kQncErrorXslStylesheetMissing);
+    // The stylesheet is checked before the item is looked at.
+    EXPECT_EQ(node.Transform("not xml"), kQncErrorXslStylesheetMissing);
+}
+
+TEST_F(WinrmNodeTest, FailedTransformKeepsThePreviousRecord) {
+    CSnWinrmNode node;
+    node.SetStylesheet("Verbatim.xsl");
+    ASSERT_EQ(node.Transform(ItemFor("Name:=first\r\n").c_str()), 0);
+
+    EXPECT_EQ(node.Transform("<r>unclosed"), kQncErrorXmlLoad);
+    EXPECT_EQ(node.Transform(""), kQncErrorXmlLoad);
+    EXPECT_EQ(node.Transform(nullptr), kQncErrorXmlLoad);
+    CQncString value;
+    EXPECT_EQ(node.GetValue("Name", 0, value), 0);
+    EXPECT_STREQ(value.GetText(), "first");
+
+    folder_.WriteFile("Sys/Wsman/Broken.xsl", "<xsl:stylesheet version='1.0'");
+    folder_.WriteFile("Sys/Wsman/NotXslt.xsl", "<html><body/></html>");
+    for (const char* sheet : {"Broken.xsl", "NotXslt.xsl"}) {
+        node.SetStylesheet(sheet);
+        EXPECT_EQ(node.Transform(ItemFor("Name:=second\r\n").c_str()), kQncErrorXmlTransform) << sheet;
+    }
+    EXPECT_STREQ(node.GetOutput().GetText(), "Name:=first\r\n");
+}
+
+TEST_F(WinrmNodeTest, GetValueRules) {
+    CSnWinrmNode node;
+    node.SetStylesheet("Verbatim.xsl");
+    ASSERT_EQ(node.Transform(ItemFor("Flag:=true\r\nOff:=false\r\nMixed:=True\r\nEmpty:=\r\n"
+                                     "Marker:=VALUEMISSING\r\nLower:=valuemissing\r\n\r\nHidden:=1")
+                                 .c_str()),
+              0);
+    CQncString value("stale");
+    EXPECT_EQ(node.GetValue("flag", 1, value), 0);
+    EXPECT_STREQ(value.GetText(), "1");
+    EXPECT_EQ(node.GetValue("Off", 1, value), 0);
+    EXPECT_STREQ(value.GetText(), "0");
+    EXPECT_EQ(node.GetValue("Mixed", 1, value), 0);
+    EXPECT_STREQ(value.GetText(), "True");
+    EXPECT_EQ(node.GetValue("Flag", 0, value), 0);
+    EXPECT_STREQ(value.GetText(), "true");
+
+    EXPECT_EQ(node.GetValue("Empty", 1, value), 0);
+    EXPECT_STREQ(value.GetText(), "");
+
+    value.Assign("stale");
+    EXPECT_EQ(node.GetValue("Marker", 0, value), kQncErrorXmlAttributeMissing);
+    EXPECT_STREQ(value.GetText(), "");
+    EXPECT_EQ(node.GetValue("Lower", 0, value), 0);  // the marker is compared with its case
+    EXPECT_STREQ(value.GetText(), "valuemissing");
+
+    value.Assign("stale");
+    EXPECT_EQ(node.GetValue("Hidden", 0, value), kQncErrorXmlAttributeMissing);
+    EXPECT_STREQ(value.GetText(), "");
+    EXPECT_EQ(node.GetValue("Absent", 0, value), kQncErrorXmlAttributeMissing);
+}
+
+}  // namespace
