@@ -86,8 +86,11 @@ public:
     // ---- Checks (implemented in src/checks/) ----
 
     // Record helpers shared by the checks.
+    // Sets the stylesheet for the items that follow (once per item loop: it reads the configuration).
     void UseStylesheet(const char* fileName);
+    // Transforms one item into the current record; a failure code's message goes to `error`.
     int TransformItem(const char* itemXml, CQncString& error);
+    // megabytes := the byte-count property in MiB, traced; -1 when the property is empty.
     int ReadMiB(const char* propertyName, std::uint32_t& megabytes, CQncString& error);
 
     // System checks.
@@ -161,6 +164,20 @@ public:
 
     // Computer reboot.
     int WinRMRebootComputer(CQncString& error);
+
+private:
+    // The parts of the checks that run between their entry and exit lines.
+    int MeasureProcesses(const char* processName, const char* excludeNames, std::int32_t cpuThreshold,
+                         std::uint32_t sleepMs, std::int32_t durationMs, std::int32_t memoryThreshold,
+                         std::uint32_t memoryCounter, std::int32_t handlesThreshold, std::uint32_t& processId,
+                         CQncString& instanceName, std::uint32_t& cpuUsage, std::uint32_t& memoryMB,
+                         std::uint32_t& handles, CQncString& error);
+    int RestartService(const char* serviceName, CQncString& error);
+    int ReadPrinterValue(const char* propertyName, bool required, std::uint32_t& value, CQncString& error);
+    // joined := the sorted "||"-joined Name of every instance; one nameless instance fails the whole list.
+    int CollectNames(const char* className, const char* emptyTraceMethod, CQncString& joined, CQncString& error);
+    int ReadCounter(const char* className, const char* instanceName, const char* counterName,
+                    std::uint32_t& isNumeric, CQncString& value, CQncString& error);
 
     // ---- End of checks ----
 

@@ -1,0 +1,59 @@
+// Exports that hand a name list to their check and join it under the caller's buffer size: accounts,
+// groups, group members, and the schema browsing (classes, instances, properties).
+#include "api/ExportSupport.h"
+
+using qn::api::RunListExport;
+
+extern "C" {
+
+QNSNWSM_API uint32_t WSManGetWinUserAccountList(QNSNWSM_HANDLE handle, char* list, uint32_t listSize,
+                                                char* error, uint32_t errorSize) {
+    return RunListExport(handle, list, listSize, error, errorSize,
+                         [](CQnWSMan& module, CQncListString& names, CQncString& errorText) {
+                             return module.WinRMGetWinUserAccountList(names, errorText);
+                         });
+}
+
+QNSNWSM_API uint32_t WSManGetWinGroupList(QNSNWSM_HANDLE handle, char* list, uint32_t listSize, char* error,
+                                          uint32_t errorSize) {
+    return RunListExport(handle, list, listSize, error, errorSize,
+                         [](CQnWSMan& module, CQncListString& names, CQncString& errorText) {
+                             return module.WinRMGetWinGroupList(names, errorText);
+                         });
+}
+
+// The group and its domain are passed on as given; a "domain\group" text is not split.
+QNSNWSM_API uint32_t WSManGetWinGroupMemberList(QNSNWSM_HANDLE handle, const char* groupName,
+                                                const char* domain, char* list, uint32_t listSize,
+                                                char* error, uint32_t errorSize) {
+    return RunListExport(handle, list, listSize, error, errorSize,
+                         [&](CQnWSMan& module, CQncListString& names, CQncString& errorText) {
+                             return module.WinRMGetWinGroupMemberList(groupName, domain, names, errorText);
+                         });
+}
+
+QNSNWSM_API uint32_t WSManCollectClasses(QNSNWSM_HANDLE handle, char* list, uint32_t listSize, char* error,
+                                         uint32_t errorSize) {
+    return RunListExport(handle, list, listSize, error, errorSize,
+                         [](CQnWSMan& module, CQncListString& names, CQncString& errorText) {
+                             return module.WinRMCollectClasses(names, errorText);
+                         });
+}
+
+QNSNWSM_API uint32_t WSManCollectInstances(QNSNWSM_HANDLE handle, const char* className, char* list,
+                                           uint32_t listSize, char* error, uint32_t errorSize) {
+    return RunListExport(handle, list, listSize, error, errorSize,
+                         [&](CQnWSMan& module, CQncListString& names, CQncString& errorText) {
+                             return module.WinRMCollectInstances(className, names, errorText);
+                         });
+}
+
+QNSNWSM_API uint32_t WSManCollectProperties(QNSNWSM_HANDLE handle, const char* className, char* list,
+                                            uint32_t listSize, char* error, uint32_t errorSize) {
+    return RunListExport(handle, list, listSize, error, errorSize,
+                         [&](CQnWSMan& module, CQncListString& names, CQncString& errorText) {
+                             return module.WinRMCollectProperties(className, names, errorText);
+                         });
+}
+
+}  // extern "C"
