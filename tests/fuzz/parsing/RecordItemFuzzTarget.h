@@ -1,0 +1,8 @@
+// One input as item text through the record parser: both installation stylesheets, then property lookups,
+// and the record-text lookup on the raw bytes. Aborts when a record breaks the one-line-per-property form.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+void FuzzRecordItem(const std::uint8_t* data, std::size_t size);
