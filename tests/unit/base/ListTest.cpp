@@ -152,18 +152,4 @@ TEST(ListTest, ClearDestroysItemsOnlyWhenItOwnsThem) {
     EXPECT_EQ(destroyed, 3);
 }
 
-TEST(ListTest, BaseItemsNeverMatchAndCloneIsFresh) {
-    CQncList list;
-    EXPECT_EQ(list.Add(new CQncBase("one"), 0), 1);
-    EXPECT_EQ(list.Add(new CQncBase("one"), 0), 1);  // the root class never reports equality
-    const CQnsString item("Name");
-    const std::unique_ptr<CQncBase> clone = item.Clone();
-    EXPECT_EQ(item.IsEqual(*clone), 1);
-    EXPECT_NE(&static_cast<const CQnsString&>(*clone).text, &item.text);
-    EXPECT_EQ(CQncBase("x").Clone()->GetObjectName().IsEmpty(), true);
-    EXPECT_EQ(CQnsString("a").IsLess(CQnsString("B")), 1);
-    EXPECT_EQ(CQnsString("b").IsGreater(CQnsString("A")), 1);
-    EXPECT_EQ(CQnsString("a").IsLess(CQncBase()), 0);
-}
-
 }  // namespace
