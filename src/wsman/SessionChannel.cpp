@@ -172,8 +172,16 @@ HResult SessionChannel::EnsureAuthenticated() {
 HResult SessionChannel::Authenticate() {
     DropSession();
     std::string error;
-    if (!credentials_->Acquire(error)) {
-        return Fail(credentials_->UsesCallerIdentity() ? kCredentialsNeeded : kNoCredentials, error);
+    security::CredentialProblem problem = security::CredentialProblem::Other;
+    if (!credentials_->Acquire(error, problem)) {
+        switch (problem) {
+            case security::CredentialProblem::Rejected:
+                return Fail(kAccessDenied, error);
+            case security::CredentialProblem::NoAuthority:
+                return Fail(kNoAuthenticatingAuthority, error);
+            default:
+                return Fail(kNoCredentials, error);
+        }
     }
     std::string channelBinding;
     if (endpoint_->https) {

@@ -8,7 +8,8 @@
 //   0x80072F8F ERROR_WINHTTP_SECURE_FAILURE          TLS: untrusted, expired, name or pin mismatch
 //   0x803381BA ERROR_WSMAN_SSL_CONNECTION_ABORTED    TLS handshake failed, unreadable CA file
 //   0x80070005 E_ACCESSDENIED                        HTTP 401 after authenticating (wrong password, ...);
-//                                                    the server offers no scheme we may use
+//                                                    the KDC refused user or password; the server
+//                                                    offers no scheme we may use
 //   0x80338171 ERROR_WSMAN_HTTP_STATUS_BAD_REQUEST   HTTP 400, other unexpected 3xx/4xx statuses
 //   0x80338113 ERROR_WSMAN_HTTP_NOT_FOUND_STATUS     HTTP 404
 //   0x80338112 ERROR_WSMAN_HTTP_SERVICE_UNAVAILABLE_STATUS  HTTP 503
@@ -16,9 +17,9 @@
 //   0x803380DE ERROR_WSMAN_CLIENT_UNENCRYPTED_DISABLED  Basic / plain body over HTTP not allowed
 //   0x803380B2 ERROR_WSMAN_CLIENT_CREDENTIALS_NEEDED  Basic without a user name; no own identity
 //                                                    (empty user name and no Kerberos ticket)
-//   0x8009030E SEC_E_NO_CREDENTIALS                  password credential could not be acquired
-//   0x80090311 SEC_E_NO_AUTHENTICATING_AUTHORITY     security package failed before the server
-//                                                    answered (KDC unreachable, unknown service name)
+//   0x8009030E SEC_E_NO_CREDENTIALS                  password credential could not be acquired (other)
+//   0x80090311 SEC_E_NO_AUTHENTICATING_AUTHORITY     no KDC reachable for the realm; security package
+//                                                    failed before the server answered (unknown SPN)
 //   0x803381F0 ERROR_WSMAN_MUTUAL_AUTH_FAILED        server accepted us but did not prove its identity
 //   0x80090330 SEC_E_DECRYPT_FAILURE                 encrypted reply that does not unseal, or a 200
 //                                                    reply in clear on an encrypted session

@@ -46,6 +46,7 @@ TEST_P(ChannelNegotiate, SealsEveryMessageOnOneAuthenticatedConnection) {
     EXPECT_EQ(server_->Connections(), 1);
     EXPECT_EQ(log_.peers, std::vector<std::string>{"TESTDOM\\alice"});
     EXPECT_EQ(log_.received.size(), 2u);
+    EXPECT_EQ(log_.headerLengths, (std::vector<std::size_t>{16, 16}));  // the NTLM signature
     EXPECT_EQ(log_.clearBodiesRefused, 0);
 }
 

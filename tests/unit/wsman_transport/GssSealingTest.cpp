@@ -50,7 +50,8 @@ class GssSealing : public ::testing::TestWithParam<GssMechanism> {
 TEST_P(GssSealing, SealsAndUnsealsInBothDirections) {
     GssCredentials credentials(GetParam(), "TESTDOM\\alice", "Passw0rd!");
     std::string error;
-    ASSERT_TRUE(credentials.Acquire(error)) << error;
+    CredentialProblem problem;
+    ASSERT_TRUE(credentials.Acquire(error, problem)) << error;
     GssSecurityContext client(credentials, "localhost", {});
     test::GssTestAcceptor server(acceptorCredential_.Get());
     EXPECT_EQ(Handshake(client, server), 2);
@@ -91,7 +92,8 @@ TEST_P(GssSealing, SealsAndUnsealsInBothDirections) {
 TEST_P(GssSealing, RejectsTamperedAndEmptyMessages) {
     GssCredentials credentials(GetParam(), "TESTDOM\\alice", "Passw0rd!");
     std::string error;
-    ASSERT_TRUE(credentials.Acquire(error)) << error;
+    CredentialProblem problem;
+    ASSERT_TRUE(credentials.Acquire(error, problem)) << error;
     GssSecurityContext client(credentials, "localhost", {});
     test::GssTestAcceptor server(acceptorCredential_.Get());
     Handshake(client, server);
@@ -122,7 +124,8 @@ TEST_P(GssSealing, RejectsTamperedAndEmptyMessages) {
 TEST_P(GssSealing, WrongPasswordIsRejectedByTheServer) {
     GssCredentials credentials(GetParam(), "TESTDOM\\alice", "wrong");
     std::string error;
-    ASSERT_TRUE(credentials.Acquire(error)) << error;
+    CredentialProblem problem;
+    ASSERT_TRUE(credentials.Acquire(error, problem)) << error;
     GssSecurityContext client(credentials, "localhost", {});
     test::GssTestAcceptor server(acceptorCredential_.Get());
     EXPECT_EQ(Handshake(client, server), -1);

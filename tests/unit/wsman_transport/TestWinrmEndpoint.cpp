@@ -34,7 +34,8 @@ std::string Unbase64(const std::string& text) {
 }
 
 // Reads "Length=" and the LE32 header length, as Windows-facing parsers do.
-bool ReadEncrypted(const std::string& body, std::string& token, std::size_t& length) {
+bool ReadEncrypted(const std::string& body, std::string& token, std::size_t& length,
+                   std::size_t& headerSize) {
     const std::size_t lengthAt = body.find("Length=");
     const std::string marker = "application/octet-stream\r\n";
     const std::size_t streamAt = body.find(marker);
@@ -54,6 +55,7 @@ bool ReadEncrypted(const std::string& body, std::string& token, std::size_t& len
         return false;
     }
     token = body.substr(at + 4, headerLength + length);
+    headerSize = headerLength;
     return true;
 }
 
@@ -113,10 +115,11 @@ Handler MakeWinrmHandler(gss_cred_id_t acceptorCredential, EndpointLog& log, End
         }
         std::string token;
         std::size_t length = 0;
+        std::size_t headerLength = 0;
         std::string plaintext;
         if (request.Header("content-type").find("multipart/encrypted") == std::string::npos ||
-            !ReadEncrypted(request.body, token, length) || !acceptor->Unwrap(token, plaintext) ||
-            plaintext.size() != length) {
+            !ReadEncrypted(request.body, token, length, headerLength) ||
+            !acceptor->Unwrap(token, plaintext) || plaintext.size() != length) {
             std::lock_guard lock(log.mutex);
             ++log.clearBodiesRefused;
             return HttpReply{400, {}, {}, false};
@@ -124,6 +127,7 @@ Handler MakeWinrmHandler(gss_cred_id_t acceptorCredential, EndpointLog& log, End
         {
             std::lock_guard lock(log.mutex);
             log.received.push_back(plaintext);
+            log.headerLengths.push_back(headerLength);
         }
         const std::string answer = answerFor + plaintext + "</s:Body></s:Envelope>";
         reply.status = options.replyStatus;

@@ -17,8 +17,9 @@ enum class ReplyStyle { Sealed, Clear, Tampered };
 
 struct EndpointLog {
     std::mutex mutex;
-    std::vector<std::string> received;  // unsealed request bodies
-    std::vector<std::string> peers;     // authenticated user per completed handshake
+    std::vector<std::string> received;       // unsealed request bodies
+    std::vector<std::string> peers;          // authenticated user per completed handshake
+    std::vector<std::size_t> headerLengths;  // of each sealed request (NTLM 16, Kerberos AES 60)
     int clearBodiesRefused = 0;
 };
 

@@ -1,0 +1,103 @@
+#include "LoopbackKdc.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+#include "TestHttpServer.h"
+
+extern char** environ;
+
+namespace wsman::test {
+namespace {
+
+bool AcceptsConnections(std::uint16_t port) {
+    const int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    const bool connected = connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
+    close(fd);
+    return connected;
+}
+
+}  // namespace
+
+LoopbackKdc::LoopbackKdc(const TempFolder& folder, const std::string& password) {
+    const std::uint16_t port = ClosedLoopbackPort();
+    const std::string kdc = "127.0.0.1:" + std::to_string(port);
+    // MIT's profile syntax wants "REALM = {" and "}" on lines of their own.
+    config_ = folder.Write("krb5.conf", std::string("[libdefaults]\n default_realm = ") + kRealm +
+                                            "\n dns_lookup_realm = false\n dns_lookup_kdc = false\n"
+                                            " dns_canonicalize_hostname = false\n rdns = false\n"
+                                            " udp_preference_limit = 1\n[realms]\n " +
+                                            kRealm + " = {\n  kdc = " + kdc +
+                                            "\n }\n[domain_realm]\n localhost = " + kRealm + "\n");
+    kdcProfile_ = folder.Write("kdc.conf", "[kdcdefaults]\n kdc_listen = " + kdc +
+                                               "\n kdc_tcp_listen = " + kdc + "\n[realms]\n " + kRealm +
+                                               " = {\n  database_name = " + folder.Path("principal") +
+                                               "\n  key_stash_file = " + folder.Path("stash") +
+                                               "\n  acl_file = " + folder.Path("kadm5.acl") +
+                                               "\n  supported_enctypes = aes256-cts-hmac-sha1-96:normal\n"
+                                               "  master_key_type = aes256-cts-hmac-sha1-96\n }\n");
+    keytab_ = folder.Path("http.keytab");
+    if (const char* previous = std::getenv("KRB5_CONFIG")) {
+        previousConfig_ = previous;
+    }
+    setenv("KRB5_CONFIG", config_.c_str(), 1);
+    setenv("KRB5_KDC_PROFILE", kdcProfile_.c_str(), 1);
+    const std::string realm = std::string(" -r ") + kRealm;
+    if (!Run("/usr/sbin/kdb5_util" + realm + " create -s -P master-secret") ||
+        !Run("/usr/sbin/kadmin.local" + realm + " -q 'addprinc -pw " + password + " alice'") ||
+        !Run("/usr/sbin/kadmin.local" + realm + " -q 'addprinc -randkey HTTP/localhost'") ||
+        !Run("/usr/sbin/kadmin.local" + realm + " -q 'ktadd -k " + keytab_ + " HTTP/localhost'")) {
+        return;
+    }
+    const char* arguments[] = {"/usr/sbin/krb5kdc", "-n", "-r", kRealm, nullptr};
+    if (posix_spawn(&kdc_, arguments[0], nullptr, nullptr, const_cast<char**>(arguments), environ) != 0) {
+        kdc_ = -1;
+        problem_ = "cannot start krb5kdc";
+        return;
+    }
+    for (int attempt = 0; attempt < 100 && !ready_; ++attempt) {
+        ready_ = AcceptsConnections(port);
+        if (!ready_) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+    }
+    if (!ready_) {
+        problem_ = "krb5kdc did not start listening";
+    }
+}
+
+LoopbackKdc::~LoopbackKdc() {
+    if (kdc_ > 0) {
+        kill(kdc_, SIGTERM);
+        waitpid(kdc_, nullptr, 0);
+    }
+    unsetenv("KRB5_KDC_PROFILE");
+    if (previousConfig_.empty()) {
+        unsetenv("KRB5_CONFIG");
+    } else {
+        setenv("KRB5_CONFIG", previousConfig_.c_str(), 1);
+    }
+}
+
+bool LoopbackKdc::Run(const std::string& command) {
+    if (std::system((command + " > /dev/null 2>&1").c_str()) != 0) {
+        problem_ = "failed: " + command.substr(0, command.find(" -q"));
+        return false;
+    }
+    return true;
+}
+
+}  // namespace wsman::test
