@@ -26,10 +26,12 @@ UniqueXmlParserCtxt NewGuardedContext() {
     return ctxt;
 }
 
+// An undeclared prefix is only a namespace error to libxml2; it is fatal to MSXML, and an element named
+// "p:Name" without a namespace would be read under the wrong local name.
 UniqueXmlDoc KeepWellFormed(xmlParserCtxt& ctxt, xmlDoc* parsed) {
     UniqueXmlDoc doc(parsed);
-    if (doc == nullptr || ctxt.wellFormed == 0 || doc->intSubset != nullptr || doc->extSubset != nullptr ||
-        xmlDocGetRootElement(doc.get()) == nullptr) {
+    if (doc == nullptr || ctxt.wellFormed == 0 || ctxt.nsWellFormed == 0 || doc->intSubset != nullptr ||
+        doc->extSubset != nullptr || xmlDocGetRootElement(doc.get()) == nullptr) {
         return nullptr;
     }
     return doc;

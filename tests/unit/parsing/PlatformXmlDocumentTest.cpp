@@ -53,8 +53,8 @@ TEST_F(PlatformXmlDocumentTest, LoadsTextAndNamesTheDocumentElement) {
     EXPECT_EQ(doc->DocumentElementName(), "p:Win32_Service");
 
     // A failed load leaves the document empty, and a transformation of it fails.
-    for (const char* bad :
-         {"", "not xml", "<a><b></a>", "<a/><b/>", "<a>&undefined;</a>", "<?xml version='1.0'?>"}) {
+    for (const char* bad : {"", "not xml", "<a><b></a>", "<a/><b/>", "<a>&undefined;</a>",
+                            "<p:a>undeclared prefix</p:a>", "<?xml version='1.0'?>"}) {
         EXPECT_FALSE(doc->LoadText(bad)) << bad;
         EXPECT_FALSE(doc->DocumentElementName().has_value()) << bad;
     }
