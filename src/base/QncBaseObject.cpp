@@ -127,8 +127,7 @@ void CQncBase::WriteTraceLine(int level, const char* line) {
     if (!traceFile_.IsEmpty() && (level & (kTraceToFile | kTraceBanner)) != 0) {
         const char* mode = qn::platform::IsExistingFile(traceFile_.GetText()) ? "at" : "wt";
         if (qn::platform::UniqueFile file = qn::platform::OpenFile(traceFile_.GetText(), mode)) {
-            std::fprintf(file.get(), "%s", line);
-            std::fputs("\n", file.get());
+            qn::platform::WriteWhole(file.get(), std::string(line) + "\n");
         }
     }
     if (!eventLogFile_.IsEmpty() && (level & kTraceToEventLog) != 0) AddEventLogEntry(line);

@@ -41,7 +41,7 @@ void Assert(const char* sourceFile, long line) {
                   line);
     // The folder is never created: without it the line is dropped.
     if (qn::platform::UniqueFile file = qn::platform::OpenFile(AssertFilePath().GetText(), "at")) {
-        std::fprintf(file.get(), "%s\n", text);
+        qn::platform::WriteWhole(file.get(), std::string(text) + "\n");
     }
 }
 
@@ -59,5 +59,5 @@ void WriteDebugLine(const CQncString& debugFile, const char* text) {
     std::string line(static_cast<std::size_t>(length) + 1, '\0');
     std::snprintf(line.data(), line.size(), "[%02d:%02d:%02d %u] [%s] [%s]\n", now.hour, now.minute,
                   now.second, ticks, module.GetText(), text != nullptr ? text : "");
-    std::fwrite(line.data(), 1, static_cast<std::size_t>(length), file.get());
+    qn::platform::WriteWhole(file.get(), std::string_view(line.data(), static_cast<std::size_t>(length)));
 }

@@ -25,4 +25,8 @@ using UniqueFile = std::unique_ptr<std::FILE, FileCloser>;
 // fopen of the mapped path; `mode` may carry the text flag 't' ("at", "wt"). Empty on failure.
 UniqueFile OpenFile(const char* modulePath, const char* mode);
 
+// Writes `text` to a freshly opened file in one piece, so that processes and objects appending lines to
+// one file never interleave parts of lines. Must be the first operation on the stream.
+bool WriteWhole(std::FILE* file, std::string_view text);
+
 }  // namespace qn::platform

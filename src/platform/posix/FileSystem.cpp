@@ -33,4 +33,10 @@ UniqueFile OpenFile(const char* modulePath, const char* mode) {
     return UniqueFile(std::fopen(MapModulePath(modulePath).c_str(), posixMode.c_str()));
 }
 
+bool WriteWhole(std::FILE* file, std::string_view text) {
+    // Unbuffered: fwrite then hands the whole text to one write(2) on an O_APPEND descriptor.
+    std::setvbuf(file, nullptr, _IONBF, 0);
+    return std::fwrite(text.data(), 1, text.size(), file) == text.size();
+}
+
 }  // namespace qn::platform

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -90,26 +91,32 @@ TEST_F(TraceTest, SizedTraceWithBannerBitKeepsTheTextAsItIs) {
     EXPECT_EQ(ReadFile(traceFile_), "[01:02:03] a\r\nb\n\n");
 }
 
-TEST_F(TraceTest, ThreadsOfOneObjectWriteWholeLines) {
-    constexpr int kLinesPerThread = 100;
+TEST_F(TraceTest, ObjectsAndThreadsSharingAFileWriteWholeLines) {
+    constexpr int kLinesPerThread = 40;
+    CQncBase other;
+    other.SetTraceFile(traceFile_.c_str());
+    // Two threads on one object (serialised by its lock) and one on another object (only the file is shared).
+    const auto writeLines = [](CQncBase& object, char letter) {
+        const std::string text(9000, letter);
+        for (int i = 0; i < kLinesPerThread; ++i) object.Trace(kTraceToFile, "%s", text.c_str());
+    };
     std::vector<std::thread> threads;
-    for (int t = 0; t < 2; ++t) {
-        threads.emplace_back([&, t] {
-            for (int i = 0; i < kLinesPerThread; ++i) traced_.Trace(kTraceToFile, "thread %d line %d", t, i);
-        });
-    }
+    threads.emplace_back(writeLines, std::ref(traced_), 'a');
+    threads.emplace_back(writeLines, std::ref(traced_), 'b');
+    threads.emplace_back(writeLines, std::ref(other), 'c');
     for (std::thread& thread : threads) thread.join();
+
     const std::string written = ReadFile(traceFile_);
     std::size_t lines = 0;
     for (std::size_t start = 0; start < written.size(); ++lines) {
         const std::size_t end = written.find('\n', start);
         ASSERT_NE(end, std::string::npos);
-        EXPECT_EQ(written.compare(start, 19, "[01:02:03] thread 0") == 0 ||
-                      written.compare(start, 19, "[01:02:03] thread 1") == 0,
-                  true);
+        const std::string line = written.substr(start, end - start);
+        ASSERT_EQ(line.size(), 11u + 9000u);
+        EXPECT_EQ(line.find_first_not_of(line[11], 11), std::string::npos) << "line " << lines << " is mixed";
         start = end + 1;
     }
-    EXPECT_EQ(lines, 2u * kLinesPerThread);
+    EXPECT_EQ(lines, 3u * kLinesPerThread);
 }
 
 class EventLogTest : public ::testing::Test {
