@@ -1,6 +1,5 @@
 #include "parsing/CQncXmlDoc.h"
 
-#include <cstring>
 
 #include "platform/ComRuntime.h"
 #include "platform/FileSystem.h"
