@@ -1,6 +1,4 @@
 #include "parsing/CQncXmlDoc.h"
-
-
 #include "platform/ComRuntime.h"
 #include "platform/FileSystem.h"
 
