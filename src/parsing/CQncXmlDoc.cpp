@@ -1,4 +1,5 @@
 #include "parsing/CQncXmlDoc.h"
+
 #include "platform/ComRuntime.h"
 #include "platform/FileSystem.h"
 
