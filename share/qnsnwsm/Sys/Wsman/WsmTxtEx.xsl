@@ -85,8 +85,9 @@
     <xsl:value-of select="*[1]"/>
   </xsl:template>
 
-  <xsl:template match="*[a:ReferenceParameters]" mode="value" priority="2">
-    <xsl:apply-templates select="a:ReferenceParameters" mode="object-path"/>
+  <!-- In fragments the reference's elements come without a namespace, like the properties. -->
+  <xsl:template match="*[a:ReferenceParameters or ReferenceParameters]" mode="value" priority="2">
+    <xsl:apply-templates select="(a:ReferenceParameters | ReferenceParameters)[1]" mode="object-path"/>
   </xsl:template>
 
   <xsl:template match="*[a:Address]" mode="value" priority="1.5">
@@ -111,11 +112,11 @@
 
   <!-- References. -->
 
-  <xsl:template match="a:ReferenceParameters" mode="object-path">
+  <xsl:template match="*" mode="object-path">
     <xsl:call-template name="after-last-slash">
-      <xsl:with-param name="text" select="normalize-space(w:ResourceURI)"/>
+      <xsl:with-param name="text" select="normalize-space((w:ResourceURI | ResourceURI)[1])"/>
     </xsl:call-template>
-    <xsl:variable name="selectors" select="w:SelectorSet/w:Selector"/>
+    <xsl:variable name="selectors" select="(w:SelectorSet | SelectorSet)/*[self::w:Selector or self::Selector]"/>
     <xsl:choose>
       <xsl:when test="$selectors">
         <xsl:text>.</xsl:text>
