@@ -33,11 +33,17 @@ namespace qn::api {
 inline constexpr std::uint32_t kExportFailure = 0xFFFFFFFF;
 inline constexpr const char* kNullHandleText = "Handle is a NULL pointer";
 
-inline CQnWSMan* ModuleFromHandle(QNSNWSM_HANDLE handle) { return reinterpret_cast<CQnWSMan*>(handle); }
-inline QNSNWSM_HANDLE HandleFromModule(CQnWSMan* module) { return reinterpret_cast<QNSNWSM_HANDLE>(module); }
+inline CQnWSMan* ModuleFromHandle(QNSNWSM_HANDLE handle) {
+    return reinterpret_cast<CQnWSMan*>(handle);
+}
+inline QNSNWSM_HANDLE HandleFromModule(CQnWSMan* module) {
+    return reinterpret_cast<QNSNWSM_HANDLE>(module);
+}
 
 // A method's status as the export returns it: the same bits in 32 unsigned bits (-1 is 0xFFFFFFFF).
-inline std::uint32_t ExportResult(std::int64_t status) { return static_cast<std::uint32_t>(status); }
+inline std::uint32_t ExportResult(std::int64_t status) {
+    return static_cast<std::uint32_t>(status);
+}
 
 // Zeroes the whole buffer; a null buffer or a size of 0 is left alone.
 void ZeroBuffer(char* buffer, std::uint32_t size);
@@ -47,7 +53,7 @@ void CopyToBuffer(const char* text, char* buffer, std::uint32_t size);
 
 // One caller text buffer: zeroed when constructed, filled from Text() by CopyOut().
 class TextOut {
-public:
+  public:
     TextOut(char* buffer, std::uint32_t size) : buffer_(buffer), size_(size) { ZeroBuffer(buffer_, size_); }
     TextOut(const TextOut&) = delete;
     TextOut& operator=(const TextOut&) = delete;
@@ -56,7 +62,7 @@ public:
     std::uint32_t Size() const { return size_; }
     void CopyOut() const { CopyToBuffer(text_.GetText(), buffer_, size_); }
 
-private:
+  private:
     char* buffer_;
     std::uint32_t size_;
     CQncString text_;
@@ -65,9 +71,10 @@ private:
 // One caller number: set to 0 when constructed unless the export leaves it to the method. A null pointer
 // gets a scratch value, so a host that does not want a number may pass NULL.
 class NumberOut {
-public:
+  public:
     enum Initial { kZero, kLeaveAsIs };
-    explicit NumberOut(std::uint32_t* target, Initial initial = kZero) : target_(target != nullptr ? target : &scratch_) {
+    explicit NumberOut(std::uint32_t* target, Initial initial = kZero)
+        : target_(target != nullptr ? target : &scratch_) {
         if (initial == kZero) *target_ = 0;
     }
     NumberOut(const NumberOut&) = delete;
@@ -75,7 +82,7 @@ public:
 
     std::uint32_t& Value() { return *target_; }
 
-private:
+  private:
     std::uint32_t scratch_ = 0;
     std::uint32_t* target_;
 };

@@ -21,7 +21,7 @@ class CWmiProcessList;
 using ItemList = std::vector<CQncString>;
 
 class CQnWSMan : public CQncBase {
-public:
+  public:
     static constexpr std::uint32_t kFailure = 0xFFFFFFFF;
     static constexpr std::uint16_t kDefaultHttpPort = 5985;
 
@@ -49,8 +49,8 @@ public:
     // query. Appends every returned item to `items`. 0 or -1 (errorText set).
     int Enumerate(const char* classOrQuery, ItemList& items, CQncString& errorText);
     // Calls the WMI method `actionName` on `resourceUri`; response := the method's output element.
-    int Invoke(const char* resourceUri, const char* actionName, const char* parametersXml, CQncString& response,
-               CQncString& errorText);
+    int Invoke(const char* resourceUri, const char* actionName, const char* parametersXml,
+               CQncString& response, CQncString& errorText);
     // uri := the WMI resource URI of every class of the session's namespace ("…/wmi/root/cimv2/*").
     void BuildResourceUri(CQncString& uri);
     // text := "WMI/WinRM Error 0x%08lX" and the known suffix of the code, if any.
@@ -71,10 +71,10 @@ public:
 
     // ---- Settings stored by the connect export ----
 
-    void SetUserName(const char* userName) { userName.Assign(userName); }
-    void SetPassword(const char* password) { password.Assign(password); }
-    void SetNamespace(const char* wmiNamespace) { wmiNamespace.Assign(wmiNamespace); }
-    void SetUseSsl(std::uint8_t useSsl) { useSsl = useSsl; }
+    void SetUserName(const char* text) { userName.Assign(text); }
+    void SetPassword(const char* text) { password.Assign(text); }
+    void SetNamespace(const char* text) { wmiNamespace.Assign(text); }
+    void SetUseSsl(std::uint8_t flag) { useSsl = flag; }
 
     const CQncString& GetUserName() const { return userName; }
     const CQncString& GetNamespace() const { return wmiNamespace; }
@@ -105,32 +105,37 @@ public:
     // CPU usage.
     int GetNumLogicalCpus(std::uint32_t& count, CQncString& error);
     int GetCpuUsage(const char* cpuName, std::uint32_t& usage, CQncString& error);
-    int WinRMGetCpuUsage(const char* cpuName, std::uint32_t sleepMs, std::uint32_t durationMs, std::uint32_t& usage,
-                         CQncString& error);
+    int WinRMGetCpuUsage(const char* cpuName, std::uint32_t sleepMs, std::uint32_t durationMs,
+                         std::uint32_t& usage, CQncString& error);
 
     // Processes.
     int WinRMGetProcessList(CQncString& list, CQncString& error);
     int WinRMGetProcessState(const char* processName, std::uint32_t& running, CQncString& error);
-    int WinRMGetProcessCpuMemHandles(const char* processName, const char* excludeNames, std::int32_t cpuThreshold,
-                                     std::uint32_t sleepMs, std::int32_t durationMs, std::int32_t memoryThreshold,
+    int WinRMGetProcessCpuMemHandles(const char* processName, const char* excludeNames,
+                                     std::int32_t cpuThreshold, std::uint32_t sleepMs,
+                                     std::int32_t durationMs, std::int32_t memoryThreshold,
                                      std::uint32_t memoryCounter, std::int32_t handlesThreshold,
-                                     std::uint32_t& processId, CQncString& instanceName, std::uint32_t& cpuUsage,
-                                     std::uint32_t& memoryMB, std::uint32_t& handles, CQncString& error);
+                                     std::uint32_t& processId, CQncString& instanceName,
+                                     std::uint32_t& cpuUsage, std::uint32_t& memoryMB, std::uint32_t& handles,
+                                     CQncString& error);
     int GetProcessMemoryUsage(const char* item, std::uint32_t memoryCounter, CWmiProcess& process,
                               CQncString& error);
     int GetProcessHandleUsage(const char* item, CWmiProcess& process, CQncString& error);
-    int GetProcessCpuUsage(const char* item, std::int64_t& rawTime, std::int64_t& rawStamp, CQncString& error);
+    int GetProcessCpuUsage(const char* item, std::int64_t& rawTime, std::int64_t& rawStamp,
+                           CQncString& error);
     int SampleProcessCpu(const char* item, CWmiProcess& process, bool isFirst, CQncString& error);
     int SampleProcessList(CWmiProcessList& processList, bool isFirst, CQncString& error);
 
     // Services and printers.
     int WinRMGetServiceList(CQncString& list, CQncString& error);
     int WinRMGetServiceState(const char* serviceName, CQncString& name, CQncString& displayName,
-                             std::uint32_t& installed, CQncString& state, CQncString& startMode, CQncString& error);
+                             std::uint32_t& installed, CQncString& state, CQncString& startMode,
+                             CQncString& error);
     int WinRMRestartService(const char* serviceName, CQncString& error);
     int WinRMGetPrinterList(CQncString& list, CQncString& error);
     int WinRMGetPrinterState(const char* printerName, std::uint32_t& found, std::uint32_t& availability,
-                             std::uint32_t& detectedErrorState, std::uint32_t& printerStatus, CQncString& error);
+                             std::uint32_t& detectedErrorState, std::uint32_t& printerStatus,
+                             CQncString& error);
 
     // Application pools and message queues.
     int WinRMGetApplicationPoolList(CQncString& poolList, CQncString& error);
@@ -147,7 +152,8 @@ public:
                                        std::uint32_t& thirdCount, CQncString& error);
     int WinRMGetNICList(CQncString& nicList, CQncString& error);
     int WinRMGetNICTrafficValues(const char* nicName, std::uint32_t& nicFound, std::uint32_t& bandwidthMbit,
-                                 std::uint32_t& bytesPerSec, std::uint32_t& kilobytesPerSec, CQncString& error);
+                                 std::uint32_t& bytesPerSec, std::uint32_t& kilobytesPerSec,
+                                 CQncString& error);
 
     // Windows accounts and groups.
     int WinRMGetWinUserAccountList(CQncListString& accountList, CQncString& error);
@@ -165,7 +171,7 @@ public:
     // Computer reboot.
     int WinRMRebootComputer(CQncString& error);
 
-private:
+  private:
     // The parts of the checks that run between their entry and exit lines.
     int MeasureProcesses(const char* processName, const char* excludeNames, std::int32_t cpuThreshold,
                          std::uint32_t sleepMs, std::int32_t durationMs, std::int32_t memoryThreshold,
@@ -175,13 +181,14 @@ private:
     int RestartService(const char* serviceName, CQncString& error);
     int ReadPrinterValue(const char* propertyName, bool required, std::uint32_t& value, CQncString& error);
     // joined := the sorted "||"-joined Name of every instance; one nameless instance fails the whole list.
-    int CollectNames(const char* className, const char* emptyTraceMethod, CQncString& joined, CQncString& error);
+    int CollectNames(const char* className, const char* emptyTraceMethod, CQncString& joined,
+                     CQncString& error);
     int ReadCounter(const char* className, const char* instanceName, const char* counterName,
                     std::uint32_t& isNumeric, CQncString& value, CQncString& error);
 
     // ---- End of checks ----
 
-private:
+  private:
     // Fields in the order the object has always laid them out.
     std::vector<QnWSManRecord> records;
     std::uint8_t initialized = 0;
