@@ -1,5 +1,6 @@
 #include "Demo.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
