@@ -25,7 +25,7 @@ std::string RenderEnvelope(std::string_view action, std::string_view relatesTo,
     xml += "\" xmlns:p=\"";
     xml += ns::kMsWsman;
     xml += "\"><s:Header><a:Action>";
-    xml += EscapeXmlText(action);
+    xml += EscapeEnvelopeText(action);
     xml += "</a:Action><a:MessageID>";
     xml += NewUuidText();
     xml += "</a:MessageID><a:To>";
@@ -33,7 +33,7 @@ std::string RenderEnvelope(std::string_view action, std::string_view relatesTo,
     xml += "</a:To>";
     if (!relatesTo.empty()) {
         xml += "<a:RelatesTo>";
-        xml += EscapeXmlText(relatesTo);
+        xml += EscapeEnvelopeText(relatesTo);
         xml += "</a:RelatesTo>";
     }
     xml += "</s:Header><s:Body>";

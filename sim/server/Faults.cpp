@@ -129,7 +129,7 @@ std::string Rendered(std::string_view text) {
 std::string RenderWsmanFault(std::uint32_t code, std::string_view machine, std::string_view messageContent) {
     std::string xml = "<f:WSManFault xmlns:f=\"";
     xml += ns::kWsmanFault;
-    xml += "\" Code=\"" + std::to_string(code) + "\" Machine=\"" + EscapeXmlAttribute(machine) +
+    xml += "\" Code=\"" + std::to_string(code) + "\" Machine=\"" + EscapeEnvelopeAttribute(machine) +
            "\"><f:Message>";
     xml += messageContent;
     xml += "</f:Message></f:WSManFault>";
@@ -141,12 +141,12 @@ std::string RenderExtendedStatus(const ProviderFault::ExtendedStatus& status) {
         "<f:ExtendedError><p:__ExtendedStatus xmlns:cim=\"http://schemas.dmtf.org/wbem/wscim/1/common\" "
         "xmlns:p=\"";
     xml += ns::kWmiResourcePrefix;
-    xml += EscapeXmlAttribute(status.wmiNamespace) + "/__ExtendedStatus\" ";
+    xml += EscapeEnvelopeAttribute(status.wmiNamespace) + "/__ExtendedStatus\" ";
     xml += "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" xsi:type=\"p:__ExtendedStatus_Type\">";
     xml += "<p:Description xsi:nil=\"true\"/>";
-    xml += "<p:Operation>" + EscapeXmlText(status.operation) + "</p:Operation>";
-    xml += "<p:ParameterInfo>" + EscapeXmlText(status.parameterInfo) + "</p:ParameterInfo>";
-    xml += "<p:ProviderName>" + EscapeXmlText(status.providerName) + "</p:ProviderName>";
+    xml += "<p:Operation>" + EscapeEnvelopeText(status.operation) + "</p:Operation>";
+    xml += "<p:ParameterInfo>" + EscapeEnvelopeText(status.parameterInfo) + "</p:ParameterInfo>";
+    xml += "<p:ProviderName>" + EscapeEnvelopeText(status.providerName) + "</p:ProviderName>";
     xml += "<p:StatusCode xsi:nil=\"true\"/></p:__ExtendedStatus></f:ExtendedError>";
     return xml;
 }
@@ -159,7 +159,7 @@ constexpr std::string_view kQuotaDetailMessage =
 
 // Windows reports quota faults with a CIM error object instead of a WSManFault.
 std::string RenderWmiErrorDetail(const FaultSpec& spec) {
-    const std::string message = EscapeXmlText(Rendered(kQuotaDetailMessage));
+    const std::string message = EscapeEnvelopeText(Rendered(kQuotaDetailMessage));
     std::string xml =
         "<p:MSFT_WmiError b:IsCIM_Error=\"true\" "
         "xmlns:b=\"http://schemas.dmtf.org/wbem/wsman/1/cimbinding.xsd\" "
@@ -201,7 +201,7 @@ std::uint32_t FaultCode(FaultKind kind) {
 
 std::string RenderFault(const FaultReport& report) {
     const FaultSpec& spec = SpecFor(report.kind);
-    const std::string reason = EscapeXmlText(Rendered(spec.text));
+    const std::string reason = EscapeEnvelopeText(Rendered(spec.text));
     std::string body = "<s:Fault><s:Code><s:Value>";
     body += spec.code;
     body += "</s:Value>";
@@ -225,8 +225,8 @@ std::string RenderFault(const FaultReport& report) {
             const ProviderFault& provider = *report.provider;
             message =
                 "<f:ProviderFault provider=\"WMI Provider\" path=\"%systemroot%\\system32\\WsmWmiPl.dll\">";
-            message +=
-                RenderWsmanFault(provider.code, report.machine, EscapeXmlText(Rendered(provider.message)));
+            message += RenderWsmanFault(provider.code, report.machine,
+                                        EscapeEnvelopeText(Rendered(provider.message)));
             if (provider.extended) message += RenderExtendedStatus(*provider.extended);
             message += "</f:ProviderFault>";
         }

@@ -29,10 +29,10 @@ std::string Escape(std::string_view text, bool attribute) {
 
 }  // namespace
 
-std::string EscapeXmlText(std::string_view text) {
+std::string EscapeEnvelopeText(std::string_view text) {
     return Escape(text, false);
 }
-std::string EscapeXmlAttribute(std::string_view text) {
+std::string EscapeEnvelopeAttribute(std::string_view text) {
     return Escape(text, true);
 }
 

@@ -6,7 +6,7 @@
 
 namespace qnsim {
 
-std::string EscapeXmlText(std::string_view text);       // element content
-std::string EscapeXmlAttribute(std::string_view text);  // double-quoted attribute value
+std::string EscapeEnvelopeText(std::string_view text);       // element content
+std::string EscapeEnvelopeAttribute(std::string_view text);  // double-quoted attribute value
 
 }  // namespace qnsim
