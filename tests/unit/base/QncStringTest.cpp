@@ -111,7 +111,8 @@ TEST(QncStringTest, CopiesAreDeepAndOwnTextMayBeReused) {
     EXPECT_STREQ(original.GetText(), "abcabc");
     original.Assign(original.GetText() + 2);
     EXPECT_STREQ(original.GetText(), "cabc");
-    original = original;
+    const CQncString& sameObject = original;
+    original = sameObject;
     EXPECT_STREQ(original.GetText(), "cabc");
     CQncString moved(std::move(original));
     EXPECT_STREQ(moved.GetText(), "cabc");
