@@ -85,23 +85,22 @@ TEST(WsmanRequestParserTest, InvokeInputKeepsItsNamespaceDeclaredOnTheEnvelope) 
 }
 
 TEST(WsmanRequestParserTest, RefusesWhatIsNotASafeSoapEnvelope) {
-    const char* refused[] =
-        {
-            "",
-            "not xml at all",
-            "<s:Envelope xmlns:s=\"http://www.w3.org/2003/05/soap-envelope\"><s:Header/>",  // unterminated
-            "<Envelope><Header/><Body/></Envelope>",                                        // no namespace
-            "<s:Envelope "
-            "xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\"><s:Header/><s:Body/></s:Envelope>",  // 1.1
-            "<s:Envelope xmlns:s=\"http://www.w3.org/2003/05/soap-envelope\"><s:Body/></s:Envelope>",   // no
-                                                                                                       // header
-            // Entities: refused with the DTD that declares them, never expanded, never fetched.
-            "<!DOCTYPE s [<!ENTITY x \"boom\">]><s:Envelope "
-            "xmlns:s=\"http://www.w3.org/2003/05/soap-envelope\">"
-            "<s:Header/><s:Body>&x;</s:Body></s:Envelope>",
-            "<!DOCTYPE s SYSTEM \"http://127.0.0.1:9/evil.dtd\"><s:Envelope "
-            "xmlns:s=\"http://www.w3.org/2003/05/soap-envelope\"><s:Header/><s:Body/></s:Envelope>",
-        };
+    const char* refused[] = {
+        "",
+        "not xml at all",
+        "<s:Envelope xmlns:s=\"http://www.w3.org/2003/05/soap-envelope\"><s:Header/>",  // unterminated
+        "<Envelope><Header/><Body/></Envelope>",                                        // no namespace
+        "<s:Envelope "
+        "xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\"><s:Header/><s:Body/></s:Envelope>",  // 1.1
+        "<s:Envelope xmlns:s=\"http://www.w3.org/2003/05/soap-envelope\"><s:Body/></s:Envelope>",   // no
+                                                                                                    // header
+        // Entities: refused with the DTD that declares them, never expanded, never fetched.
+        "<!DOCTYPE s [<!ENTITY x \"boom\">]><s:Envelope "
+        "xmlns:s=\"http://www.w3.org/2003/05/soap-envelope\">"
+        "<s:Header/><s:Body>&x;</s:Body></s:Envelope>",
+        "<!DOCTYPE s SYSTEM \"http://127.0.0.1:9/evil.dtd\"><s:Envelope "
+        "xmlns:s=\"http://www.w3.org/2003/05/soap-envelope\"><s:Header/><s:Body/></s:Envelope>",
+    };
     for (const char* xml : refused) {
         SCOPED_TRACE(xml);
         const ParsedRequest parsed = ParseWsmanRequest(xml);
