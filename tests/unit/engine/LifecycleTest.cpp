@@ -90,14 +90,5 @@ TEST_F(LifecycleTest, ShutdownKeepsTheSessionOpenUntilClosed) {
     EXPECT_EQ(Script().liveSessions, 0);
 }
 
-TEST_F(LifecycleTest, EmptyTracePathWritesNothing) {
-    CQnWSMan module(nullptr);
-    EXPECT_EQ(module.Initialize(""), 0u);
-    module.Shutdown();
-    EXPECT_FALSE(std::filesystem::exists(TraceFile()));
-    EXPECT_TRUE(module.GetObjectName().IsEmpty());
-    EXPECT_EQ(module.GetDefaultPort(), 5985);
-}
-
 }  // namespace
 }  // namespace qn::test
