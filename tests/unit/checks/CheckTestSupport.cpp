@@ -162,13 +162,12 @@ void CheckTest::SetUp() {
     ASSERT_NE(mkdtemp(pattern.data()), nullptr);
     folder_ = pattern;
     traceFile_ = folder_ / "trace.log";
-    const std::filesystem::path registry = folder_ / "registry.conf";
-    std::ofstream(registry) << "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder="
-                            << QN_DATA_SOURCE_DIR << "/\n";
+    registryFile_ = folder_ / "registry.conf";
+    SetProgramFolder(std::string(QN_DATA_SOURCE_DIR) + "/");
     if (const char* current = std::getenv("QNSNWSM_REGISTRY")) {
         savedRegistry_ = current;
     }
-    setenv("QNSNWSM_REGISTRY", registry.c_str(), 1);
+    setenv("QNSNWSM_REGISTRY", registryFile_.c_str(), 1);
     g_server = FakeServer{};
     qn::platform::SetWsmanFactory(&MakeFakeWsman);
     qn::platform::SetClock(&clock_);
@@ -185,6 +184,11 @@ void CheckTest::TearDown() {
     }
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
+}
+
+void CheckTest::SetProgramFolder(const std::string& folder) {
+    std::ofstream(registryFile_, std::ios::trunc)
+        << "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=" << folder << "\n";
 }
 
 CQnWSMan& CheckTest::Connect(const char* wmiNamespace) {

@@ -95,6 +95,8 @@ class CheckTest : public ::testing::Test {
     CQnWSMan& Module() { return *module_; }
     FakeServer& Fake() { return Server(); }
     FakeClock& Clock() { return clock_; }
+    // Points the configuration store's program folder elsewhere (the stylesheets are looked up there).
+    void SetProgramFolder(const std::string& folder);
     // The trace messages without their time stamps.
     std::vector<std::string> TraceLines() const;
     bool Traced(const std::string& message) const;
@@ -102,6 +104,7 @@ class CheckTest : public ::testing::Test {
   private:
     std::filesystem::path folder_;
     std::filesystem::path traceFile_;
+    std::filesystem::path registryFile_;
     std::optional<std::string> savedRegistry_;
     std::unique_ptr<CQnWSMan> module_;
     FakeClock clock_;
