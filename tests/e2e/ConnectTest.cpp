@@ -7,6 +7,7 @@
 
 #if QN_HAVE_SIMULATOR
 
+#include <algorithm>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -66,6 +67,7 @@ class ConnectTest : public ::testing::Test {
         qnsim::SimOptions options;
         options.usersFile = scratch_.File("users").string();
         options.allowUnencrypted = false;  // NTLM must seal every message over HTTP
+        AdjustOptions(options);
         std::string error;
         server_ = qnsim::StartSimServer(options, std::make_unique<ValidationOnlyComputer>(), error);
         ASSERT_NE(server_, nullptr) << error;
@@ -75,6 +77,8 @@ class ConnectTest : public ::testing::Test {
         WSManShutdown(handle_);
         if (server_) server_->Stop();
     }
+
+    virtual void AdjustOptions(qnsim::SimOptions&) {}
 
     uint32_t Connect(const char* computer, const char* password, std::uint16_t port) {
         return WSManConnectToComputer(handle_, computer, kUser, password, "root\\cimv2", port, 0, 0, error_,
@@ -114,6 +118,44 @@ TEST_F(ConnectTest, UnresolvableHostIsReportedAsSuch) {
         error_,
         "WMI/WinRM Error 0x803381B9: The WinRM client cannot process the request because the server name "
         "cannot be resolved.");
+}
+
+// Basic over plain HTTP, which both sides must allow explicitly: the whole connect path with the real client.
+class BasicConnectTest : public ConnectTest {
+  protected:
+    void AdjustOptions(qnsim::SimOptions& options) override {
+        options.allowUnencrypted = true;
+        options.basic = true;
+        std::ofstream(scratch_.File("registry.conf"))
+            << "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel\\Server\\WinRM]\n"
+            << "AuthScheme=Basic\nAllowUnencrypted=1\n";
+    }
+};
+
+TEST_F(BasicConnectTest, ConnectsValidatesAndDisconnects) {
+    ASSERT_EQ(Connect("127.0.0.1", kPassword, server_->Port()), QNSNWSM_OK) << error_;
+    EXPECT_STREQ(error_, "");
+    WSManDisconnectComputer(handle_);
+
+    const auto lines = ReadTraceMessages(TraceFile());
+    const std::string url =
+        "WinRM URL:      [http://127.0.0.1:" + std::to_string(server_->Port()) + "/wsman]";
+    EXPECT_NE(std::find(lines.begin(), lines.end(), url), lines.end());
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "WinRMValidateAccess completed."), lines.end());
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "OpenSession completed."), lines.end());
+    EXPECT_EQ(lines.back(), "Session closed.");
+    EXPECT_EQ(ReadWholeFile(TraceFile()).find(kPassword), std::string::npos);
+}
+
+TEST_F(BasicConnectTest, ClassTheComputerLacksFailsValidation) {
+    std::ofstream(scratch_.File("registry.conf"))
+        << "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel\\Server\\WinRM]\n"
+        << "AuthScheme=Basic\nAllowUnencrypted=1\nValidationClass=Win32_NoSuchClass\n";
+    EXPECT_EQ(Connect("127.0.0.1", kPassword, server_->Port()), QNSNWSM_FAILURE);
+    EXPECT_STREQ(
+        error_,
+        "WMI/WinRM Error 0x8033801A: The service cannot find the resource identified by the resource URI "
+        "and selectors.");
 }
 
 }  // namespace
