@@ -1,0 +1,246 @@
+// The check exports' buffer rules: zeroing, NULL handles, truncation, numbers left to the check, argument
+// order, and the two ways lists are joined.
+#include <cstring>
+#include <string>
+
+#include "CheckTestSupport.h"
+#include "qnsnwsm.h"
+
+namespace qn::checks_test {
+namespace {
+
+constexpr std::uint32_t kFilled = 0xA5A5A5A5u;
+
+class CheckExportsTest : public CheckTest {
+  protected:
+    void SetUp() override {
+        CheckTest::SetUp();
+        ASSERT_EQ(WSManInitialize("exports", "", &handle_), QNSNWSM_OK);
+        char error[64];
+        ASSERT_EQ(
+            WSManConnectToComputer(handle_, "pc1", "", "", "root\\default", 5985, 0, 0, error, sizeof error),
+            QNSNWSM_OK);
+    }
+    void TearDown() override {
+        WSManShutdown(handle_);
+        CheckTest::TearDown();
+    }
+    QNSNWSM_HANDLE handle_ = nullptr;
+};
+
+bool AllZero(const char* buffer, std::size_t size) {
+    for (std::size_t i = 0; i < size; ++i) {
+        if (buffer[i] != '\0') {
+            return false;
+        }
+    }
+    return true;
+}
+
+TEST_F(CheckExportsTest, NullHandleZeroesTextsAndNumbersButNotTheCheckOwnedOnes) {
+    char a[8], b[8], c[8], error[16];
+    std::memset(a, 'x', sizeof a);
+    std::memset(b, 'x', sizeof b);
+    std::memset(c, 'x', sizeof c);
+    std::memset(error, 'x', sizeof error);
+    std::uint32_t n1 = kFilled, n2 = kFilled;
+    EXPECT_EQ(WSManGetDisksState(nullptr, &n1, a, b, c, sizeof a, error, sizeof error), QNSNWSM_FAILURE);
+    EXPECT_TRUE(AllZero(a, sizeof a) && AllZero(b, sizeof b) && AllZero(c, sizeof c));
+    EXPECT_TRUE(AllZero(error, sizeof error));
+    EXPECT_EQ(n1, 0u);
+
+    n1 = kFilled;
+    std::memset(a, 'x', sizeof a);
+    EXPECT_EQ(WSManGetApplicationPoolState(nullptr, "pool", &n1, a, sizeof a, error, sizeof error),
+              QNSNWSM_FAILURE);
+    EXPECT_EQ(n1, kFilled);
+    EXPECT_TRUE(AllZero(a, sizeof a));
+
+    std::uint32_t n3 = kFilled, n4 = kFilled;
+    n1 = n2 = kFilled;
+    EXPECT_EQ(WSManGetNICTrafficValues(nullptr, "lan", &n1, &n2, &n3, &n4, error, sizeof error),
+              QNSNWSM_FAILURE);
+    EXPECT_EQ(n1 & n2 & n3 & n4, kFilled);
+    EXPECT_EQ(WSManGetMsMqLength(nullptr, "q", &n1, &n2, &n3, error, sizeof error), QNSNWSM_FAILURE);
+    EXPECT_EQ(n1 & n2 & n3, kFilled);
+
+    EXPECT_EQ(WSManGetMemory(nullptr, &n1, &n2, &n3, error, sizeof error), QNSNWSM_FAILURE);
+    EXPECT_EQ(n1 | n2 | n3, 0u);
+    EXPECT_EQ(WSManRebootComputer(nullptr, error, sizeof error), QNSNWSM_FAILURE);
+    EXPECT_TRUE(Fake().invocations.empty());
+}
+
+TEST_F(CheckExportsTest, NullHandleNamesItselfOnlyInTheListExports) {
+    char list[8];
+    char error[64];
+    EXPECT_EQ(WSManGetWinGroupList(nullptr, list, sizeof list, error, sizeof error), QNSNWSM_FAILURE);
+    EXPECT_STREQ(error, "Handle is a NULL pointer");
+    EXPECT_TRUE(AllZero(list, sizeof list));
+    EXPECT_EQ(WSManCollectProperties(nullptr, "Win32_Share", list, sizeof list, error, sizeof error),
+              QNSNWSM_FAILURE);
+    EXPECT_STREQ(error, "Handle is a NULL pointer");
+
+    EXPECT_EQ(WSManGetProcessList(nullptr, list, sizeof list, error, sizeof error), QNSNWSM_FAILURE);
+    EXPECT_TRUE(AllZero(error, sizeof error));
+}
+
+TEST_F(CheckExportsTest, TextsAreCutToTheBufferAndSizeZeroIsNotWritten) {
+    Fake().Answer(
+        "Win32_ComputerSystem",
+        {Instance("Win32_ComputerSystem", {{"DomainRole", "1"}, {"Domain", "VERYLONGDOMAINNAME"}})});
+    char domain[8];
+    char error[16];
+    std::uint32_t role = kFilled;
+    EXPECT_EQ(WSManGetDomain(handle_, domain, sizeof domain, error, sizeof error, &role), QNSNWSM_OK);
+    EXPECT_STREQ(domain, "VERYLON");
+    EXPECT_EQ(role, 1u);
+
+    char untouched[4] = {'x', 'x', 'x', 'x'};
+    EXPECT_EQ(WSManGetDomain(handle_, untouched, 0, error, 1, nullptr), QNSNWSM_OK);
+    EXPECT_EQ(std::string(untouched, 4), "xxxx");
+    EXPECT_EQ(error[0], '\0');
+}
+
+TEST_F(CheckExportsTest, DiskBuffersShareOneSize) {
+    Fake().Answer("Win32_DiskDrive",
+                  {Instance("Win32_DiskDrive", {{"Caption", "Disk 0"}, {"Status", "OK"}}),
+                   Instance("Win32_DiskDrive", {{"Caption", "Disk 1"}, {"Status", "Degraded"}})});
+    char list[7], bad[7], status[7], error[8];
+    std::uint32_t ok = kFilled;
+    EXPECT_EQ(WSManGetDisksState(handle_, &ok, list, bad, status, 7, error, sizeof error), QNSNWSM_OK);
+    EXPECT_EQ(ok, 0u);
+    EXPECT_STREQ(list, "[Disk ");
+    EXPECT_STREQ(bad, "[Disk ");
+    EXPECT_STREQ(status, "[Degra");
+}
+
+TEST_F(CheckExportsTest, JoinedListsAreCutWhereTheBufferEnds) {
+    Fake().Answer("Win32_Process", {Instance("Win32_Process", {{"Name", "svchost.exe"}}),
+                                    Instance("Win32_Process", {{"Name", "explorer.exe"}})});
+    char list[16];
+    char error[8];
+    EXPECT_EQ(WSManGetProcessList(handle_, list, sizeof list, error, sizeof error), QNSNWSM_OK);
+    EXPECT_STREQ(list, "explorer.exe||s");
+}
+
+TEST_F(CheckExportsTest, ListExportsKeepWholeEntriesOnly) {
+    Fake().Answer("Win32_Service", {Instance("Win32_Service", {{"Name", "bbbb"}}),
+                                    Instance("Win32_Service", {{"Name", "AAAA"}}),
+                                    Instance("Win32_Service", {{"Name", "cccc"}})});
+    char list[64];
+    char error[8];
+    EXPECT_EQ(WSManCollectInstances(handle_, "Win32_Service", list, sizeof list, error, sizeof error),
+              QNSNWSM_OK);
+    EXPECT_STREQ(list, "AAAA||bbbb||cccc");
+
+    // "||" is counted before the first entry too: 4 + 4 + 2 fits in 13, a third entry would need 16.
+    char small[13];
+    EXPECT_EQ(WSManCollectInstances(handle_, "Win32_Service", small, sizeof small, error, sizeof error),
+              QNSNWSM_OK);
+    EXPECT_STREQ(small, "AAAA||bbbb");
+    char tiny[5];  // "AAAA" needs 4 + 2
+    EXPECT_EQ(WSManCollectInstances(handle_, "Win32_Service", tiny, sizeof tiny, error, sizeof error),
+              QNSNWSM_OK);
+    EXPECT_STREQ(tiny, "");
+}
+
+TEST_F(CheckExportsTest, FailedListExportLeavesTheListEmptyAndReportsTheError) {
+    Fake().AnswerQuery(
+        "Associators of {Win32_Group.Domain='PC1',Name='Users'} Where AssocClass=Win32_GroupUser "
+        "Role=GroupComponent",
+        {Instance("Win32_UserAccount", {{"Caption", "PC1\\a"}, {"Name", "a"}}),
+         Instance("Win32_UserAccount", {{"Caption", "PC1\\b"}})});
+    char list[64];
+    std::memset(list, 'x', sizeof list);
+    char error[64];
+    EXPECT_EQ(WSManGetWinGroupMemberList(handle_, "Users", "PC1", list, sizeof list, error, sizeof error),
+              QNSNWSM_FAILURE);
+    EXPECT_TRUE(AllZero(list, sizeof list));
+    EXPECT_STREQ(error, "XML attribute missing");
+}
+
+TEST_F(CheckExportsTest, CounterExportTakesClassCounterInstance) {
+    Fake().Answer(
+        "Win32_PerfFormattedData_PerfOS_Processor",
+        {Instance("Win32_PerfFormattedData_PerfOS_Processor", {{"Name", "0"}, {"PercentIdleTime", "10"}}),
+         Instance("Win32_PerfFormattedData_PerfOS_Processor", {{"Name", "1"}, {"PercentIdleTime", "20"}})});
+    std::uint32_t numeric = 0;
+    char value[16];
+    char error[32];
+    EXPECT_EQ(WSManGetWmiCounterData(handle_, "Win32_PerfFormattedData_PerfOS_Processor", "PercentIdleTime",
+                                     "1", &numeric, value, sizeof value, error, sizeof error),
+              QNSNWSM_OK);
+    EXPECT_STREQ(value, "20");
+    EXPECT_EQ(numeric, 1u);
+}
+
+TEST_F(CheckExportsTest, ProcessExportPassesThresholdsAndDurationSigned) {
+    Fake().Answer("Win32_Processor", {Instance("Win32_Processor", {{"NumberOfLogicalProcessors", "1"}})});
+    Fake().AnswerNext(
+        "Win32_PerfRawData_PerfProc_Process",
+        {Instance("Win32_PerfRawData_PerfProc_Process", {{"Name", "app"}, {"IDProcess", "42"}})});
+    Fake().AnswerNext("Win32_PerfRawData_PerfProc_Process",
+                      {Instance("Win32_PerfRawData_PerfProc_Process", {{"Name", "app"},
+                                                                       {"IDProcess", "42"},
+                                                                       {"PercentProcessorTime", "0"},
+                                                                       {"TimeStamp_Sys100NS", "0"}})});
+    Fake().AnswerNext("Win32_PerfRawData_PerfProc_Process",
+                      {Instance("Win32_PerfRawData_PerfProc_Process", {{"Name", "app"},
+                                                                       {"IDProcess", "42"},
+                                                                       {"PercentProcessorTime", "250"},
+                                                                       {"TimeStamp_Sys100NS", "1000"}})});
+    std::uint32_t id = 0, cpu = 0, memory = 0, handles = 0;
+    char instance[16];
+    char error[32];
+    // Memory and handles are switched off by -1; the duration of -500 ms counts as 500 ms.
+    EXPECT_EQ(
+        WSManGetProcessCpuMemHandles(handle_, "app.exe", nullptr, 0, 500, static_cast<uint32_t>(-500),
+                                     static_cast<uint32_t>(-1), 0, static_cast<uint32_t>(-1), &id, instance,
+                                     sizeof instance, &cpu, &memory, &handles, error, sizeof error),
+        QNSNWSM_OK);
+    EXPECT_EQ(id, 42u);
+    EXPECT_STREQ(instance, "app");
+    EXPECT_EQ(cpu, 25u);
+    EXPECT_EQ(memory, 0xFFFFFFFFu);
+    EXPECT_EQ(handles, 0xFFFFFFFFu);
+    EXPECT_EQ(Clock().sleeps, (std::vector<std::uint32_t>{500}));
+}
+
+TEST_F(CheckExportsTest, ServiceStateFillsFiveTexts) {
+    Fake().Answer("Win32_Service", {Instance("Win32_Service", {{"DisplayName", "Print Spooler"},
+                                                               {"Name", "Spooler"},
+                                                               {"StartMode", "Auto"},
+                                                               {"State", "Running"}})});
+    char name[16], display[6], state[16], mode[16], error[16];
+    std::uint32_t installed = 0;
+    EXPECT_EQ(WSManGetServiceState(handle_, "spooler", name, sizeof name, display, sizeof display, &installed,
+                                   state, sizeof state, mode, sizeof mode, error, sizeof error),
+              QNSNWSM_OK);
+    EXPECT_STREQ(name, "Spooler");
+    EXPECT_STREQ(display, "Print");
+    EXPECT_EQ(installed, 1u);
+    EXPECT_STREQ(state, "Running");
+    EXPECT_STREQ(mode, "Auto");
+}
+
+TEST_F(CheckExportsTest, ShareExportKeepsItsTextEmpty) {
+    Fake().Answer("Win32_Share", {Instance("Win32_Share", {{"Name", "C$"}})});
+    std::uint32_t found = 0;
+    char text[8];
+    std::memset(text, 'x', sizeof text);
+    char error[8];
+    EXPECT_EQ(WSManGetShareState(handle_, "c$", &found, text, sizeof text, error, sizeof error), QNSNWSM_OK);
+    EXPECT_EQ(found, 1u);
+    EXPECT_TRUE(AllZero(text, sizeof text));
+}
+
+TEST_F(CheckExportsTest, QueryBeforeConnectingReportsTheClosedSession) {
+    WSManDisconnectComputer(handle_);
+    std::uint32_t n = 0;
+    char error[128];
+    EXPECT_EQ(WSManGetMemory(handle_, &n, &n, &n, error, sizeof error), QNSNWSM_FAILURE);
+    EXPECT_STREQ(error, "WSMan session has not been opened yet, please check connection properties");
+}
+
+}  // namespace
+}  // namespace qn::checks_test
