@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <thread>
 
 #include "FakeComputerModel.h"
 #include "TestClients.h"
@@ -275,6 +276,100 @@ TEST_F(SimEndpointTest, InjectedFaultsFollowTheRulesFile) {
     EXPECT_EQ(garbled.Header("content-type"), "text/html");
     EXPECT_FALSE(TestXml(garbled.body).Valid());
     EXPECT_EQ(client.Post(url_, headers, get).status, 200);  // no rule left
+}
+
+TEST_F(SimEndpointTest, ManyConnectionsAuthenticateAndEnumerateAtOnce) {
+    Start();
+    constexpr int kClients = 8;
+    std::vector<int> items(kClients, -1);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kClients; ++i) {
+        threads.emplace_back([this, i, &items] {
+            HttpClient client;
+            NtlmInitiator ntlm("SIMDOM\\alice", "Passw0rd!", false);
+            if (Authenticate(client, ntlm).status != 200) return;
+            int count = 0;
+            for (int round = 0; round < 3; ++round) {  // several sealed requests per connection
+                auto [body, type] = ntlm.Seal(test::EnumerateWql("select * from Win32_Service"));
+                const HttpResult reply = client.Post(url_, {type}, body);
+                const auto plain = ntlm.Unseal(reply.Header("content-type"), reply.body);
+                if (reply.status == 200 && plain && reply.newConnections == 0)
+                    count += TestXml(*plain).Count("//w:Items/*");
+            }
+            items[i] = count;
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    for (int i = 0; i < kClients; ++i) EXPECT_EQ(items[i], 3) << "client " << i;
+}
+
+TEST_F(SimEndpointTest, HttpsCarriesClearBodies) {
+    const std::string key = WriteTemp(""), certificate = WriteTemp("");
+    const std::string command =
+        "openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=localhost -days 1 -keyout " + key + " -out " +
+        certificate + " >/dev/null 2>&1";
+    if (std::system(command.c_str()) != 0) GTEST_SKIP() << "openssl cannot make a test certificate";
+    options_.https = true;
+    options_.certFile = certificate;
+    options_.keyFile = key;
+    Start();
+    const std::string httpsUrl = "https://127.0.0.1:" + std::to_string(server_->Port()) + "/wsman";
+    HttpClient client;
+    NtlmInitiator ntlm("SIMDOM\\alice", "Passw0rd!", false);
+    std::string serverToken;
+    HttpResult result;
+    for (int leg = 0; leg < 3; ++leg) {
+        const auto token = ntlm.Step(serverToken);
+        ASSERT_TRUE(token);
+        result = client.Post(httpsUrl, {"Authorization: Negotiate " + EncodeBase64(*token), kSoapType},
+                             ntlm.Complete() ? test::EnumerateWql("select * from Win32_Service") : "");
+        if (result.status != 401) break;
+        serverToken = test::ServerToken(result.Header("www-authenticate"));
+    }
+    ASSERT_EQ(result.code, CURLE_OK);
+    EXPECT_EQ(result.status, 200);
+    EXPECT_EQ(TestXml(result.body).Count("//w:Items/*"), 1);
+}
+
+TEST(SimServerStartTest, ReportsWhatKeepsItFromStarting) {
+    const struct {
+        const char* name;
+        SimOptions options;
+    } cases[] = {
+        {"missing users file",
+         [] {
+             SimOptions o;
+             o.usersFile = "/nonexistent/users";
+             return o;
+         }()},
+        {"https without certificate",
+         [] {
+             SimOptions o;
+             o.https = true;
+             return o;
+         }()},
+        {"bad faults file",
+         [] {
+             SimOptions o;
+             o.faultsFile = "/nonexistent/faults";
+             return o;
+         }()},
+    };
+    for (const auto& c : cases) {
+        std::string error;
+        EXPECT_FALSE(StartSimServer(c.options, std::make_unique<test::FakeComputerModel>(), error)) << c.name;
+        EXPECT_FALSE(error.empty()) << c.name;
+    }
+    // A port in use.
+    std::string error;
+    auto first = StartSimServer(SimOptions{}, std::make_unique<test::FakeComputerModel>(), error);
+    ASSERT_TRUE(first) << error;
+    SimOptions taken;
+    taken.port = first->Port();
+    EXPECT_FALSE(StartSimServer(taken, std::make_unique<test::FakeComputerModel>(), error));
+    EXPECT_NE(error.find(std::to_string(first->Port())), std::string::npos);
+    first->Stop();
+    first->Stop();  // idempotent
 }
 
 }  // namespace
