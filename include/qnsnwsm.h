@@ -60,8 +60,9 @@ typedef struct QnSnWsmModule* QNSNWSM_HANDLE;
  * Creates a module handle.
  *   baseSetting  a free text the host may use to name the handle; may be NULL.
  *   traceFile    full path of the trace log; NULL or "" turns tracing off. Every step is appended to it.
- *   handle       receives the new handle; set to NULL first, and left NULL on failure.
- * Returns QNSNWSM_OK, or QNSNWSM_FAILURE when the WinRM client could not be created.
+ *   handle       receives the new handle; set to NULL first, and left NULL on failure. Must not be NULL.
+ * Returns QNSNWSM_OK, or QNSNWSM_FAILURE when the WinRM client could not be created (the reason is in the
+ * trace) or `handle` is NULL.
  */
 QNSNWSM_API uint32_t WSManInitialize(const char* baseSetting, const char* traceFile, QNSNWSM_HANDLE* handle);
 

@@ -12,9 +12,11 @@ extern "C" {
 
 QNSNWSM_API uint32_t WSManInitialize(const char* baseSetting, const char* traceFile, QNSNWSM_HANDLE* handle) {
     return GuardExport([&]() -> uint32_t {
-        if (handle != nullptr) {
-            *handle = nullptr;
+        // Nowhere to put a handle: nothing is created.
+        if (handle == nullptr) {
+            return kExportFailure;
         }
+        *handle = nullptr;
         auto* module = new (std::nothrow) CQnWSMan(baseSetting);
         if (module == nullptr) {
             return kExportFailure;
@@ -23,9 +25,7 @@ QNSNWSM_API uint32_t WSManInitialize(const char* baseSetting, const char* traceF
             // Not freed: a failed initialisation has always left the object behind, with the handle NULL.
             return kExportFailure;
         }
-        if (handle != nullptr) {
-            *handle = qn::api::HandleFromModule(module);
-        }
+        *handle = qn::api::HandleFromModule(module);
         return QNSNWSM_OK;
     });
 }

@@ -149,6 +149,9 @@ TEST_F(LifecycleExportTest, InitializeWithoutNameOrTraceSucceeds) {
     EXPECT_FALSE(std::filesystem::exists(TraceFile()));
     WSManShutdown(nullptr);
     WSManDisconnectComputer(nullptr);
+
+    EXPECT_EQ(WSManInitialize("host", "", nullptr), QNSNWSM_FAILURE);
+    EXPECT_EQ(Script().createCalls, 1);
 }
 
 TEST_F(LifecycleExportTest, ConnectStoresSettingsAndDefaultsTheNamespace) {
