@@ -33,6 +33,7 @@ int CQnWSMan::WinRMGetWinUserAccountList(CQncListString& accountList, CQncString
     Trace(kTraceToFile, "Calling %s.\n", kMethod);
     accountList.Clear();
     qn::checks::UseCheckSeparators(accountList);
+    qn::checks::UniqueNames uniqueAccountList(accountList);
     error = "";
 
     int status = -1;
@@ -56,7 +57,7 @@ int CQnWSMan::WinRMGetWinUserAccountList(CQncListString& accountList, CQncString
             GetProperty(fullName, "FullName", error, 0);
             GetProperty(lockout, "Lockout", error, 1);
             GetProperty(disabled, "Disabled", error, 1);
-            accountList.AddString(
+            uniqueAccountList.Add(
                 Entry().Field(caption).Field(fullName).Field(name).Field(lockout).Field(disabled).Text());
         }
     }
@@ -70,6 +71,7 @@ int CQnWSMan::WinRMGetWinGroupList(CQncListString& groupList, CQncString& error)
     Trace(kTraceToFile, "%s called.\n", kMethod);
     groupList.Clear();
     qn::checks::UseCheckSeparators(groupList);
+    qn::checks::UniqueNames uniqueGroupList(groupList);
     error = "";
 
     int status = -1;
@@ -100,7 +102,7 @@ int CQnWSMan::WinRMGetWinGroupList(CQncListString& groupList, CQncString& error)
             Trace(kTraceToFile, "  Group listed, Caption=[%s], Name=[%s]\n", caption.GetText(),
                   name.GetText());
             GetProperty(domain, "Domain", error, 0);
-            groupList.AddString(Entry().Field(caption).Field(name).Field(domain).Text());
+            uniqueGroupList.Add(Entry().Field(caption).Field(name).Field(domain).Text());
         }
     }
     Trace(kTraceToFile, "%s %s.\n", kMethod, ResultWord(status));
@@ -113,6 +115,7 @@ int CQnWSMan::WinRMGetWinGroupMemberList(const char* groupName, const char* doma
     Trace(kTraceToFile, "Calling %s.\n", kMethod);
     memberList.Clear();
     qn::checks::UseCheckSeparators(memberList);
+    qn::checks::UniqueNames uniqueMemberList(memberList);
     error = "";
 
     // The names go into the query as they are: a quote inside them is not escaped.
@@ -136,7 +139,7 @@ int CQnWSMan::WinRMGetWinGroupMemberList(const char* groupName, const char* doma
                 break;
             }
             GetProperty(fullName, "FullName", error, 0);
-            memberList.AddString(Entry().Field(caption).Field(fullName).Field(name).Text());
+            uniqueMemberList.Add(Entry().Field(caption).Field(fullName).Field(name).Text());
         }
     }
     Trace(kTraceToFile, "%s %s.\n", kMethod, ResultWord(status));

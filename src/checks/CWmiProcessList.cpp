@@ -11,7 +11,9 @@ CWmiProcessList::CWmiProcessList(std::int32_t cpuLimit, std::int32_t memoryLimit
 void CWmiProcessList::Append(CWmiProcess* process) {
     if (Add(process, 1) != 1) {
         delete process;  // cannot happen with duplicates allowed; never leak the record
+        return;
     }
+    ++appended_;
 }
 
 void CWmiProcessList::SetCompareKind(std::uint32_t kind) {
@@ -43,14 +45,13 @@ std::string FoldedKey(const char* text) {
 
 const std::vector<CWmiProcess*>& CWmiProcessList::FindById(const char* processId) {
     static const std::vector<CWmiProcess*> kNone;
-    const std::uint32_t count = Count();
-    if (count != indexedCount_) {
+    if (appended_ != indexedCount_) {
         byId_.clear();
         for (CQncListNode* node = GetHead(); node != nullptr; node = node->next) {
             auto* process = static_cast<CWmiProcess*>(node->item);
             byId_[FoldedKey(process->id.GetText())].push_back(process);
         }
-        indexedCount_ = count;
+        indexedCount_ = appended_;
     }
     const auto found = byId_.find(FoldedKey(processId));
     return found != byId_.end() ? found->second : kNone;

@@ -14,7 +14,7 @@ class CWmiProcessList : public CQncList {
   public:
     CWmiProcessList(std::int32_t cpuLimit = 0, std::int32_t memoryLimit = 0, std::int32_t handlesLimit = 0);
 
-    // Appends a record; the list owns it from then on.
+    // Appends a record; the list owns it from then on. Records are added only this way.
     void Append(CWmiProcess* process);
     // Sets compareKind of every record.
     void SetCompareKind(std::uint32_t kind);
@@ -36,5 +36,6 @@ class CWmiProcessList : public CQncList {
 
   private:
     std::unordered_map<std::string, std::vector<CWmiProcess*>> byId_;
+    std::uint32_t appended_ = 0;
     std::uint32_t indexedCount_ = 0;
 };

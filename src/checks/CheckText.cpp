@@ -1,7 +1,9 @@
 #include "checks/CheckText.h"
 
 #include <limits>
+#include <memory>
 
+#include "base/QncText.h"
 #include "platform/WsmanAutomation.h"
 
 namespace qn::checks {
@@ -76,6 +78,35 @@ void UseCheckSeparators(CQncListString& list) {
     list.separator = "||";
     list.separatorLength = 2;
     list.altSeparator = ";;";
+}
+
+namespace {
+
+std::string FoldedKey(const char* text) {
+    std::string key = text;
+    for (char& c : key) {
+        c = QncToUpperAscii(c);
+    }
+    return key;
+}
+
+}  // namespace
+
+UniqueNames::UniqueNames(CQncListString& list) : list_(list) {
+    for (CQncListNode* node = list_.GetHead(); node != nullptr; node = node->next) {
+        seen_.insert(FoldedKey(static_cast<CQnsString*>(node->item)->text.GetText()));
+    }
+}
+
+void UniqueNames::Add(const char* text) {
+    auto item = std::make_unique<CQnsString>(text);
+    item->text.Trim();
+    if (!seen_.insert(FoldedKey(item->text.GetText())).second) {
+        return;
+    }
+    if (list_.Add(item.get(), 1) == 1) {
+        item.release();  // the list owns it now
+    }
 }
 
 void SortAndJoin(CQncListString& list, CQncString& out) {

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <unordered_set>
 
 #include "base/QncList.h"
 #include "base/QncString.h"
@@ -29,6 +31,19 @@ void AppendBracketed(CQncString& list, const char* name);
 // Sets a list up the way every check that gathers names joins it: "||" between entries (counted as two
 // characters) and ";;" as the field separator.
 void UseCheckSeparators(CQncListString& list);
+
+// Adds texts to a name list the way its AddString does (trimmed, once each without regard to case, the
+// first spelling kept), but with a hash lookup: AddString compares every new name with every listed one,
+// which large computers with thousands of processes or services would feel.
+class UniqueNames {
+  public:
+    explicit UniqueNames(CQncListString& list);
+    void Add(const char* text);
+
+  private:
+    CQncListString& list_;
+    std::unordered_set<std::string> seen_;
+};
 
 // Sorts the list and joins it into `out` with no length limit; the export truncates to the caller's buffer.
 void SortAndJoin(CQncListString& list, CQncString& out);

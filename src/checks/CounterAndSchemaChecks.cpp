@@ -91,6 +91,7 @@ int CQnWSMan::WinRMCollectClasses(CQncListString& classList, CQncString& error) 
     constexpr const char* kMethod = "CQnWSMan::WinRMCollectClasses";
     classList.Clear();
     qn::checks::UseCheckSeparators(classList);
+    qn::checks::UniqueNames uniqueClassList(classList);
     error = "";
     Trace(kTraceToFile, "Calling %s.\n", kMethod);
 
@@ -107,7 +108,7 @@ int CQnWSMan::WinRMCollectClasses(CQncListString& classList, CQncString& error) 
             // Only the Win32 classes are offered; system, CIM and vendor classes are left out.
             if (!GetProperty(className, "__CLASS", error, 0).IsEmpty() &&
                 QncStrnicmp(className.GetText(), "Win32", 5) == 0) {
-                classList.AddString(className.GetText());
+                uniqueClassList.Add(className.GetText());
             }
         }
         status = 0;
@@ -120,6 +121,7 @@ int CQnWSMan::WinRMCollectInstances(const char* className, CQncListString& insta
     constexpr const char* kMethod = "CQnWSMan::WinRMCollectInstances";
     instanceList.Clear();
     qn::checks::UseCheckSeparators(instanceList);
+    qn::checks::UniqueNames uniqueInstanceList(instanceList);
     error = "";
     // Kept on purpose: the class stands before the method name in this line.
     Trace(kTraceToFile, "Calling %s (%s).\n", OrNull(className), kMethod);
@@ -136,7 +138,7 @@ int CQnWSMan::WinRMCollectInstances(const char* className, CQncListString& insta
             error = "";
             if (!GetProperty(name, "Name", error, 0).IsEmpty()) {
                 Trace(kTraceToFile, "Adding instance [%s] to the list...\n", name.GetText());
-                instanceList.AddString(name.GetText());
+                uniqueInstanceList.Add(name.GetText());
             }
         }
         status = 0;
@@ -149,6 +151,7 @@ int CQnWSMan::WinRMCollectProperties(const char* className, CQncListString& prop
     constexpr const char* kMethod = "CQnWSMan::WinRMCollectProperties";
     propertyList.Clear();
     qn::checks::UseCheckSeparators(propertyList);
+    qn::checks::UniqueNames uniquePropertyList(propertyList);
     error = "";
     Trace(kTraceToFile, "%s called...\n", kMethod);
 
@@ -182,7 +185,7 @@ int CQnWSMan::WinRMCollectProperties(const char* className, CQncListString& prop
             }
             status = 0;
             entry = line;
-            propertyList.AddString(entry.Append(";;").Append(type.GetText()).GetText());
+            uniquePropertyList.Add(entry.Append(";;").Append(type.GetText()).GetText());
         }
     }
     // Kept on purpose: "completed" stands in the format itself, so a failed call reads "completed ...

@@ -59,6 +59,7 @@ int CQnWSMan::CollectNames(const char* className, const char* emptyTraceMethod, 
     UseStylesheet(kInstanceStylesheet);
     CQncListString names;
     qn::checks::UseCheckSeparators(names);
+    qn::checks::UniqueNames uniqueNames(names);
     CQncString name;
     for (const CQncString& itemText : items) {
         TransformItem(itemText.GetText(), error);
@@ -67,7 +68,7 @@ int CQnWSMan::CollectNames(const char* className, const char* emptyTraceMethod, 
         if (GetProperty(name, "Name", error, 0).IsEmpty()) {
             return -1;
         }
-        names.AddString(name.GetText());
+        uniqueNames.Add(name.GetText());
     }
     qn::checks::SortAndJoin(names, joined);
     return 0;
@@ -126,12 +127,13 @@ int CQnWSMan::WinRMGetMsMqList(CQncString& queueList, CQncString& error) {
         UseStylesheet(kInstanceStylesheet);
         CQncListString names;
         qn::checks::UseCheckSeparators(names);
+        qn::checks::UniqueNames uniqueNames(names);
         CQncString name;
         for (const CQncString& itemText : items) {
             TransformItem(itemText.GetText(), error);
             // Unlike the pool list, a nameless queue is only passed over.
             if (!GetProperty(name, "Name", error, 0).IsEmpty()) {
-                names.AddString(ShortQueueName(name.GetText()));
+                uniqueNames.Add(ShortQueueName(name.GetText()));
             }
         }
         queues = static_cast<long>(names.Count());

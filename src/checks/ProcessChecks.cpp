@@ -95,11 +95,12 @@ int CQnWSMan::WinRMGetProcessList(CQncString& list, CQncString& error) {
         UseStylesheet(kInstanceStylesheet);
         CQncListString names;
         qn::checks::UseCheckSeparators(names);
+        qn::checks::UniqueNames uniqueNames(names);
         CQncString name;
         for (const CQncString& itemText : items) {
             TransformItem(itemText.GetText(), error);
             if (!GetProperty(name, "Name", error, 0).IsEmpty()) {
-                names.AddString(name.GetText());
+                uniqueNames.Add(name.GetText());
             }
         }
         qn::checks::SortAndJoin(names, list);

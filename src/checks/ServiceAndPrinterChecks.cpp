@@ -32,6 +32,7 @@ int CQnWSMan::WinRMGetServiceList(CQncString& list, CQncString& error) {
         UseStylesheet(kInstanceStylesheet);
         CQncListString services;
         qn::checks::UseCheckSeparators(services);
+        qn::checks::UniqueNames uniqueServices(services);
         CQncString name;
         CQncString displayName;
         CQncString entry;
@@ -40,7 +41,7 @@ int CQnWSMan::WinRMGetServiceList(CQncString& list, CQncString& error) {
             GetProperty(name, "Name", error, 0);
             if (!GetProperty(displayName, "DisplayName", error, 0).IsEmpty()) {
                 entry = name;
-                services.AddString(entry.Append(";;").Append(displayName.GetText()).GetText());
+                uniqueServices.Add(entry.Append(";;").Append(displayName.GetText()).GetText());
             }
         }
         qn::checks::SortAndJoin(services, list);
@@ -187,12 +188,13 @@ int CQnWSMan::WinRMGetPrinterList(CQncString& list, CQncString& error) {
         UseStylesheet(kInstanceStylesheet);
         CQncListString printers;
         qn::checks::UseCheckSeparators(printers);
+        qn::checks::UniqueNames uniquePrinters(printers);
         CQncString name;
         for (const CQncString& itemText : items) {
             TransformItem(itemText.GetText(), error);
             if (!GetProperty(name, "Name", error, 0).IsEmpty()) {
                 // The same two-field form as the service entries, with an empty second field.
-                printers.AddString(name.Append(";;").GetText());
+                uniquePrinters.Add(name.Append(";;").GetText());
             }
         }
         qn::checks::SortAndJoin(printers, list);
