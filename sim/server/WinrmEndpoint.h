@@ -1,17 +1,17 @@
-// POST /wsman as Windows' WinRM service answers it: authentication (Negotiate per connection, Basic per
-// request), message sealing, the unencrypted-body refusal, fault injection, then the WS-Management service.
+// POST /wsman as Windows' WinRM service answers it: authentication, message sealing, the refusal of clear
+// bodies over HTTP, fault injection, then the WS-Management service.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "server/FaultRules.h"
-#include "server/GssAcceptor.h"
+#include "server/HttpAuthentication.h"
 #include "server/HttpDaemon.h"
 #include "server/RequestLog.h"
-#include "server/UsersFile.h"
 #include "server/WsmanService.h"
 
 namespace qnsim {
@@ -30,8 +30,7 @@ class WinrmEndpoint : public HttpHandler {
                   const UsersFile* users, FaultRules* rules, RequestLog* log)
         : settings_(settings),
           service_(service),
-          credential_(credential),
-          users_(users),
+          authentication_(credential, users, settings.basic),
           rules_(rules),
           log_(log) {}
 
@@ -39,14 +38,17 @@ class WinrmEndpoint : public HttpHandler {
     HttpReply Handle(ConnectionSession& session, const HttpRequest& request) override;
 
   private:
-    HttpReply Challenge() const;  // 401 offering the enabled schemes
+    struct Answer {
+        ServiceReply reply;
+        std::optional<FaultEffect> effect;
+    };
+    Answer AnswerSoap(const UserAccount* account, const WsmanRequest* request);
     void Log(const HttpRequest& request, const std::string& scheme, const WsmanRequest* wsman,
              unsigned status);
 
     EndpointSettings settings_;
     WsmanService& service_;
-    const AcceptorCredential* credential_;
-    const UsersFile* users_;
+    HttpAuthentication authentication_;
     FaultRules* rules_;
     RequestLog* log_;
     std::atomic<std::uint64_t> soapRequests_{0};
