@@ -206,23 +206,6 @@ TEST_F(CheckExportsTest, ProcessExportPassesThresholdsAndDurationSigned) {
     EXPECT_EQ(Clock().sleeps, (std::vector<std::uint32_t>{500}));
 }
 
-TEST_F(CheckExportsTest, ServiceStateFillsFiveTexts) {
-    Fake().Answer("Win32_Service", {Instance("Win32_Service", {{"DisplayName", "Print Spooler"},
-                                                               {"Name", "Spooler"},
-                                                               {"StartMode", "Auto"},
-                                                               {"State", "Running"}})});
-    char name[16], display[6], state[16], mode[16], error[16];
-    std::uint32_t installed = 0;
-    EXPECT_EQ(WSManGetServiceState(handle_, "spooler", name, sizeof name, display, sizeof display, &installed,
-                                   state, sizeof state, mode, sizeof mode, error, sizeof error),
-              QNSNWSM_OK);
-    EXPECT_STREQ(name, "Spooler");
-    EXPECT_STREQ(display, "Print");
-    EXPECT_EQ(installed, 1u);
-    EXPECT_STREQ(state, "Running");
-    EXPECT_STREQ(mode, "Auto");
-}
-
 TEST_F(CheckExportsTest, ShareExportKeepsItsTextEmpty) {
     Fake().Answer("Win32_Share", {Instance("Win32_Share", {{"Name", "C$"}})});
     std::uint32_t found = 0;
@@ -232,14 +215,6 @@ TEST_F(CheckExportsTest, ShareExportKeepsItsTextEmpty) {
     EXPECT_EQ(WSManGetShareState(handle_, "c$", &found, text, sizeof text, error, sizeof error), QNSNWSM_OK);
     EXPECT_EQ(found, 1u);
     EXPECT_TRUE(AllZero(text, sizeof text));
-}
-
-TEST_F(CheckExportsTest, QueryBeforeConnectingReportsTheClosedSession) {
-    WSManDisconnectComputer(handle_);
-    std::uint32_t n = 0;
-    char error[128];
-    EXPECT_EQ(WSManGetMemory(handle_, &n, &n, &n, error, sizeof error), QNSNWSM_FAILURE);
-    EXPECT_STREQ(error, "WSMan session has not been opened yet, please check connection properties");
 }
 
 }  // namespace

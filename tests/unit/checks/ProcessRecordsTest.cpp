@@ -40,19 +40,6 @@ CWmiProcess* Record(const char* id, std::int32_t cpu, std::int32_t memory, std::
     return process;
 }
 
-TEST(WmiProcessTest, ComparesTheValueOfItsOwnKind) {
-    CWmiProcess left("1", "a", kCompareMemory, 1);
-    CWmiProcess right("2", "b", kCompareCpu, 1);
-    left.memoryMB = 5;
-    right.memoryMB = 9;
-    left.cpuUsage = 50;
-    EXPECT_EQ(left.IsLess(right), 1);
-    EXPECT_EQ(right.IsLess(left), 1);  // by CPU: -1 < 50
-    EXPECT_EQ(right.IsGreater(left), 0);
-    left.compareKind = 77;  // unknown kinds compare CPU
-    EXPECT_EQ(left.IsGreater(right), 1);
-}
-
 TEST(WmiProcessListTest, SelectionStopsAtTheFirstThresholdReached) {
     CWmiProcessList list(90, 100, 0);
     list.Append(Record("1", 95, 10, 5));

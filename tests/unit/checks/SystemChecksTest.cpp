@@ -37,17 +37,6 @@ TEST_F(DomainTest, MemberRolesCountAsDomainMembership) {
     EXPECT_TRUE(Traced("WinRMGetDomain, result:[completed], error:[], domain:[CORP]."));
 }
 
-TEST_F(DomainTest, OnlyTheFirstComputerIsRead) {
-    CQnWSMan& module = Connect();
-    Fake().Answer("Win32_ComputerSystem", {ComputerSystem("1", "FIRST"), ComputerSystem("0", "SECOND")});
-    CQncString domain;
-    CQncString error;
-    std::uint32_t isMember = 0;
-    EXPECT_EQ(module.WinRMGetDomain(domain, error, isMember), 0);
-    EXPECT_STREQ(domain.GetText(), "FIRST");
-    EXPECT_EQ(isMember, 1u);
-}
-
 TEST_F(DomainTest, MissingValuesAndNoComputerFail) {
     CQnWSMan& module = Connect();
     CQncString domain;
