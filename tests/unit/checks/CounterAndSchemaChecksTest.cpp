@@ -110,6 +110,17 @@ TEST_F(CollectClassesTest, OnlyWin32ClassesInTheirOrder) {
     EXPECT_TRUE(Traced("CQnWSMan::WinRMCollectClasses (result:completed)"));
 }
 
+TEST_F(CollectClassesTest, UnreadableItemsDoNotFailTheCollection) {
+    CQnWSMan& module = Connect();
+    Fake().Answer("meta_class", {ClassDefinition("Win32_Share", {"Name"}), "<p:Win32_Broken",
+                                 ClassDefinition("CIM_X", {})});
+    CQncListString list;
+    CQncString error;
+    EXPECT_EQ(module.WinRMCollectClasses(list, error), 0);
+    EXPECT_STREQ(error.GetText(), "");
+    EXPECT_EQ(Entries(list), (std::vector<std::string>{"Win32_Share"}));
+}
+
 using CollectInstancesTest = CheckTest;
 
 TEST_F(CollectInstancesTest, NamedInstancesAreListed) {
