@@ -217,5 +217,38 @@ TEST_F(CheckExportsTest, ShareExportKeepsItsTextEmpty) {
     EXPECT_TRUE(AllZero(text, sizeof text));
 }
 
+TEST_F(CheckExportsTest, NullInputsAndNumberPointersAreTolerated) {
+    Fake().Answer("Win32_Service", {Instance("Win32_Service", {{"DisplayName", "D"}, {"Name", "S"}})});
+    char text[32];
+    char error[128];
+    std::uint32_t n = 0;
+    EXPECT_EQ(WSManGetCpuUsage(handle_, nullptr, 0, 0, nullptr, error, sizeof error), QNSNWSM_FAILURE);
+    EXPECT_EQ(
+        WSManGetLogicalDiskSpace(handle_, nullptr, nullptr, nullptr, nullptr, nullptr, error, sizeof error),
+        QNSNWSM_FAILURE);
+    EXPECT_EQ(WSManGetProcessState(handle_, nullptr, nullptr, error, sizeof error), QNSNWSM_OK);
+    EXPECT_EQ(WSManGetServiceState(handle_, nullptr, text, sizeof text, text, sizeof text, nullptr, text,
+                                   sizeof text, text, sizeof text, error, sizeof error),
+              QNSNWSM_OK);
+    EXPECT_EQ(WSManRestartService(handle_, nullptr, error, sizeof error), QNSNWSM_FAILURE);
+    EXPECT_STREQ(error, "Service not installed.");
+    EXPECT_EQ(WSManGetApplicationPoolState(handle_, nullptr, nullptr, text, sizeof text, error, sizeof error),
+              QNSNWSM_OK);
+    EXPECT_EQ(WSManGetMsMqLength(handle_, nullptr, nullptr, nullptr, nullptr, error, sizeof error),
+              QNSNWSM_FAILURE);
+    EXPECT_EQ(WSManGetWinGroupMemberList(handle_, nullptr, nullptr, text, sizeof text, error, sizeof error),
+              QNSNWSM_OK);
+    EXPECT_EQ(WSManGetWmiCounterData(handle_, nullptr, nullptr, nullptr, &n, text, sizeof text, error,
+                                     sizeof error),
+              QNSNWSM_FAILURE);
+    EXPECT_STREQ(error, "No Class specified");
+    EXPECT_EQ(WSManCollectInstances(handle_, nullptr, text, sizeof text, error, sizeof error), QNSNWSM_OK);
+    EXPECT_EQ(WSManCollectProperties(handle_, nullptr, text, sizeof text, error, sizeof error),
+              QNSNWSM_FAILURE);
+    EXPECT_EQ(WSManGetProcessCpuMemHandles(handle_, nullptr, nullptr, 0, 0, 0, 0, 0, 0, nullptr, nullptr, 0,
+                                           nullptr, nullptr, nullptr, nullptr, 0),
+              QNSNWSM_FAILURE);
+}
+
 }  // namespace
 }  // namespace qn::checks_test
