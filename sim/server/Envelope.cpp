@@ -6,11 +6,13 @@
 
 namespace qnsim {
 
-std::string RenderEnvelope(std::string_view action, std::string_view relatesTo,
-                           std::string_view bodyContent) {
+std::string RenderEnvelope(std::string_view action, std::string_view relatesTo, std::string_view bodyContent,
+                           std::string_view locale) {
     std::string xml;
     xml.reserve(bodyContent.size() + 1024);
-    xml += "<s:Envelope xml:lang=\"en-US\" xmlns:s=\"";
+    xml += "<s:Envelope xml:lang=\"";
+    xml += locale.empty() ? std::string("en-US") : EscapeEnvelopeAttribute(locale);
+    xml += "\" xmlns:s=\"";
     xml += ns::kSoap;
     xml += "\" xmlns:a=\"";
     xml += ns::kAddressing;

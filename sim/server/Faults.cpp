@@ -233,7 +233,7 @@ std::string RenderFault(const FaultReport& report) {
         body += RenderWsmanFault(spec.hresult, report.machine, message);
     }
     body += "</s:Detail></s:Fault>";
-    return RenderEnvelope(spec.action, report.relatesTo, body);
+    return RenderEnvelope(spec.action, report.relatesTo, body, report.locale);
 }
 
 std::optional<FaultKind> FaultKindByName(std::string_view name) {

@@ -53,6 +53,7 @@ struct FaultReport {
     std::string relatesTo;  // the request's MessageID
     std::string machine;    // WSManFault Machine
     std::optional<ProviderFault> provider;
+    std::string locale;  // the request's w:Locale, for the envelope's xml:lang
 };
 
 std::string RenderFault(const FaultReport& report);

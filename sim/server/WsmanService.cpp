@@ -67,8 +67,9 @@ WsmanService::WsmanService(std::shared_ptr<ComputerModel> model, ServiceSettings
     : model_(std::move(model)), settings_(settings), enumerations_(settings.enumerationTimeout) {}
 
 ServiceReply WsmanService::FaultWith(FaultKind kind, const std::string& relatesTo,
-                                     std::optional<ProviderFault> provider) const {
+                                     std::optional<ProviderFault> provider, const std::string& locale) const {
     FaultReport report;
+    report.locale = locale;
     report.kind = kind;
     report.relatesTo = relatesTo;
     report.machine = model_->HostName();
@@ -76,17 +77,18 @@ ServiceReply WsmanService::FaultWith(FaultKind kind, const std::string& relatesT
     return {kFaultHttpStatus, RenderFault(report)};
 }
 
-ServiceReply WsmanService::Fault(FaultKind kind, const std::string& relatesTo) const {
-    return FaultWith(kind, relatesTo, std::nullopt);
+ServiceReply WsmanService::Fault(FaultKind kind, const std::string& relatesTo,
+                                 const std::string& locale) const {
+    return FaultWith(kind, relatesTo, std::nullopt, locale);
 }
 
 ServiceReply WsmanService::Handle(const WsmanRequest& request, std::chrono::steady_clock::time_point now) {
     const std::string& id = request.messageId;
-    if (!request.misunderstoodHeaders.empty()) return Fault(FaultKind::MustUnderstand, id);
+    if (!request.misunderstoodHeaders.empty()) return Fault(FaultKind::MustUnderstand, id, request.locale);
     if (request.action.empty() || request.messageId.empty())
-        return Fault(FaultKind::MessageHeaderRequired, id);
+        return Fault(FaultKind::MessageHeaderRequired, id, request.locale);
     if (request.maxEnvelopeSize && *request.maxEnvelopeSize > settings_.maxEnvelopeSize)
-        return Fault(FaultKind::MaxEnvelopeSizeTooLarge, id);
+        return Fault(FaultKind::MaxEnvelopeSizeTooLarge, id, request.locale);
 
     // Pull and Release name their enumeration by context; the resource URI only repeats the Enumerate's.
     if (request.action == action::kPull) return Pull(request, now);
@@ -96,14 +98,14 @@ ServiceReply WsmanService::Handle(const WsmanRequest& request, std::chrono::stea
     if (!uri.resource) {
         return Fault(uri.problem == ResourceUriProblem::Malformed ? FaultKind::InvalidResourceUri
                                                                   : FaultKind::ResourceNotFound,
-                     id);
+                     id, request.locale);
     }
     const WmiResource& resource = *uri.resource;
     if (!model_->HasNamespace(resource.wmiNamespace)) {
         ProviderFault provider;
         provider.code = 0x8004100E;  // WBEM_E_INVALID_NAMESPACE
         provider.message = "Invalid namespace";
-        return FaultWith(FaultKind::ResourceNotFound, id, provider);
+        return FaultWith(FaultKind::ResourceNotFound, id, provider, request.locale);
     }
     if (request.action == action::kEnumerate) return Enumerate(request, resource, now);
     if (request.action == action::kGet) return Get(request, resource, now);
@@ -111,7 +113,7 @@ ServiceReply WsmanService::Handle(const WsmanRequest& request, std::chrono::stea
     if (!resource.AllClasses() && request.action.size() > invokePrefix.size() &&
         EqualsIgnoreCase(std::string_view(request.action).substr(0, invokePrefix.size()), invokePrefix))
         return Invoke(request, resource, request.action.substr(invokePrefix.size()), now);
-    return Fault(FaultKind::ActionNotSupported, id);
+    return Fault(FaultKind::ActionNotSupported, id, request.locale);
 }
 
 ServiceReply WsmanService::WmiFault(const WmiError& error, const WsmanRequest& request,
@@ -133,47 +135,47 @@ ServiceReply WsmanService::WmiFault(const WmiError& error, const WsmanRequest& r
                                    ? std::string(query ? kClassNotFoundMessage : kResourceNotFoundMessage)
                                    : error.message;
             provider.extended = extended("WinMgmt");
-            return FaultWith(kind, id, provider);
+            return FaultWith(kind, id, provider, request.locale);
         }
         case WmiError::Kind::InvalidNamespace:
             provider.code = error.wbemCode != 0 ? error.wbemCode : 0x8004100E;
             provider.message = error.message.empty() ? "Invalid namespace" : error.message;
-            return FaultWith(FaultKind::ResourceNotFound, id, provider);
+            return FaultWith(FaultKind::ResourceNotFound, id, provider, request.locale);
         case WmiError::Kind::NotFound:
             provider.code = FaultCode(FaultKind::ResourceNotFound);
             provider.message = kResourceNotFoundMessage;
             provider.extended = extended(resource.className.starts_with("Win32_") ? "CIMWin32" : "WinMgmt");
-            return FaultWith(FaultKind::ResourceNotFound, id, provider);
+            return FaultWith(FaultKind::ResourceNotFound, id, provider, request.locale);
         case WmiError::Kind::InvalidMethod:
-            return Fault(FaultKind::ActionNotSupported, id);
+            return Fault(FaultKind::ActionNotSupported, id, request.locale);
         case WmiError::Kind::InvalidSelectors:
             provider.code = FaultCode(FaultKind::InvalidSelectors);
             provider.message =
                 "The WS-Management service cannot process the request because the request contained invalid "
                 "selectors for the resource.";
-            return FaultWith(FaultKind::InvalidSelectors, id, provider);
+            return FaultWith(FaultKind::InvalidSelectors, id, provider, request.locale);
         case WmiError::Kind::InvalidParameter:
             provider.code = error.wbemCode != 0 ? error.wbemCode : FaultCode(FaultKind::InvalidParameter);
             provider.message = error.message.empty() ? "Invalid parameter" : error.message;
-            return FaultWith(FaultKind::InvalidParameter, id, provider);
+            return FaultWith(FaultKind::InvalidParameter, id, provider, request.locale);
     }
-    return Fault(FaultKind::InternalError, id);
+    return Fault(FaultKind::InternalError, id, request.locale);
 }
 
 ServiceReply WsmanService::Enumerate(const WsmanRequest& request, const WmiResource& resource,
                                      std::chrono::steady_clock::time_point now) {
     const std::string& id = request.messageId;
-    if (!request.enumerate) return Fault(FaultKind::SchemaValidationError, id);
+    if (!request.enumerate) return Fault(FaultKind::SchemaValidationError, id, request.locale);
     const EnumerateBody& body = *request.enumerate;
     std::string wql;
     if (body.hasFilter) {
         if (!body.filterDialect.empty() && !EqualsIgnoreCase(body.filterDialect, kWqlDialect))
-            return Fault(FaultKind::FilterDialectUnavailable, id);
+            return Fault(FaultKind::FilterDialectUnavailable, id, request.locale);
         if (!resource.AllClasses() || !request.selectors.empty())
-            return Fault(FaultKind::InvalidWqlEnumerationUri, id);
+            return Fault(FaultKind::InvalidWqlEnumerationUri, id, request.locale);
         wql = body.filter;
     } else {
-        if (resource.AllClasses()) return Fault(FaultKind::CannotProcessFilter, id);
+        if (resource.AllClasses()) return Fault(FaultKind::CannotProcessFilter, id, request.locale);
         wql = "select * from " + resource.className;
     }
     Result<std::vector<RenderedItem>> result = model_->ExecQuery(resource.wmiNamespace, wql, now);
@@ -188,18 +190,21 @@ ServiceReply WsmanService::Enumerate(const WsmanRequest& request, const WmiResou
         const std::string context = enumerations_.Add(std::move(enumeration), now);
         return {200, RenderEnvelope(kEnumerateResponse, id,
                                     "<n:EnumerateResponse><n:EnumerationContext>" + context +
-                                        "</n:EnumerationContext></n:EnumerateResponse>")};
+                                        "</n:EnumerationContext></n:EnumerateResponse>",
+                                    request.locale)};
     }
     const std::size_t maxEnvelope = request.maxEnvelopeSize.value_or(settings_.maxEnvelopeSize);
     const std::size_t overhead =
         RenderEnvelope(kEnumerateResponse, id,
                        "<n:EnumerateResponse><n:EnumerationContext>uuid:00000000-0000-0000-0000-000000000000"
-                       "</n:EnumerationContext><w:Items></w:Items><n:EndOfSequence/></n:EnumerateResponse>")
+                       "</n:EnumerationContext><w:Items></w:Items><n:EndOfSequence/></n:EnumerateResponse>",
+                       request.locale)
             .size();
     const std::size_t limit =
         std::min<std::size_t>(body.maxElements.value_or(1), settings_.maxItemsInEnumerateResponse);
     Batch batch = TakeBatch(enumeration.items, 0, std::max<std::size_t>(limit, 1), overhead, maxEnvelope);
-    if (batch.count == 0 && !enumeration.items.empty()) return Fault(FaultKind::EncodingLimit, id);
+    if (batch.count == 0 && !enumeration.items.empty())
+        return Fault(FaultKind::EncodingLimit, id, request.locale);
     enumeration.next = batch.count;
     const bool finished = enumeration.next == enumeration.items.size();
     // Windows names a context even in a response that already ends the sequence.
@@ -208,31 +213,32 @@ ServiceReply WsmanService::Enumerate(const WsmanRequest& request, const WmiResou
                                "</n:EnumerationContext><w:Items>" + batch.itemsXml + "</w:Items>";
     if (finished) responseBody += kEndOfSequence;
     responseBody += "</n:EnumerateResponse>";
-    return {200, RenderEnvelope(kEnumerateResponse, id, responseBody)};
+    return {200, RenderEnvelope(kEnumerateResponse, id, responseBody, request.locale)};
 }
 
 ServiceReply WsmanService::Pull(const WsmanRequest& request, std::chrono::steady_clock::time_point now) {
     const std::string& id = request.messageId;
-    if (!request.pull) return Fault(FaultKind::SchemaValidationError, id);
+    if (!request.pull) return Fault(FaultKind::SchemaValidationError, id, request.locale);
     const PullBody& body = *request.pull;
     std::optional<Enumeration> enumeration = enumerations_.Take(body.context, now);
-    if (!enumeration) return Fault(FaultKind::InvalidEnumerationContext, id);
+    if (!enumeration) return Fault(FaultKind::InvalidEnumerationContext, id, request.locale);
     const bool elementsChanged =
         enumeration->maxElements && body.maxElements && *enumeration->maxElements != *body.maxElements;
     if (elementsChanged || enumeration->maxEnvelopeSize != request.maxEnvelopeSize) {
         enumerations_.Return(body.context, std::move(*enumeration), now);
-        return Fault(FaultKind::PullParametersChanged, id);
+        return Fault(FaultKind::PullParametersChanged, id, request.locale);
     }
     const std::size_t maxEnvelope = request.maxEnvelopeSize.value_or(settings_.maxEnvelopeSize);
     const std::size_t overhead =
         RenderEnvelope(kPullResponse, id,
                        "<n:PullResponse><n:EnumerationContext>" + body.context +
-                           "</n:EnumerationContext><n:Items></n:Items><n:EndOfSequence/></n:PullResponse>")
+                           "</n:EnumerationContext><n:Items></n:Items><n:EndOfSequence/></n:PullResponse>",
+                       request.locale)
             .size();
     Batch batch = TakeBatch(enumeration->items, enumeration->next,
                             std::max<std::uint32_t>(body.maxElements.value_or(1), 1), overhead, maxEnvelope);
     if (batch.count == 0 && enumeration->next < enumeration->items.size())
-        return Fault(FaultKind::EncodingLimit, id);
+        return Fault(FaultKind::EncodingLimit, id, request.locale);
     enumeration->next += batch.count;
     const bool finished = enumeration->next == enumeration->items.size();
     std::string responseBody = "<n:PullResponse><n:EnumerationContext>" + body.context +
@@ -242,24 +248,24 @@ ServiceReply WsmanService::Pull(const WsmanRequest& request, std::chrono::steady
     else
         enumerations_.Return(body.context, std::move(*enumeration), now);
     responseBody += "</n:PullResponse>";
-    return {200, RenderEnvelope(kPullResponse, id, responseBody)};
+    return {200, RenderEnvelope(kPullResponse, id, responseBody, request.locale)};
 }
 
 ServiceReply WsmanService::Release(const WsmanRequest& request, std::chrono::steady_clock::time_point now) {
     if (!request.releaseContext || !enumerations_.Release(*request.releaseContext, now))
-        return Fault(FaultKind::InvalidEnumerationContext, request.messageId);
-    return {200, RenderEnvelope(kReleaseResponse, request.messageId, "")};
+        return Fault(FaultKind::InvalidEnumerationContext, request.messageId, request.locale);
+    return {200, RenderEnvelope(kReleaseResponse, request.messageId, "", request.locale)};
 }
 
 ServiceReply WsmanService::Get(const WsmanRequest& request, const WmiResource& resource,
                                std::chrono::steady_clock::time_point now) {
-    if (resource.AllClasses()) return Fault(FaultKind::InvalidResourceUri, request.messageId);
+    if (resource.AllClasses()) return Fault(FaultKind::InvalidResourceUri, request.messageId, request.locale);
     Result<RenderedItem> result =
         model_->Get(resource.wmiNamespace, resource.className, request.selectors, now);
     if (!result.ok)
         return WmiFault(result.error, request, resource, "GetObject",
                         ObjectPath(resource.className, request.selectors));
-    return {200, RenderEnvelope(kGetResponse, request.messageId, result.value.xml)};
+    return {200, RenderEnvelope(kGetResponse, request.messageId, result.value.xml, request.locale)};
 }
 
 ServiceReply WsmanService::Invoke(const WsmanRequest& request, const WmiResource& resource,
@@ -269,7 +275,8 @@ ServiceReply WsmanService::Invoke(const WsmanRequest& request, const WmiResource
     if (!result.ok)
         return WmiFault(result.error, request, resource, "ExecMethod",
                         ObjectPath(resource.className, request.selectors));
-    return {200, RenderEnvelope(request.action + "Response", request.messageId, result.value.xml)};
+    return {200,
+            RenderEnvelope(request.action + "Response", request.messageId, result.value.xml, request.locale)};
 }
 
 }  // namespace qnsim

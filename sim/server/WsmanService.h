@@ -33,7 +33,7 @@ class WsmanService {
     WsmanService(std::shared_ptr<ComputerModel> model, ServiceSettings settings);
 
     ServiceReply Handle(const WsmanRequest& request, std::chrono::steady_clock::time_point now);
-    ServiceReply Fault(FaultKind kind, const std::string& relatesTo) const;
+    ServiceReply Fault(FaultKind kind, const std::string& relatesTo, const std::string& locale = "") const;
     std::size_t OpenEnumerations() const { return enumerations_.Size(); }
 
   private:
@@ -48,7 +48,7 @@ class WsmanService {
     ServiceReply WmiFault(const WmiError& error, const WsmanRequest& request, const WmiResource& resource,
                           const std::string& operation, const std::string& parameterInfo) const;
     ServiceReply FaultWith(FaultKind kind, const std::string& relatesTo,
-                           std::optional<ProviderFault> provider) const;
+                           std::optional<ProviderFault> provider, const std::string& locale) const;
 
     std::shared_ptr<ComputerModel> model_;
     ServiceSettings settings_;

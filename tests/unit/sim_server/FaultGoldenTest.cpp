@@ -100,13 +100,14 @@ TEST(FaultGoldenTest, ClassNotFoundMatchesWindows2008R2WithItsExtendedStatus) {
 
 TEST(FaultGoldenTest, OperationTimeoutMatchesRecordedWindowsFault) {
     LOAD_FIXTURE(windows, "fault_OperationTimeout_TimedOut_recorded_pypsrp.xml");
-    EXPECT_EQ(Canonical(RenderFault({FaultKind::TimedOut, "uuid:X", "host", std::nullopt})),
+    EXPECT_EQ(Canonical(RenderFault({FaultKind::TimedOut, "uuid:X", "host", std::nullopt, ""})),
               Canonical(windows));
 }
 
 TEST(FaultGoldenTest, QuotaLimitMatchesWindowsCimErrorForm) {
     LOAD_FIXTURE(windows, "fault_QuotaLimit_MSFT_WmiError.xml");
-    EXPECT_EQ(Canonical(RenderFault({FaultKind::QuotaLimit, "", "host", std::nullopt})), Canonical(windows));
+    EXPECT_EQ(Canonical(RenderFault({FaultKind::QuotaLimit, "", "host", std::nullopt, ""})),
+              Canonical(windows));
 }
 
 TEST(FaultGoldenTest, ResourceNotFoundMatchesWindows2012R2ApartFromTheProviderPathAndStatusObject) {
@@ -146,7 +147,7 @@ TEST(FaultGoldenTest, EveryFaultIsWellFormedWithItsCodeAndNamedForInjection) {
         SCOPED_TRACE(fault.name);
         EXPECT_EQ(FaultKindByName(fault.name), fault.kind);
         EXPECT_EQ(FaultCode(fault.kind), fault.code);
-        const std::string xml = RenderFault({fault.kind, "uuid:R", "SIMHOST", std::nullopt});
+        const std::string xml = RenderFault({fault.kind, "uuid:R", "SIMHOST", std::nullopt, ""});
         EXPECT_NE(Canonical(xml), "<not xml>");
         EXPECT_NE(xml.find(std::to_string(fault.code)), std::string::npos);
     }

@@ -246,6 +246,15 @@ TEST_F(WsmanServiceTest, GetAndInvoke) {
     EXPECT_EQ(unknownAction.FaultCode(), "2150858771");
 }
 
+TEST_F(WsmanServiceTest, EnvelopeLanguageFollowsTheRequestLocale) {
+    std::string request = test::EnumerateWql("select * from Win32_Service");
+    request.replace(request.find("xml:lang=\"en-US\""), 16, "xml:lang=\"zh-CN\"");
+    EXPECT_EQ(TestXml(Send(request).envelope).Text("/s:Envelope/@xml:lang"), "zh-CN");
+    std::string faulting = test::EnumerateWql("select * from Win32_Nothing");
+    faulting.replace(faulting.find("xml:lang=\"en-US\""), 16, "xml:lang=\"de-DE\"");
+    EXPECT_EQ(TestXml(Send(faulting).envelope).Text("/s:Envelope/@xml:lang"), "de-DE");
+}
+
 TEST_F(WsmanServiceTest, HeaderFaults) {
     test::RequestText noMessageId;
     noMessageId.action = kEnumerateAction;
