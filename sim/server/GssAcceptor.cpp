@@ -16,7 +16,11 @@ struct ReleasedBuffer {
         OM_uint32 minor = 0;
         gss_release_buffer(&minor, &buffer);
     }
-    std::string Text() const { return std::string(static_cast<const char*>(buffer.value), buffer.length); }
+    // Some mechanisms leave a null value with a stale length on failure.
+    std::string Text() const {
+        return buffer.value == nullptr ? std::string{}
+                                       : std::string(static_cast<const char*>(buffer.value), buffer.length);
+    }
 };
 
 struct ReleasedName {
@@ -163,7 +167,8 @@ std::optional<EncryptedBody> SecurityContext::Seal(std::string_view plaintext, s
         }
         body.signature.assign(static_cast<const char*>(iov[0].buffer.value), iov[0].buffer.length);
         body.sealed = data;
-        body.sealed.append(static_cast<const char*>(iov[2].buffer.value), iov[2].buffer.length);
+        if (iov[2].buffer.value != nullptr)
+            body.sealed.append(static_cast<const char*>(iov[2].buffer.value), iov[2].buffer.length);
         gss_release_iov_buffer(&minor, iov, 3);
         body.originalLength = body.sealed.size();
         return body;

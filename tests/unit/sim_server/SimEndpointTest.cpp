@@ -278,6 +278,18 @@ TEST_F(SimEndpointTest, InjectedFaultsFollowTheRulesFile) {
     EXPECT_EQ(client.Post(url_, headers, get).status, 200);  // no rule left
 }
 
+TEST_F(SimEndpointTest, InjectedBadSignatureReachesTheSealedReply) {
+    options_.faultsFile = WriteTemp("request=1 bad-signature\n");
+    Start();
+    HttpClient client;
+    NtlmInitiator ntlm("SIMDOM\\alice", "Passw0rd!", false);
+    ASSERT_EQ(Authenticate(client, ntlm).status, 200);
+    auto [body, type] = ntlm.Seal(test::EnumerateWql("select * from Win32_Service"));
+    const HttpResult reply = client.Post(url_, {type}, body);
+    EXPECT_EQ(reply.status, 200);
+    EXPECT_FALSE(ntlm.Unseal(reply.Header("content-type"), reply.body));  // the client must notice
+}
+
 TEST_F(SimEndpointTest, ManyConnectionsAuthenticateAndEnumerateAtOnce) {
     Start();
     constexpr int kClients = 8;

@@ -140,7 +140,7 @@ class KerberosInitiator {
                                  GSS_C_CONF_FLAG | GSS_C_INTEG_FLAG | GSS_C_MUTUAL_FLAG | GSS_C_SEQUENCE_FLAG,
                                  0, GSS_C_NO_CHANNEL_BINDINGS, serverToken.empty() ? GSS_C_NO_BUFFER : &input,
                                  nullptr, &output, nullptr, nullptr);
-        std::string token(static_cast<const char*>(output.value), output.length);
+        std::string token = test::BufferText(output);
         gss_release_buffer(&minor, &output);
         if (GSS_ERROR(major)) return std::nullopt;
         complete_ = !(major & GSS_S_CONTINUE_NEEDED);
@@ -160,9 +160,8 @@ class KerberosInitiator {
         gss_wrap_iov(&minor, context_, 1, GSS_C_QOP_DEFAULT, nullptr, iov, 3);
         EncryptedBody parts;
         parts.protocol = kKerberosEncrypted;
-        parts.signature.assign(static_cast<const char*>(iov[0].buffer.value), iov[0].buffer.length);
-        parts.sealed =
-            data + std::string(static_cast<const char*>(iov[2].buffer.value), iov[2].buffer.length);
+        parts.signature = test::BufferText(iov[0].buffer);
+        parts.sealed = data + test::BufferText(iov[2].buffer);
         parts.originalLength = parts.sealed.size();
         gss_release_iov_buffer(&minor, iov, 3);
         return {BuildEncryptedBody(parts), "Content-Type: " + EncryptedContentType(kKerberosEncrypted)};
@@ -177,7 +176,7 @@ class KerberosInitiator {
         gss_buffer_desc input{token.size(), const_cast<char*>(token.data())};
         gss_buffer_desc output{0, nullptr};
         const OM_uint32 major = gss_unwrap(&minor, context_, &input, &output, nullptr, nullptr);
-        std::string plaintext(static_cast<const char*>(output.value), output.length);
+        std::string plaintext = test::BufferText(output);
         gss_release_buffer(&minor, &output);
         if (GSS_ERROR(major)) return std::nullopt;
         return plaintext;

@@ -18,6 +18,12 @@
 
 namespace qnsim::test {
 
+// A GSS buffer's bytes; empty when the mechanism left no value (as on some failures).
+inline std::string BufferText(const gss_buffer_desc& buffer) {
+    return buffer.value == nullptr ? std::string{}
+                                   : std::string(static_cast<const char*>(buffer.value), buffer.length);
+}
+
 struct HttpResult {
     CURLcode code = CURLE_OK;
     long status = 0;
@@ -130,7 +136,7 @@ class NtlmInitiator {
                                  GSS_C_CONF_FLAG | GSS_C_INTEG_FLAG | GSS_C_SEQUENCE_FLAG | GSS_C_REPLAY_FLAG,
                                  0, GSS_C_NO_CHANNEL_BINDINGS, serverToken.empty() ? GSS_C_NO_BUFFER : &input,
                                  nullptr, &output, nullptr, nullptr);
-        std::string token(static_cast<const char*>(output.value), output.length);
+        std::string token = BufferText(output);
         gss_release_buffer(&minor, &output);
         if (GSS_ERROR(major)) return std::nullopt;
         complete_ = !(major & GSS_S_CONTINUE_NEEDED);
@@ -144,7 +150,7 @@ class NtlmInitiator {
         gss_buffer_desc input{plaintext.size(), const_cast<char*>(plaintext.data())};
         gss_buffer_desc output{0, nullptr};
         gss_wrap(&minor, context_, 1, GSS_C_QOP_DEFAULT, &input, nullptr, &output);
-        const std::string wrapped(static_cast<const char*>(output.value), output.length);
+        const std::string wrapped = BufferText(output);
         gss_release_buffer(&minor, &output);
         EncryptedBody parts{std::string(kSpnegoEncrypted), plaintext.size(), wrapped.substr(0, 16),
                             wrapped.substr(16)};
@@ -159,7 +165,7 @@ class NtlmInitiator {
         gss_buffer_desc input{token.size(), const_cast<char*>(token.data())};
         gss_buffer_desc output{0, nullptr};
         const OM_uint32 major = gss_unwrap(&minor, context_, &input, &output, nullptr, nullptr);
-        std::string plaintext(static_cast<const char*>(output.value), output.length);
+        std::string plaintext = BufferText(output);
         gss_release_buffer(&minor, &output);
         if (GSS_ERROR(major)) return std::nullopt;
         return plaintext;
