@@ -65,7 +65,8 @@ std::unique_ptr<HttpDaemon> HttpDaemon::Start(const HttpSettings& settings, Http
     address.sin_family = AF_INET;
     address.sin_port = htons(settings.port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    unsigned flags = MHD_USE_THREAD_PER_CONNECTION | MHD_USE_INTERNAL_POLLING_THREAD;
+    // poll() rather than select(), so that descriptors above FD_SETSIZE (many clients) still work.
+    unsigned flags = MHD_USE_THREAD_PER_CONNECTION | MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_AUTO;
     if (settings.https) flags |= MHD_USE_TLS;
     const auto notify = &NotifyConnection;
     if (settings.https) {
