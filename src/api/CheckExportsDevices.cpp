@@ -69,8 +69,8 @@ QNSNWSM_API uint32_t WSManGetNICTrafficValues(QNSNWSM_HANDLE handle, const char*
     });
 }
 
-// Hosts pass class, counter, instance (the order the configuration dialog shows them); the check reads
-// an instance before its counter and takes them as class, instance, counter.
+// Hosts pass class, counter, instance; the check finds the instance before it reads the counter and takes
+// its arguments in that order: class, instance, counter.
 QNSNWSM_API uint32_t WSManGetWmiCounterData(QNSNWSM_HANDLE handle, const char* className,
                                             const char* counterName, const char* instanceName,
                                             uint32_t* isNumeric, char* value, uint32_t valueSize, char* error,
