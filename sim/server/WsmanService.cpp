@@ -224,7 +224,11 @@ ServiceReply WsmanService::Pull(const WsmanRequest& request, std::chrono::steady
     if (!enumeration) return Fault(FaultKind::InvalidEnumerationContext, id, request.locale);
     const bool elementsChanged =
         enumeration->maxElements && body.maxElements && *enumeration->maxElements != *body.maxElements;
-    if (elementsChanged || enumeration->maxEnvelopeSize != request.maxEnvelopeSize) {
+    // An absent MaxEnvelopeSize means the service's own limit, on either side.
+    const auto envelopeOf = [this](std::optional<std::uint32_t> size) {
+        return size.value_or(settings_.maxEnvelopeSize);
+    };
+    if (elementsChanged || envelopeOf(enumeration->maxEnvelopeSize) != envelopeOf(request.maxEnvelopeSize)) {
         enumerations_.Return(body.context, std::move(*enumeration), now);
         return Fault(FaultKind::PullParametersChanged, id, request.locale);
     }
