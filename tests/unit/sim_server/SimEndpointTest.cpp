@@ -16,9 +16,9 @@
 namespace qnsim {
 namespace {
 
+using test::GssInitiator;
 using test::HttpClient;
 using test::HttpResult;
-using test::NtlmInitiator;
 using test::TestXml;
 
 const std::string kSoapType = "Content-Type: application/soap+xml;charset=UTF-8";
@@ -53,7 +53,7 @@ class SimEndpointTest : public ::testing::Test {
     }
 
     // Runs the NTLM legs on `client`'s connection; with `firstBody` the last leg carries it (Windows style).
-    HttpResult Authenticate(HttpClient& client, NtlmInitiator& ntlm, const std::string& firstBody = "",
+    HttpResult Authenticate(HttpClient& client, GssInitiator& ntlm, const std::string& firstBody = "",
                             const std::vector<std::string>& extraHeaders = {}) {
         std::string serverToken;
         HttpResult result;
@@ -99,7 +99,7 @@ TEST_F(SimEndpointTest, RawNtlmWithSealedBodiesEnumeratesAndPulls) {
     options_.logFile = WriteTemp("");
     Start();
     HttpClient client;
-    NtlmInitiator ntlm("SIMDOM\\alice", "Passw0rd!", false);
+    GssInitiator ntlm("SIMDOM\\alice", "Passw0rd!", GssInitiator::Kind::Ntlm);
     const HttpResult done = Authenticate(client, ntlm);  // pywinrm style: the last leg is empty
     ASSERT_EQ(done.status, 200);
     ASSERT_TRUE(ntlm.Complete());
@@ -135,7 +135,7 @@ TEST_F(SimEndpointTest, RawNtlmWithSealedBodiesEnumeratesAndPulls) {
 TEST_F(SimEndpointTest, SpnegoWindowsStyleThirdLegCarriesTheFirstSealedRequest) {
     Start();
     HttpClient client;
-    NtlmInitiator spnego("SIMDOM\\alice", "Passw0rd!", true);
+    GssInitiator spnego("SIMDOM\\alice", "Passw0rd!", GssInitiator::Kind::SpnegoNtlm);
     // Windows seals the first request with the context the third leg completes; build the legs by hand.
     std::string serverToken;
     HttpResult result;
@@ -162,7 +162,7 @@ TEST_F(SimEndpointTest, SpnegoWindowsStyleThirdLegCarriesTheFirstSealedRequest) 
 TEST_F(SimEndpointTest, WindowsStyleFinalLegWithSealedBody) {
     Start();
     HttpClient client;
-    NtlmInitiator ntlm("SIMDOM\\alice", "Passw0rd!", false);
+    GssInitiator ntlm("SIMDOM\\alice", "Passw0rd!", GssInitiator::Kind::Ntlm);
     std::string serverToken;
     HttpResult result;
     for (int leg = 0; leg < 3; ++leg) {
@@ -189,12 +189,12 @@ TEST_F(SimEndpointTest, RefusesWrongPasswordsClearBodiesTamperingAndUsersWithout
     Start();
     {
         HttpClient client;
-        NtlmInitiator wrong("SIMDOM\\alice", "nope", false);
+        GssInitiator wrong("SIMDOM\\alice", "nope", GssInitiator::Kind::Ntlm);
         EXPECT_EQ(Authenticate(client, wrong).status, 401);
     }
     {
         HttpClient client;
-        NtlmInitiator ntlm("SIMDOM\\alice", "Passw0rd!", false);
+        GssInitiator ntlm("SIMDOM\\alice", "Passw0rd!", GssInitiator::Kind::Ntlm);
         ASSERT_EQ(Authenticate(client, ntlm).status, 200);
         const HttpResult clear =
             client.Post(url_, {kSoapType}, test::EnumerateWql("select * from Win32_Service"));
@@ -213,7 +213,7 @@ TEST_F(SimEndpointTest, RefusesWrongPasswordsClearBodiesTamperingAndUsersWithout
     }
     {
         HttpClient client;
-        NtlmInitiator bob("SIMDOM\\bob", "Passw0rd!", false);
+        GssInitiator bob("SIMDOM\\bob", "Passw0rd!", GssInitiator::Kind::Ntlm);
         ASSERT_EQ(Authenticate(client, bob).status, 200);
         auto [body, type] = bob.Seal(test::EnumerateWql("select * from Win32_Service"));
         const HttpResult denied = client.Post(url_, {type}, body);
@@ -282,7 +282,7 @@ TEST_F(SimEndpointTest, InjectedBadSignatureReachesTheSealedReply) {
     options_.faultsFile = WriteTemp("request=1 bad-signature\n");
     Start();
     HttpClient client;
-    NtlmInitiator ntlm("SIMDOM\\alice", "Passw0rd!", false);
+    GssInitiator ntlm("SIMDOM\\alice", "Passw0rd!", GssInitiator::Kind::Ntlm);
     ASSERT_EQ(Authenticate(client, ntlm).status, 200);
     auto [body, type] = ntlm.Seal(test::EnumerateWql("select * from Win32_Service"));
     const HttpResult reply = client.Post(url_, {type}, body);
@@ -298,7 +298,7 @@ TEST_F(SimEndpointTest, ManyConnectionsAuthenticateAndEnumerateAtOnce) {
     for (int i = 0; i < kClients; ++i) {
         threads.emplace_back([this, i, &items] {
             HttpClient client;
-            NtlmInitiator ntlm("SIMDOM\\alice", "Passw0rd!", false);
+            GssInitiator ntlm("SIMDOM\\alice", "Passw0rd!", GssInitiator::Kind::Ntlm);
             if (Authenticate(client, ntlm).status != 200) return;
             int count = 0;
             for (int round = 0; round < 3; ++round) {  // several sealed requests per connection
@@ -327,7 +327,7 @@ TEST_F(SimEndpointTest, HttpsCarriesClearBodies) {
     Start();
     const std::string httpsUrl = "https://127.0.0.1:" + std::to_string(server_->Port()) + "/wsman";
     HttpClient client;
-    NtlmInitiator ntlm("SIMDOM\\alice", "Passw0rd!", false);
+    GssInitiator ntlm("SIMDOM\\alice", "Passw0rd!", GssInitiator::Kind::Ntlm);
     std::string serverToken;
     HttpResult result;
     for (int leg = 0; leg < 3; ++leg) {

@@ -1,5 +1,5 @@
-// Client-side helpers for the endpoint tests: a keep-alive HTTP client (libcurl) and an NTLM initiator
-// (GSSAPI with gss-ntlmssp) that seals and unseals bodies like a WinRM client.
+// Client-side helpers for the endpoint tests: a keep-alive HTTP client (libcurl) and a GSSAPI initiator
+// that authenticates, seals and unseals bodies like a WinRM client.
 #pragma once
 
 #include <curl/curl.h>
@@ -97,45 +97,49 @@ class HttpClient {
     std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl_;
 };
 
-class NtlmInitiator {
+// A WinRM client's side of Negotiate: NTLM or Kerberos, raw or inside SPNEGO, with the client's sealing
+// (gss_wrap for NTLM, gss_wrap_iov HEADER|DATA|PADDING for Kerberos, as Windows and pywinrm do).
+class GssInitiator {
   public:
-    NtlmInitiator(const std::string& user, const std::string& password, bool spnego) {
+    enum class Kind { Ntlm, SpnegoNtlm, Kerberos, SpnegoKerberos };
+
+    GssInitiator(const std::string& user, const std::string& password, Kind kind) : kind_(kind) {
         OM_uint32 minor = 0;
         gss_buffer_desc nameBuffer{user.size(), const_cast<char*>(user.data())};
         gss_import_name(&minor, &nameBuffer, GSS_C_NT_USER_NAME, &userName_);
         gss_buffer_desc passwordBuffer{password.size(), const_cast<char*>(password.data())};
-        gss_OID_set_desc mechs{1, spnego ? &spnegoOid_ : &ntlmOid_};
+        gss_OID_set_desc mechs{1, Spnego() ? &spnegoOid_ : Inner()};
         gss_acquire_cred_with_password(&minor, userName_, &passwordBuffer, GSS_C_INDEFINITE, &mechs,
                                        GSS_C_INITIATE, &credential_, nullptr, nullptr);
-        if (spnego) {
-            gss_OID_set_desc ntlmOnly{1, &ntlmOid_};
-            gss_set_neg_mechs(&minor, credential_, &ntlmOnly);
+        if (Spnego()) {
+            gss_OID_set_desc only{1, Inner()};
+            gss_set_neg_mechs(&minor, credential_, &only);
         }
         const std::string target = "HTTP@localhost";
         gss_buffer_desc targetBuffer{target.size(), const_cast<char*>(target.data())};
         gss_import_name(&minor, &targetBuffer, GSS_C_NT_HOSTBASED_SERVICE, &targetName_);
-        mech_ = spnego ? &spnegoOid_ : &ntlmOid_;
     }
-    ~NtlmInitiator() {
+    ~GssInitiator() {
         OM_uint32 minor = 0;
         if (context_ != GSS_C_NO_CONTEXT) gss_delete_sec_context(&minor, &context_, GSS_C_NO_BUFFER);
         if (credential_ != GSS_C_NO_CREDENTIAL) gss_release_cred(&minor, &credential_);
         if (userName_ != GSS_C_NO_NAME) gss_release_name(&minor, &userName_);
         if (targetName_ != GSS_C_NO_NAME) gss_release_name(&minor, &targetName_);
     }
-    NtlmInitiator(const NtlmInitiator&) = delete;
-    NtlmInitiator& operator=(const NtlmInitiator&) = delete;
+    GssInitiator(const GssInitiator&) = delete;
+    GssInitiator& operator=(const GssInitiator&) = delete;
 
     // Feeds the server's token (empty at first); returns the next token to send, null on failure.
     std::optional<std::string> Step(const std::string& serverToken) {
         OM_uint32 minor = 0;
         gss_buffer_desc input{serverToken.size(), const_cast<char*>(serverToken.data())};
         gss_buffer_desc output{0, nullptr};
-        const OM_uint32 major =
-            gss_init_sec_context(&minor, credential_, &context_, targetName_, mech_,
-                                 GSS_C_CONF_FLAG | GSS_C_INTEG_FLAG | GSS_C_SEQUENCE_FLAG | GSS_C_REPLAY_FLAG,
-                                 0, GSS_C_NO_CHANNEL_BINDINGS, serverToken.empty() ? GSS_C_NO_BUFFER : &input,
-                                 nullptr, &output, nullptr, nullptr);
+        const OM_uint32 flags = GSS_C_CONF_FLAG | GSS_C_INTEG_FLAG | GSS_C_SEQUENCE_FLAG | GSS_C_REPLAY_FLAG |
+                                (Kerberos() ? GSS_C_MUTUAL_FLAG : 0);
+        const OM_uint32 major = gss_init_sec_context(
+            &minor, credential_, &context_, targetName_, Spnego() ? &spnegoOid_ : Inner(), flags, 0,
+            GSS_C_NO_CHANNEL_BINDINGS, serverToken.empty() ? GSS_C_NO_BUFFER : &input, nullptr, &output,
+            nullptr, nullptr);
         std::string token = BufferText(output);
         gss_release_buffer(&minor, &output);
         if (GSS_ERROR(major)) return std::nullopt;
@@ -144,19 +148,36 @@ class NtlmInitiator {
     }
     bool Complete() const { return complete_; }
 
-    // A sealed request body and its Content-Type.
+    // A sealed request body and its Content-Type header.
     std::pair<std::string, std::string> Seal(const std::string& plaintext) {
         OM_uint32 minor = 0;
-        gss_buffer_desc input{plaintext.size(), const_cast<char*>(plaintext.data())};
-        gss_buffer_desc output{0, nullptr};
-        gss_wrap(&minor, context_, 1, GSS_C_QOP_DEFAULT, &input, nullptr, &output);
-        const std::string wrapped = BufferText(output);
-        gss_release_buffer(&minor, &output);
-        EncryptedBody parts{std::string(kSpnegoEncrypted), plaintext.size(), wrapped.substr(0, 16),
-                            wrapped.substr(16)};
-        return {BuildEncryptedBody(parts), "Content-Type: " + EncryptedContentType(kSpnegoEncrypted)};
+        EncryptedBody parts;
+        parts.protocol = Kerberos() && !Spnego() ? kKerberosEncrypted : kSpnegoEncrypted;
+        if (Kerberos()) {
+            std::string data = plaintext;
+            gss_iov_buffer_desc iov[3] = {};
+            iov[0].type = GSS_IOV_BUFFER_TYPE_HEADER | GSS_IOV_BUFFER_FLAG_ALLOCATE;
+            iov[1].type = GSS_IOV_BUFFER_TYPE_DATA;
+            iov[1].buffer = {data.size(), data.data()};
+            iov[2].type = GSS_IOV_BUFFER_TYPE_PADDING | GSS_IOV_BUFFER_FLAG_ALLOCATE;
+            gss_wrap_iov(&minor, context_, 1, GSS_C_QOP_DEFAULT, nullptr, iov, 3);
+            parts.signature = BufferText(iov[0].buffer);
+            parts.sealed = data + BufferText(iov[2].buffer);
+            gss_release_iov_buffer(&minor, iov, 3);
+        } else {
+            gss_buffer_desc input{plaintext.size(), const_cast<char*>(plaintext.data())};
+            gss_buffer_desc output{0, nullptr};
+            gss_wrap(&minor, context_, 1, GSS_C_QOP_DEFAULT, &input, nullptr, &output);
+            const std::string wrapped = BufferText(output);
+            gss_release_buffer(&minor, &output);
+            parts.signature = wrapped.substr(0, 16);
+            parts.sealed = wrapped.substr(16);
+        }
+        parts.originalLength = parts.sealed.size();
+        return {BuildEncryptedBody(parts), "Content-Type: " + EncryptedContentType(parts.protocol)};
     }
 
+    // MIT unwraps a Kerberos HEADER|DATA token in one piece, as it does NTLM's signature||data.
     std::optional<std::string> Unseal(const std::string& contentType, const std::string& body) {
         const auto parts = ParseEncryptedBody(contentType, body);
         if (!parts) return std::nullopt;
@@ -172,9 +193,14 @@ class NtlmInitiator {
     }
 
   private:
+    bool Spnego() const { return kind_ == Kind::SpnegoNtlm || kind_ == Kind::SpnegoKerberos; }
+    bool Kerberos() const { return kind_ == Kind::Kerberos || kind_ == Kind::SpnegoKerberos; }
+    gss_OID Inner() { return Kerberos() ? &krb5Oid_ : &ntlmOid_; }
+
+    Kind kind_;
     gss_OID_desc ntlmOid_{10, const_cast<char*>("\x2b\x06\x01\x04\x01\x82\x37\x02\x02\x0a")};
+    gss_OID_desc krb5Oid_{9, const_cast<char*>("\x2a\x86\x48\x86\xf7\x12\x01\x02\x02")};
     gss_OID_desc spnegoOid_{6, const_cast<char*>("\x2b\x06\x01\x05\x05\x02")};
-    gss_OID mech_ = GSS_C_NO_OID;
     gss_name_t userName_ = GSS_C_NO_NAME;
     gss_name_t targetName_ = GSS_C_NO_NAME;
     gss_cred_id_t credential_ = GSS_C_NO_CREDENTIAL;
