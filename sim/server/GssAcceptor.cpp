@@ -2,6 +2,7 @@
 
 #include <gssapi/gssapi_ext.h>
 
+#include <cctype>
 #include <cstring>
 #include <vector>
 
@@ -52,18 +53,20 @@ gss_buffer_desc Input(std::string_view bytes) {
 
 }  // namespace
 
-std::unique_ptr<AcceptorCredential> AcceptorCredential::Acquire(const std::string& ntlmUsersFile,
-                                                                const std::string& keytab,
-                                                                std::string& error) {
+namespace {
+
+// Acquires an acceptor credential named HTTP@<host> over the users file and the keytab.
+gss_cred_id_t AcquireNamed(const std::string& host, const std::string& ntlmUsersFile, const std::string& keytab,
+                           std::string& error) {
     OM_uint32 minor = 0;
     ReleasedName acceptorName;
-    const std::string serviceName = "HTTP@localhost";
+    const std::string serviceName = "HTTP@" + host;
     gss_buffer_desc nameBuffer = Input(serviceName);
     // gss-ntlmssp 1.2.0 fails with a user file and no acceptor name, so the name is always given.
     OM_uint32 major = gss_import_name(&minor, &nameBuffer, GSS_C_NT_HOSTBASED_SERVICE, &acceptorName.name);
     if (GSS_ERROR(major)) {
         error = "cannot import the acceptor name: " + StatusText(major, GSS_C_GSS_CODE);
-        return nullptr;
+        return GSS_C_NO_CREDENTIAL;
     }
     std::vector<gss_key_value_element_desc> elements;
     if (!ntlmUsersFile.empty()) elements.push_back({"ntlmssp_keyfile", ntlmUsersFile.c_str()});
@@ -75,13 +78,52 @@ std::unique_ptr<AcceptorCredential> AcceptorCredential::Acquire(const std::strin
     if (GSS_ERROR(major)) {
         error = "cannot acquire the acceptor credential: " + StatusText(major, GSS_C_GSS_CODE) + " (" +
                 StatusText(minor, GSS_C_MECH_CODE) + ")";
-        return nullptr;
+        return GSS_C_NO_CREDENTIAL;
     }
-    return std::unique_ptr<AcceptorCredential>(new AcceptorCredential(credential));
+    return credential;
+}
+
+// "host:port", "[::1]:port" or "host" -> the host name, lower case.
+std::string HostOf(std::string_view hostHeader) {
+    std::string_view host = hostHeader;
+    if (!host.empty() && host.front() == '[') {
+        const std::size_t close = host.find(']');
+        host = host.substr(1, close == std::string_view::npos ? std::string_view::npos : close - 1);
+    } else if (const std::size_t colon = host.rfind(':'); colon != std::string_view::npos &&
+                                                          host.find(':') == colon) {
+        host = host.substr(0, colon);
+    }
+    std::string lower(host);
+    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return lower;
+}
+
+}  // namespace
+
+std::unique_ptr<AcceptorCredential> AcceptorCredential::Acquire(const std::string& ntlmUsersFile,
+                                                                const std::string& keytab,
+                                                                std::string& error) {
+    const gss_cred_id_t credential = AcquireNamed("localhost", ntlmUsersFile, keytab, error);
+    if (credential == GSS_C_NO_CREDENTIAL) return nullptr;
+    return std::unique_ptr<AcceptorCredential>(new AcceptorCredential(credential, ntlmUsersFile, keytab));
+}
+
+gss_cred_id_t AcceptorCredential::HandleFor(std::string_view hostHeader) const {
+    const std::string host = HostOf(hostHeader);
+    if (host.empty() || host == "localhost") return credential_;
+    std::lock_guard<std::mutex> lock(perHostMutex_);
+    if (auto found = perHost_.find(host); found != perHost_.end()) return found->second;
+    std::string ignored;
+    gss_cred_id_t credential = AcquireNamed(host, ntlmUsersFile_, keytab_, ignored);
+    if (credential == GSS_C_NO_CREDENTIAL) credential = credential_;
+    perHost_.emplace(host, credential);
+    return credential;
 }
 
 AcceptorCredential::~AcceptorCredential() {
     OM_uint32 minor = 0;
+    for (auto& [host, credential] : perHost_)
+        if (credential != credential_ && credential != GSS_C_NO_CREDENTIAL) gss_release_cred(&minor, &credential);
     if (credential_ != GSS_C_NO_CREDENTIAL) gss_release_cred(&minor, &credential_);
 }
 
@@ -91,7 +133,7 @@ SecurityContext::~SecurityContext() {
 }
 
 SecurityContext::StepResult SecurityContext::Accept(const AcceptorCredential& credential,
-                                                    std::string_view token) {
+                                                    std::string_view token, std::string_view hostHeader) {
     StepResult result;
     if (established_ || token.empty()) return result;
     OM_uint32 minor = 0;
@@ -100,7 +142,7 @@ SecurityContext::StepResult SecurityContext::Accept(const AcceptorCredential& cr
     ReleasedName source;
     gss_OID mech = GSS_C_NO_OID;
     const OM_uint32 major =
-        gss_accept_sec_context(&minor, &context_, credential.Handle(), &input, GSS_C_NO_CHANNEL_BINDINGS,
+        gss_accept_sec_context(&minor, &context_, credential.HandleFor(hostHeader), &input, GSS_C_NO_CHANNEL_BINDINGS,
                                &source.name, &mech, &output.buffer, nullptr, nullptr, nullptr);
     result.outputToken = output.Text();
     if (GSS_ERROR(major)) {

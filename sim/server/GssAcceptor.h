@@ -4,7 +4,9 @@
 
 #include <gssapi/gssapi.h>
 
+#include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -23,10 +25,20 @@ class AcceptorCredential {
     AcceptorCredential(const AcceptorCredential&) = delete;
     AcceptorCredential& operator=(const AcceptorCredential&) = delete;
     gss_cred_id_t Handle() const { return credential_; }
+    // The credential named for the host the client addressed ("HTTP@<host>", from the Host header).
+    // gss-ntlmssp puts the acceptor's name into the challenge as the target name and its initiator refuses
+    // a challenge whose target differs from the name it asked for, so a client that connects by
+    // 127.0.0.1 needs an acceptor named HTTP@127.0.0.1. Falls back to HTTP@localhost.
+    gss_cred_id_t HandleFor(std::string_view hostHeader) const;
 
   private:
-    explicit AcceptorCredential(gss_cred_id_t credential) : credential_(credential) {}
-    gss_cred_id_t credential_ = GSS_C_NO_CREDENTIAL;
+    AcceptorCredential(gss_cred_id_t credential, std::string ntlmUsersFile, std::string keytab)
+        : credential_(credential), ntlmUsersFile_(std::move(ntlmUsersFile)), keytab_(std::move(keytab)) {}
+    gss_cred_id_t credential_ = GSS_C_NO_CREDENTIAL;  // HTTP@localhost
+    std::string ntlmUsersFile_;
+    std::string keytab_;
+    mutable std::mutex perHostMutex_;
+    mutable std::map<std::string, gss_cred_id_t> perHost_;
 };
 
 enum class Mechanism { Ntlm, Kerberos };
@@ -44,7 +56,8 @@ class SecurityContext {
     SecurityContext(const SecurityContext&) = delete;
     SecurityContext& operator=(const SecurityContext&) = delete;
 
-    StepResult Accept(const AcceptorCredential& credential, std::string_view token);
+    StepResult Accept(const AcceptorCredential& credential, std::string_view token,
+                      std::string_view hostHeader = {});
     bool Established() const { return established_; }
     const std::string& PeerName() const { return peerName_; }  // "DOMAIN\user" or "user@REALM"
     Mechanism Mech() const { return mechanism_; }

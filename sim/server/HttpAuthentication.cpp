@@ -41,7 +41,7 @@ AuthenticationResult HttpAuthentication::Authenticate(const HttpRequest& request
     credentials.erase(0, credentials.find_first_not_of(' '));
 
     if (EqualsIgnoreCase(scheme, "Negotiate") || EqualsIgnoreCase(scheme, "Kerberos"))
-        return Negotiate(scheme, credentials, session);
+        return Negotiate(scheme, credentials, request.host, session);
     if (EqualsIgnoreCase(scheme, "Basic")) return Basic(credentials);
     if (!scheme.empty() || !session.Authenticated()) return Refused("-");
     // No header on an authenticated connection: the connection's context stands for the user.
@@ -53,7 +53,7 @@ AuthenticationResult HttpAuthentication::Authenticate(const HttpRequest& request
 }
 
 AuthenticationResult HttpAuthentication::Negotiate(const std::string& scheme, const std::string& credentials,
-                                                   WinrmSession& session) const {
+                                                   const std::string& host, WinrmSession& session) const {
     const auto token = DecodeBase64(credentials);
     if (credential_ == nullptr || !token || token->empty()) return Refused("-");
     // A token on an authenticated connection starts a new handshake, as with Windows.
@@ -61,7 +61,7 @@ AuthenticationResult HttpAuthentication::Negotiate(const std::string& scheme, co
         session.Forget();
         session.security = std::make_unique<SecurityContext>();
     }
-    const SecurityContext::StepResult step = session.security->Accept(*credential_, *token);
+    const SecurityContext::StepResult step = session.security->Accept(*credential_, *token, host);
     if (step.step == SecurityContext::Step::Failed) {
         session.Forget();
         return Refused(scheme);

@@ -45,7 +45,7 @@ class HttpAuthentication {
 
   private:
     AuthenticationResult Negotiate(const std::string& scheme, const std::string& credentials,
-                                   WinrmSession& session) const;
+                                   const std::string& host, WinrmSession& session) const;
     AuthenticationResult Basic(const std::string& credentials) const;
     AuthenticationResult Refused(std::string scheme) const;
 

@@ -149,6 +149,7 @@ int HttpDaemon::OnRequest(MHD_Connection* connection, const char* url, const cha
     request.method = method;
     request.url = url;
     request.authorization = HeaderValue(connection, MHD_HTTP_HEADER_AUTHORIZATION);
+    request.host = HeaderValue(connection, MHD_HTTP_HEADER_HOST);
     request.contentType = HeaderValue(connection, MHD_HTTP_HEADER_CONTENT_TYPE);
     request.body = std::move(state.body);
     state.body.clear();

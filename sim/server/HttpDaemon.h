@@ -22,6 +22,7 @@ struct HttpRequest {
     std::string method;
     std::string url;
     std::string authorization;
+    std::string host;  // the Host header: the name the client addressed us by
     std::string contentType;
     std::string body;
 };

@@ -115,7 +115,9 @@ class GssInitiator {
             gss_OID_set_desc only{1, Inner()};
             gss_set_neg_mechs(&minor, credential_, &only);
         }
-        const std::string target = "HTTP@localhost";
+        // Name the service by the host the request goes to, as every client does: the NTLM tests talk to
+        // 127.0.0.1, the Kerberos tests to localhost (the keytab's principal).
+        const std::string target = Kerberos() ? "HTTP@localhost" : "HTTP@127.0.0.1";
         gss_buffer_desc targetBuffer{target.size(), const_cast<char*>(target.data())};
         gss_import_name(&minor, &targetBuffer, GSS_C_NT_HOSTBASED_SERVICE, &targetName_);
     }
