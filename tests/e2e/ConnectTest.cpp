@@ -92,10 +92,7 @@ class ConnectTest : public ::testing::Test {
     char error_[512] = {};
 };
 
-// Disabled until the client's NTLM handshake with the simulator completes: for now the client stops after
-// the simulator's first 401, with gss-ntlmssp failing in its authenticate step (EINVAL). Run it with
-// --gtest_also_run_disabled_tests.
-TEST_F(ConnectTest, DISABLED_NtlmOverHttpWithSealingConnectsAndValidates) {
+TEST_F(ConnectTest, NtlmOverHttpWithSealingConnectsAndValidates) {
     EXPECT_EQ(Connect("127.0.0.1", kPassword, server_->Port()), QNSNWSM_OK) << error_;
     EXPECT_STREQ(error_, "");
     WSManDisconnectComputer(handle_);
