@@ -56,8 +56,8 @@ gss_buffer_desc Input(std::string_view bytes) {
 namespace {
 
 // Acquires an acceptor credential named HTTP@<host> over the users file and the keytab.
-gss_cred_id_t AcquireNamed(const std::string& host, const std::string& ntlmUsersFile, const std::string& keytab,
-                           std::string& error) {
+gss_cred_id_t AcquireNamed(const std::string& host, const std::string& ntlmUsersFile,
+                           const std::string& keytab, std::string& error) {
     OM_uint32 minor = 0;
     ReleasedName acceptorName;
     const std::string serviceName = "HTTP@" + host;
@@ -89,8 +89,8 @@ std::string HostOf(std::string_view hostHeader) {
     if (!host.empty() && host.front() == '[') {
         const std::size_t close = host.find(']');
         host = host.substr(1, close == std::string_view::npos ? std::string_view::npos : close - 1);
-    } else if (const std::size_t colon = host.rfind(':'); colon != std::string_view::npos &&
-                                                          host.find(':') == colon) {
+    } else if (const std::size_t colon = host.rfind(':');
+               colon != std::string_view::npos && host.find(':') == colon) {
         host = host.substr(0, colon);
     }
     std::string lower(host);
@@ -123,7 +123,8 @@ gss_cred_id_t AcceptorCredential::HandleFor(std::string_view hostHeader) const {
 AcceptorCredential::~AcceptorCredential() {
     OM_uint32 minor = 0;
     for (auto& [host, credential] : perHost_)
-        if (credential != credential_ && credential != GSS_C_NO_CREDENTIAL) gss_release_cred(&minor, &credential);
+        if (credential != credential_ && credential != GSS_C_NO_CREDENTIAL)
+            gss_release_cred(&minor, &credential);
     if (credential_ != GSS_C_NO_CREDENTIAL) gss_release_cred(&minor, &credential_);
 }
 
@@ -133,7 +134,8 @@ SecurityContext::~SecurityContext() {
 }
 
 SecurityContext::StepResult SecurityContext::Accept(const AcceptorCredential& credential,
-                                                    std::string_view token, std::string_view hostHeader) {
+                                                    std::string_view token, std::string_view hostHeader,
+                                                    std::string_view channelBinding) {
     StepResult result;
     if (established_ || token.empty()) return result;
     OM_uint32 minor = 0;
@@ -141,9 +143,12 @@ SecurityContext::StepResult SecurityContext::Accept(const AcceptorCredential& cr
     ReleasedBuffer output;
     ReleasedName source;
     gss_OID mech = GSS_C_NO_OID;
+    gss_channel_bindings_struct bindings{};
+    bindings.application_data = Input(channelBinding);
     const OM_uint32 major =
-        gss_accept_sec_context(&minor, &context_, credential.HandleFor(hostHeader), &input, GSS_C_NO_CHANNEL_BINDINGS,
-                               &source.name, &mech, &output.buffer, nullptr, nullptr, nullptr);
+        gss_accept_sec_context(&minor, &context_, credential.HandleFor(hostHeader), &input,
+                               channelBinding.empty() ? GSS_C_NO_CHANNEL_BINDINGS : &bindings, &source.name,
+                               &mech, &output.buffer, nullptr, nullptr, nullptr);
     result.outputToken = output.Text();
     if (GSS_ERROR(major)) {
         result.step = Step::Failed;

@@ -56,8 +56,9 @@ class SecurityContext {
     SecurityContext(const SecurityContext&) = delete;
     SecurityContext& operator=(const SecurityContext&) = delete;
 
+    // `channelBinding`: over HTTPS the TLS channel binding's application data, empty over HTTP.
     StepResult Accept(const AcceptorCredential& credential, std::string_view token,
-                      std::string_view hostHeader = {});
+                      std::string_view hostHeader = {}, std::string_view channelBinding = {});
     bool Established() const { return established_; }
     const std::string& PeerName() const { return peerName_; }  // "DOMAIN\user" or "user@REALM"
     Mechanism Mech() const { return mechanism_; }

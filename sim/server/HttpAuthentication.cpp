@@ -61,7 +61,8 @@ AuthenticationResult HttpAuthentication::Negotiate(const std::string& scheme, co
         session.Forget();
         session.security = std::make_unique<SecurityContext>();
     }
-    const SecurityContext::StepResult step = session.security->Accept(*credential_, *token, host);
+    const SecurityContext::StepResult step =
+        session.security->Accept(*credential_, *token, host, channelBinding_);
     if (step.step == SecurityContext::Step::Failed) {
         session.Forget();
         return Refused(scheme);

@@ -37,8 +37,11 @@ struct AuthenticationResult {
 
 class HttpAuthentication {
   public:
-    HttpAuthentication(const AcceptorCredential* credential, const UsersFile* users, bool basic)
-        : credential_(credential), users_(users), basic_(basic) {}
+    // `channelBinding`: over HTTPS the server certificate's tls-server-end-point binding, which Negotiate
+    // clients bind their authentication to; empty over HTTP.
+    HttpAuthentication(const AcceptorCredential* credential, const UsersFile* users, bool basic,
+                       std::string channelBinding = {})
+        : credential_(credential), users_(users), basic_(basic), channelBinding_(std::move(channelBinding)) {}
 
     AuthenticationResult Authenticate(const HttpRequest& request, WinrmSession& session) const;
     HttpReply Challenge() const;  // 401 offering the enabled schemes
@@ -52,6 +55,7 @@ class HttpAuthentication {
     const AcceptorCredential* credential_;
     const UsersFile* users_;
     bool basic_;
+    std::string channelBinding_;
 };
 
 }  // namespace qnsim

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "model/ComputerModel.h"
+#include "server/ChannelBinding.h"
 #include "server/FaultRules.h"
 #include "server/GssAcceptor.h"
 #include "server/HttpDaemon.h"
@@ -58,13 +59,10 @@ class RunningSimServer : public SimServer {
         serviceSettings.maxEnvelopeSize = options.maxEnvelopeSize;
         service_ =
             std::make_unique<WsmanService>(std::shared_ptr<ComputerModel>(std::move(model)), serviceSettings);
-        endpoint_ = std::make_unique<WinrmEndpoint>(
-            EndpointSettings{options.https, options.allowUnencrypted, options.basic}, *service_,
-            credential_.get(), users_ ? &*users_ : nullptr, rules_.get(), log_.get());
-
         HttpSettings http;
         http.port = options.port;
         http.https = options.https;
+        EndpointSettings endpoint{options.https, options.allowUnencrypted, options.basic, {}};
         if (options.https) {
             const auto certificate = ReadFile(options.certFile);
             const auto key = ReadFile(options.keyFile);
@@ -72,9 +70,17 @@ class RunningSimServer : public SimServer {
                 error = "--https needs a readable PEM certificate (--cert) and key (--key)";
                 return false;
             }
+            const auto binding = TlsServerEndPointBinding(*certificate);
+            if (!binding) {
+                error = options.certFile + ": no PEM certificate";
+                return false;
+            }
             http.certificatePem = *certificate;
             http.keyPem = *key;
+            endpoint.channelBinding = *binding;
         }
+        endpoint_ = std::make_unique<WinrmEndpoint>(endpoint, *service_, credential_.get(),
+                                                    users_ ? &*users_ : nullptr, rules_.get(), log_.get());
         daemon_ = HttpDaemon::Start(http, *endpoint_, error);
         return daemon_ != nullptr;
     }

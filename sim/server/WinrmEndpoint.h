@@ -20,6 +20,7 @@ struct EndpointSettings {
     bool https = false;
     bool allowUnencrypted = false;
     bool basic = false;
+    std::string channelBinding;  // HTTPS: tls-server-end-point of the server certificate
 };
 
 class WinrmEndpoint : public HttpHandler {
@@ -30,7 +31,7 @@ class WinrmEndpoint : public HttpHandler {
                   const UsersFile* users, FaultRules* rules, RequestLog* log)
         : settings_(settings),
           service_(service),
-          authentication_(credential, users, settings.basic),
+          authentication_(credential, users, settings.basic, settings.channelBinding),
           rules_(rules),
           log_(log) {}
 

@@ -315,32 +315,58 @@ TEST_F(SimEndpointTest, ManyConnectionsAuthenticateAndEnumerateAtOnce) {
     for (int i = 0; i < kClients; ++i) EXPECT_EQ(items[i], 3) << "client " << i;
 }
 
-TEST_F(SimEndpointTest, HttpsCarriesClearBodies) {
+// The certificate's SHA-256 fingerprint as openssl prints it, as raw bytes: the tls-server-end-point
+// binding of a SHA-256-signed certificate, computed apart from the server's code.
+std::string Sha256Fingerprint(const std::string& certificate) {
+    std::unique_ptr<FILE, decltype(&pclose)> pipe(
+        popen(("openssl x509 -noout -fingerprint -sha256 -in " + certificate).c_str(), "r"), &pclose);
+    char line[256] = {};
+    if (!pipe || fgets(line, sizeof line, pipe.get()) == nullptr) return {};
+    std::string hex(line);
+    hex = hex.substr(hex.find('=') + 1);
+    std::string bytes;
+    for (std::size_t i = 0; i + 1 < hex.size(); i += 3)
+        bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+    return bytes;
+}
+
+TEST_F(SimEndpointTest, HttpsCarriesClearBodiesAndChecksTheChannelBindingWhenSent) {
     const std::string key = WriteTemp(""), certificate = WriteTemp("");
     const std::string command =
-        "openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=localhost -days 1 -keyout " + key + " -out " +
-        certificate + " >/dev/null 2>&1";
+        "openssl req -x509 -newkey rsa:2048 -sha256 -nodes -subj /CN=localhost -days 1 "
+        "-keyout " +
+        key + " -out " + certificate + " >/dev/null 2>&1";
     if (std::system(command.c_str()) != 0) GTEST_SKIP() << "openssl cannot make a test certificate";
     options_.https = true;
     options_.certFile = certificate;
     options_.keyFile = key;
     Start();
     const std::string httpsUrl = "https://127.0.0.1:" + std::to_string(server_->Port()) + "/wsman";
-    HttpClient client;
-    GssInitiator ntlm("SIMDOM\\alice", "Passw0rd!", GssInitiator::Kind::Ntlm);
-    std::string serverToken;
-    HttpResult result;
-    for (int leg = 0; leg < 3; ++leg) {
-        const auto token = ntlm.Step(serverToken);
-        ASSERT_TRUE(token);
-        result = client.Post(httpsUrl, {"Authorization: Negotiate " + EncodeBase64(*token), kSoapType},
-                             ntlm.Complete() ? test::EnumerateWql("select * from Win32_Service") : "");
-        if (result.status != 401) break;
-        serverToken = test::ServerToken(result.Header("www-authenticate"));
-    }
-    ASSERT_EQ(result.code, CURLE_OK);
-    EXPECT_EQ(result.status, 200);
-    EXPECT_EQ(TestXml(result.body).Count("//w:Items/*"), 1);
+    const auto run = [&](const std::string& binding) {
+        HttpClient client;
+        GssInitiator ntlm("SIMDOM\\alice", "Passw0rd!", GssInitiator::Kind::Ntlm, binding);
+        std::string serverToken;
+        HttpResult result;
+        for (int leg = 0; leg < 3; ++leg) {
+            const auto token = ntlm.Step(serverToken);
+            if (!token) break;
+            result = client.Post(httpsUrl, {"Authorization: Negotiate " + EncodeBase64(*token), kSoapType},
+                                 ntlm.Complete() ? test::EnumerateWql("select * from Win32_Service") : "");
+            if (result.status != 401) break;
+            serverToken = test::ServerToken(result.Header("www-authenticate"));
+            if (serverToken.empty()) break;
+        }
+        return result;
+    };
+    const std::string binding = "tls-server-end-point:" + Sha256Fingerprint(certificate);
+    ASSERT_EQ(binding.size(), 21u + 32u);
+    const HttpResult bound = run(binding);
+    ASSERT_EQ(bound.code, CURLE_OK);
+    EXPECT_EQ(bound.status, 200);
+    EXPECT_EQ(TestXml(bound.body).Count("//w:Items/*"), 1);
+    // Like CbtHardeningLevel=Relaxed: a client that sends no binding is accepted, a wrong one is not.
+    EXPECT_EQ(run("").status, 200);
+    EXPECT_EQ(run("tls-server-end-point:" + std::string(32, 'x')).status, 401);
 }
 
 TEST(SimServerStartTest, ReportsWhatKeepsItFromStarting) {

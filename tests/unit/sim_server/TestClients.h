@@ -103,7 +103,10 @@ class GssInitiator {
   public:
     enum class Kind { Ntlm, SpnegoNtlm, Kerberos, SpnegoKerberos };
 
-    GssInitiator(const std::string& user, const std::string& password, Kind kind) : kind_(kind) {
+    // `channelBinding`: the application data of a TLS channel binding (HTTPS clients), empty for none.
+    GssInitiator(const std::string& user, const std::string& password, Kind kind,
+                 std::string channelBinding = {})
+        : kind_(kind), channelBinding_(std::move(channelBinding)) {
         OM_uint32 minor = 0;
         gss_buffer_desc nameBuffer{user.size(), const_cast<char*>(user.data())};
         gss_import_name(&minor, &nameBuffer, GSS_C_NT_USER_NAME, &userName_);
@@ -138,10 +141,12 @@ class GssInitiator {
         gss_buffer_desc output{0, nullptr};
         const OM_uint32 flags = GSS_C_CONF_FLAG | GSS_C_INTEG_FLAG | GSS_C_SEQUENCE_FLAG | GSS_C_REPLAY_FLAG |
                                 (Kerberos() ? GSS_C_MUTUAL_FLAG : 0);
+        gss_channel_bindings_struct bindings{};
+        bindings.application_data = {channelBinding_.size(), channelBinding_.data()};
         const OM_uint32 major = gss_init_sec_context(
             &minor, credential_, &context_, targetName_, Spnego() ? &spnegoOid_ : Inner(), flags, 0,
-            GSS_C_NO_CHANNEL_BINDINGS, serverToken.empty() ? GSS_C_NO_BUFFER : &input, nullptr, &output,
-            nullptr, nullptr);
+            channelBinding_.empty() ? GSS_C_NO_CHANNEL_BINDINGS : &bindings,
+            serverToken.empty() ? GSS_C_NO_BUFFER : &input, nullptr, &output, nullptr, nullptr);
         std::string token = BufferText(output);
         gss_release_buffer(&minor, &output);
         if (GSS_ERROR(major)) return std::nullopt;
@@ -200,6 +205,7 @@ class GssInitiator {
     gss_OID Inner() { return Kerberos() ? &krb5Oid_ : &ntlmOid_; }
 
     Kind kind_;
+    std::string channelBinding_;
     gss_OID_desc ntlmOid_{10, const_cast<char*>("\x2b\x06\x01\x04\x01\x82\x37\x02\x02\x0a")};
     gss_OID_desc krb5Oid_{9, const_cast<char*>("\x2a\x86\x48\x86\xf7\x12\x01\x02\x02")};
     gss_OID_desc spnegoOid_{6, const_cast<char*>("\x2b\x06\x01\x05\x05\x02")};
