@@ -54,4 +54,19 @@ ResourceUriResult ParseWmiResourceUri(std::string_view uri) {
     return result;
 }
 
+ResourceUriResult ParseResourceUri(std::string_view uri, Selectors& selectors) {
+    constexpr std::string_view kDmtfClassPrefix = "http://schemas.dmtf.org/wbem/wscim/1/cim-schema/2/";
+    constexpr std::string_view kDmtfAllClasses = "http://schemas.dmtf.org/wbem/wscim/1/*";
+    const bool dmtfClass = StartsWithIgnoreCase(uri, kDmtfClassPrefix);
+    if (!dmtfClass && uri != kDmtfAllClasses) return ParseWmiResourceUri(uri);
+    std::string wmiNamespace = "root/cimv2";
+    if (auto found = selectors.find("__cimnamespace"); found != selectors.end()) {
+        wmiNamespace = found->second;
+        selectors.erase(found);
+    }
+    const std::string className = dmtfClass ? std::string(uri.substr(kDmtfClassPrefix.size())) : "*";
+    // The same checks as for the WMI form, on the equivalent WMI URI.
+    return ParseWmiResourceUri(std::string(ns::kWmiResourcePrefix) + wmiNamespace + "/" + className);
+}
+
 }  // namespace qnsim

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "model/ComputerModel.h"
+
 namespace qnsim {
 
 struct WmiResource {
@@ -21,5 +23,11 @@ struct ResourceUriResult {
 };
 
 ResourceUriResult ParseWmiResourceUri(std::string_view uri);
+
+// Also the DMTF form the PowerShell CIM cmdlets use:
+// http://schemas.dmtf.org/wbem/wscim/1/cim-schema/2/<Class> or http://schemas.dmtf.org/wbem/wscim/1/* with
+// the namespace in the __cimnamespace selector (root/cimv2 when absent); that selector is taken out of
+// `selectors`.
+ResourceUriResult ParseResourceUri(std::string_view uri, Selectors& selectors);
 
 }  // namespace qnsim

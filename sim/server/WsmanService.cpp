@@ -94,7 +94,8 @@ ServiceReply WsmanService::Handle(const WsmanRequest& request, std::chrono::stea
     if (request.action == action::kPull) return Pull(request, now);
     if (request.action == action::kRelease) return Release(request, now);
 
-    const ResourceUriResult uri = ParseWmiResourceUri(request.resourceUri);
+    WsmanRequest addressed = request;  // with the DMTF form's __cimnamespace selector taken out
+    const ResourceUriResult uri = ParseResourceUri(request.resourceUri, addressed.selectors);
     if (!uri.resource) {
         return Fault(uri.problem == ResourceUriProblem::Malformed ? FaultKind::InvalidResourceUri
                                                                   : FaultKind::ResourceNotFound,
@@ -107,12 +108,12 @@ ServiceReply WsmanService::Handle(const WsmanRequest& request, std::chrono::stea
         provider.message = "Invalid namespace";
         return FaultWith(FaultKind::ResourceNotFound, id, provider, request.locale);
     }
-    if (request.action == action::kEnumerate) return Enumerate(request, resource, now);
-    if (request.action == action::kGet) return Get(request, resource, now);
+    if (request.action == action::kEnumerate) return Enumerate(addressed, resource, now);
+    if (request.action == action::kGet) return Get(addressed, resource, now);
     const std::string invokePrefix = request.resourceUri + "/";
     if (!resource.AllClasses() && request.action.size() > invokePrefix.size() &&
         EqualsIgnoreCase(std::string_view(request.action).substr(0, invokePrefix.size()), invokePrefix))
-        return Invoke(request, resource, request.action.substr(invokePrefix.size()), now);
+        return Invoke(addressed, resource, request.action.substr(invokePrefix.size()), now);
     return Fault(FaultKind::ActionNotSupported, id, request.locale);
 }
 

@@ -255,6 +255,29 @@ TEST_F(WsmanServiceTest, EnvelopeLanguageFollowsTheRequestLocale) {
     EXPECT_EQ(TestXml(Send(faulting).envelope).Text("/s:Envelope/@xml:lang"), "de-DE");
 }
 
+TEST_F(WsmanServiceTest, DmtfResourceUrisOfTheCimCmdletsAddressTheSameClasses) {
+    const std::string dmtfService = "http://schemas.dmtf.org/wbem/wscim/1/cim-schema/2/Win32_Service";
+    ServiceReply got = Send(test::Envelope({"http://schemas.xmlsoap.org/ws/2004/09/transfer/Get", dmtfService,
+                                            "uuid:13", 153600, "PT60S",
+                                            "<w:Selector Name=\"__cimnamespace\">root/cimv2</w:Selector>"
+                                            "<w:Selector Name=\"Name\">svc2</w:Selector>",
+                                            ""}));
+    ASSERT_EQ(got.status, 200);
+    EXPECT_EQ(TestXml(got.envelope).Text("/s:Envelope/s:Body/svc:Win32_Service/svc:Name"), "svc2");
+
+    ServiceReply enumerated = Send(test::Envelope(
+        {kEnumerateAction, dmtfService, "uuid:14", 153600, "PT60S", "",
+         "<n:Enumerate><w:OptimizeEnumeration/><w:MaxElements>10</w:MaxElements></n:Enumerate>"}));
+    EXPECT_EQ(TestXml(enumerated.envelope).Count("//w:Items/*"), 1);
+
+    TestXml elsewhere(
+        Send(test::Envelope({kEnumerateAction, "http://schemas.dmtf.org/wbem/wscim/1/*", "uuid:15", 153600,
+                             "PT60S", "<w:Selector Name=\"__cimnamespace\">root/nothing</w:Selector>",
+                             "<n:Enumerate><w:Filter>select * from Win32_Service</w:Filter></n:Enumerate>"}))
+            .envelope);
+    EXPECT_EQ(elsewhere.Subcode(), "a:DestinationUnreachable");
+}
+
 TEST_F(WsmanServiceTest, HeaderFaults) {
     test::RequestText noMessageId;
     noMessageId.action = kEnumerateAction;
