@@ -17,9 +17,9 @@ struct SimOptions {
     std::string usersFile;          // lines DOMAIN:user:password, optionally ":norights" (see sim/README.md)
     std::string keytabFile;         // Kerberos acceptor keytab (optional)
     bool allowUnencrypted = false;  // accept plain SOAP bodies over HTTP
-    bool basic = false;             // offer and accept Basic (HTTPS or allowUnencrypted only)
-    std::string faultsFile;         // fault injection rules
-    std::string logFile;            // one line per request
+    bool basic = false;      // offer and accept Basic (its clear bodies still need https or allowUnencrypted)
+    std::string faultsFile;  // fault injection rules
+    std::string logFile;     // one line per request
     std::uint32_t enumerationTimeoutMs = 240000;  // an open enumeration expires this long after its last use
     std::uint32_t maxItemsInEnumerateResponse = 1;  // items sent with an optimized Enumerate before Pulls
     std::uint32_t maxEnvelopeSize = 512000;         // the largest MaxEnvelopeSize a request may ask for
