@@ -170,7 +170,20 @@ HResult SessionChannel::EnsureAuthenticated() {
 }
 
 HResult SessionChannel::Authenticate() {
+    // A password credential holds a Kerberos ticket that expires (10 hours by default) while the
+    // session may live on. The mechanism glue hides which minor code says so, so any failure of the
+    // first local step acquires the credential once more from the password and tries again.
+    const HResult code = AuthenticateOnce();
+    if (code == 0 || !failedBeforeServer_ || credentials_->UsesCallerIdentity()) {
+        return code;
+    }
+    credentials_->Forget();
+    return AuthenticateOnce();
+}
+
+HResult SessionChannel::AuthenticateOnce() {
     DropSession();
+    failedBeforeServer_ = false;
     std::string error;
     security::CredentialProblem problem = security::CredentialProblem::Other;
     if (!credentials_->Acquire(error, problem)) {
@@ -223,6 +236,7 @@ HResult SessionChannel::RunHandshake(const std::string& channelBinding) {
             if (leg > 0) {
                 return Fail(kAccessDenied, step.error);
             }
+            failedBeforeServer_ = true;
             if (GSS_ROUTINE_ERROR(step.major) == GSS_S_NO_CRED && credentials_->UsesCallerIdentity()) {
                 return Fail(kCredentialsNeeded, step.error);
             }

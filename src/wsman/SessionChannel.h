@@ -32,6 +32,7 @@ class SessionChannel final : public Channel {
 
     HResult EnsureAuthenticated();
     HResult Authenticate();
+    HResult AuthenticateOnce();
     HResult RunHandshake(const std::string& channelBinding);
     HResult ReadReply(const http::HttpResponse& response, Exchange& out);
     HResult Fail(HResult code, std::string detail);
@@ -45,6 +46,7 @@ class SessionChannel final : public Channel {
     std::unique_ptr<security::GssSecurityContext> context_;  // lives as long as its connection
     std::chrono::steady_clock::time_point lastExchange_;
     std::string lastError_;
+    bool failedBeforeServer_ = false;  // the last handshake failed in the first local step
 };
 
 }  // namespace wsman

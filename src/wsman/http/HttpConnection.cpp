@@ -46,6 +46,7 @@ size_t CollectHeader(char* data, size_t size, size_t count, void* user) {
 
 HttpConnection::HttpConnection(const ChannelSettings& settings)
     : settings_(settings), tls_(std::make_unique<TlsPeerCheck>()) {
+    settings_.password.clear();  // authentication is the caller's; no second copy of the secret
     tls_->extraCaFile = settings.caFile;
     tls_->pinnedSha256 = settings.pinnedSha256;
     tls_->skipCaCheck = settings.skipCaCheck;

@@ -65,4 +65,9 @@ bool GssCredentials::Acquire(std::string& error, CredentialProblem& problem) {
     return true;
 }
 
+void GssCredentials::Forget() {
+    credential_.Reset();
+    acquired_ = false;
+}
+
 }  // namespace wsman::security

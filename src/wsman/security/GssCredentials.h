@@ -25,6 +25,8 @@ class GssCredentials {
     // Acquires the credential on first use. False with `error` and `problem` set (never containing
     // the password).
     bool Acquire(std::string& error, CredentialProblem& problem);
+    // Drops the acquired credential (an expired ticket); the next Acquire asks again.
+    void Forget();
     bool UsesCallerIdentity() const { return userName_.empty(); }
     GssMechanism Mechanism() const { return mechanism_; }
     gss_cred_id_t Handle() const { return credential_.Get(); }

@@ -3,6 +3,9 @@
 // service and a missing ticket.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <thread>
+
 #include "ChannelTestSupport.h"
 #include "GssTestAcceptor.h"
 #include "LoopbackKdc.h"
@@ -93,6 +96,25 @@ TEST_P(ChannelKerberos, FailuresBeforeTheServerIsAsked) {
         EXPECT_EQ(test::SendOnce(ownIdentity).code, kCredentialsNeeded);
     }
     EXPECT_TRUE(log_.received.empty());
+}
+
+TEST_P(ChannelKerberos, ExpiredTicketIsRenewedFromThePassword) {
+    if (GetParam() != AuthScheme::Kerberos) {
+        GTEST_SKIP() << "SPNEGO would fall back to NTLM instead";
+    }
+    // A new connection for every request, so every request needs a service ticket.
+    test::EndpointOptions options;
+    options.closeAfterReply = true;
+    server_ =
+        std::make_unique<test::TestHttpServer>(test::MakeWinrmHandler(credential_.Get(), log_, options));
+    auto settings = Settings();
+    settings.userName = test::LoopbackKdc::kShortLivedUser;
+    const auto channel = CreateChannel(settings);
+    ASSERT_EQ(test::SendOnce(*channel).code, 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(3000));  // outlive the 2-second ticket
+    const auto renewed = test::SendOnce(*channel);
+    EXPECT_EQ(renewed.code, 0) << renewed.detail;
+    EXPECT_EQ(log_.peers.size(), 2u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Schemes, ChannelKerberos,

@@ -36,12 +36,13 @@ LoopbackKdc::LoopbackKdc(const TempFolder& folder, const std::string& password) 
     const std::uint16_t port = ClosedLoopbackPort();
     const std::string kdc = "127.0.0.1:" + std::to_string(port);
     // MIT's profile syntax wants "REALM = {" and "}" on lines of their own.
-    config_ = folder.Write("krb5.conf", std::string("[libdefaults]\n default_realm = ") + kRealm +
-                                            "\n dns_lookup_realm = false\n dns_lookup_kdc = false\n"
-                                            " dns_canonicalize_hostname = false\n rdns = false\n"
-                                            " udp_preference_limit = 1\n[realms]\n " +
-                                            kRealm + " = {\n  kdc = " + kdc +
-                                            "\n }\n[domain_realm]\n localhost = " + kRealm + "\n");
+    config_ =
+        folder.Write("krb5.conf", std::string("[libdefaults]\n default_realm = ") + kRealm +
+                                      "\n dns_lookup_realm = false\n dns_lookup_kdc = false\n"
+                                      " dns_canonicalize_hostname = false\n rdns = false\n clockskew = 1\n"
+                                      " udp_preference_limit = 1\n[realms]\n " +
+                                      kRealm + " = {\n  kdc = " + kdc +
+                                      "\n }\n[domain_realm]\n localhost = " + kRealm + "\n");
     kdcProfile_ = folder.Write("kdc.conf", "[kdcdefaults]\n kdc_listen = " + kdc +
                                                "\n kdc_tcp_listen = " + kdc + "\n[realms]\n " + kRealm +
                                                " = {\n  database_name = " + folder.Path("principal") +
@@ -58,6 +59,8 @@ LoopbackKdc::LoopbackKdc(const TempFolder& folder, const std::string& password) 
     const std::string realm = std::string(" -r ") + kRealm;
     if (!Run("/usr/sbin/kdb5_util" + realm + " create -s -P master-secret") ||
         !Run("/usr/sbin/kadmin.local" + realm + " -q 'addprinc -pw " + password + " alice'") ||
+        !Run("/usr/sbin/kadmin.local" + realm + " -q 'addprinc -maxlife \"2 seconds\" -pw " + password +
+             " bob'") ||
         !Run("/usr/sbin/kadmin.local" + realm + " -q 'addprinc -randkey HTTP/localhost'") ||
         !Run("/usr/sbin/kadmin.local" + realm + " -q 'ktadd -k " + keytab_ + " HTTP/localhost'")) {
         return;

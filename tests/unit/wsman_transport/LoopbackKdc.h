@@ -15,6 +15,7 @@ class LoopbackKdc {
   public:
     static constexpr const char* kRealm = "TEST.LOCAL";
     static constexpr const char* kUser = "alice@TEST.LOCAL";
+    static constexpr const char* kShortLivedUser = "bob@TEST.LOCAL";  // tickets last 2 seconds
 
     // Starts the KDC; `Ready()` tells whether it came up (false when the KDC tools are missing).
     LoopbackKdc(const TempFolder& folder, const std::string& password);
