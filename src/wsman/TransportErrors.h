@@ -41,7 +41,6 @@ inline constexpr HResult kHttpNotFound = static_cast<HResult>(0x80338113);
 inline constexpr HResult kHttpServiceUnavailable = static_cast<HResult>(0x80338112);
 inline constexpr HResult kHttpServerError = static_cast<HResult>(0x80338170);
 inline constexpr HResult kUnencryptedDisabled = static_cast<HResult>(0x803380DE);
-inline constexpr HResult kBasicDisabled = static_cast<HResult>(0x803380DF);
 inline constexpr HResult kCredentialsNeeded = static_cast<HResult>(0x803380B2);
 inline constexpr HResult kNoCredentials = static_cast<HResult>(0x8009030E);
 inline constexpr HResult kNoAuthenticatingAuthority = static_cast<HResult>(0x80090311);

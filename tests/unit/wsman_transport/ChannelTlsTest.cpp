@@ -55,6 +55,10 @@ TEST_F(ChannelTls, CertificateTrustAndHostName) {
     auto anyCa = BasicSettings();
     anyCa.skipCaCheck = true;
     EXPECT_EQ(test::SendOnce(anyCa).code, 0);
+    auto anyCaOtherName = BasicSettings("127.0.0.1");
+    anyCaOtherName.skipCaCheck = true;
+    EXPECT_EQ(test::SendOnce(anyCaOtherName).code, kSecureFailure)
+        << "skipping the CA check keeps the name check";
 
     auto badCaFile = BasicSettings();
     badCaFile.caFile = folder_.Write("empty.pem", "not a certificate");
