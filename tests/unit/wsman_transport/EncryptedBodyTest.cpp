@@ -105,12 +105,5 @@ TEST(EncryptedBody, RejectsMalformedReplies) {
     }
 }
 
-TEST(EncryptedBody, RecognisesEncryptedContentTypes) {
-    EXPECT_TRUE(IsEncryptedContentType(kEncryptedContentType));
-    EXPECT_TRUE(IsEncryptedContentType("Multipart/Encrypted;protocol=\"x\""));
-    EXPECT_TRUE(IsEncryptedContentType("multipart/x-multi-encrypted;boundary=\"Encrypted Boundary\""));
-    EXPECT_FALSE(IsEncryptedContentType("application/soap+xml;charset=UTF-8"));
-}
-
 }  // namespace
 }  // namespace wsman::security
