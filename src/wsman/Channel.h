@@ -18,11 +18,15 @@ struct ChannelSettings {
     std::string url;       // "http://host:5985/wsman" or "https://host:5986/wsman"
     std::string userName;  // "DOMAIN\\user", "user@REALM" or "user"; empty: the caller's own Kerberos ticket
     std::string password;
+    // Negotiate, Kerberos and Ntlm seal every message over HTTP (multipart/encrypted) whatever
+    // allowUnencrypted says; over HTTPS TLS protects the body.
     AuthScheme scheme = AuthScheme::Negotiate;
-    bool allowUnencrypted = false;  // plain bodies / Basic over HTTP only when this is set
-    std::string caFile;             // extra trusted CA bundle (PEM); empty: the system store
-    std::string pinnedSha256;       // hex SHA-256 of the server certificate (DER); empty: not pinned
-    bool skipCaCheck = false;
+    bool allowUnencrypted = false;  // Basic (a password and a plain body) over HTTP only when this is set
+    std::string caFile;             // PEM bundle trusted in addition to the system store
+    // Hex SHA-256 of the server certificate (DER; ':' and case ignored); empty: not pinned. Checked
+    // on top of the CA check, or alone when skipCaCheck is set.
+    std::string pinnedSha256;
+    bool skipCaCheck = false;  // independent of the name check, as on Windows
     bool skipNameCheck = false;
     long connectTimeoutMs = 30000;
     long operationTimeoutMs = 60000;      // the request timeout is this plus the margin, so no call can hang
