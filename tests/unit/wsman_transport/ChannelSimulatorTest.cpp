@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "ChannelTestSupport.h"
+#include "TestCertificate.h"
 #include "TestFiles.h"
 #include "server/SimServer.h"
 #include "wsman/TransportErrors.h"
@@ -89,6 +90,28 @@ TEST_F(ChannelSimulator, UnencryptedTrafficOnlyWhenBothSidesAllowIt) {
     const auto allowed = test::SendOnce(*CreateChannel(settings), EnumerateOperatingSystem(settings.url, 1));
     ASSERT_EQ(allowed.code, 0) << allowed.detail;
     EXPECT_NE(allowed.exchange.body.find("EnumerateResponse"), std::string::npos);
+}
+
+TEST_F(ChannelSimulator, NegotiateOverHttpsBindsToTheCertificate) {
+    const test::TestCertificate certificate = test::MakeSelfSignedCertificate(folder_);
+    qnsim::SimOptions options;
+    options.https = true;
+    options.certFile = certificate.certificateFile;
+    options.keyFile = certificate.keyFile;
+    Start(options);
+    if (IsSkipped()) {
+        return;
+    }
+    for (const AuthScheme scheme : {AuthScheme::Ntlm, AuthScheme::Negotiate}) {
+        auto settings = test::LoopbackSettings(test::HttpsUrl(server_->Port()), scheme);
+        settings.caFile = certificate.certificateFile;
+        const auto channel = CreateChannel(settings);
+        for (int sequence = 0; sequence < 2; ++sequence) {
+            const auto result = test::SendOnce(*channel, EnumerateOperatingSystem(settings.url, sequence));
+            ASSERT_EQ(result.code, 0) << result.detail;
+            EXPECT_NE(result.exchange.body.find("EnumerateResponse"), std::string::npos);
+        }
+    }
 }
 
 }  // namespace
