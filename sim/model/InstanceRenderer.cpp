@@ -38,8 +38,8 @@ std::string ReferenceBody(const ObjectPath& path, const std::string& wmiNamespac
                       EscapeXmlText(ClassResourceUri(wmiNamespace, path.className)) + "</" + prefixW +
                       "ResourceURI><" + prefixW + "SelectorSet>";
     for (const auto& [key, value] : path.keys)
-        xml += "<" + prefixW + "Selector Name=\"" + EscapeXmlText(key) + "\">" + EscapeXmlText(value) + "</" +
-               prefixW + "Selector>";
+        xml += "<" + prefixW + "Selector Name=\"" + EscapeXmlAttribute(key) + "\">" + EscapeXmlText(value) +
+               "</" + prefixW + "Selector>";
     return xml + "</" + prefixW + "SelectorSet></" + prefixA + "ReferenceParameters>";
 }
 

@@ -45,13 +45,16 @@ std::string EscapeXmlText(std::string_view text) {
             case '>':
                 escaped += "&gt;";
                 break;
-            case '"':
-                escaped += "&quot;";
-                break;
             default:
                 escaped += c;
         }
     }
+    return escaped;
+}
+
+std::string EscapeXmlAttribute(std::string_view text) {
+    std::string escaped;
+    for (char c : EscapeXmlText(text)) escaped += c == '"' ? std::string("&quot;") : std::string(1, c);
     return escaped;
 }
 

@@ -10,5 +10,6 @@ std::string ToLowerAscii(std::string_view text);
 bool EqualsIgnoreCaseAscii(std::string_view left, std::string_view right);
 int CompareIgnoreCaseAscii(std::string_view left, std::string_view right);
 std::string EscapeXmlText(std::string_view text);
+std::string EscapeXmlAttribute(std::string_view text);
 
 }  // namespace qnsim
