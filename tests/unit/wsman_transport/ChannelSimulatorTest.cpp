@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "ChannelTestSupport.h"
+#include "LoopbackKdc.h"
 #include "TestCertificate.h"
 #include "TestFiles.h"
 #include "server/SimServer.h"
@@ -105,6 +106,29 @@ TEST_F(ChannelSimulator, NegotiateOverHttpsBindsToTheCertificate) {
     for (const AuthScheme scheme : {AuthScheme::Ntlm, AuthScheme::Negotiate}) {
         auto settings = test::LoopbackSettings(test::HttpsUrl(server_->Port()), scheme);
         settings.caFile = certificate.certificateFile;
+        const auto channel = CreateChannel(settings);
+        for (int sequence = 0; sequence < 2; ++sequence) {
+            const auto result = test::SendOnce(*channel, EnumerateOperatingSystem(settings.url, sequence));
+            ASSERT_EQ(result.code, 0) << result.detail;
+            EXPECT_NE(result.exchange.body.find("EnumerateResponse"), std::string::npos);
+        }
+    }
+}
+
+TEST_F(ChannelSimulator, KerberosWithTheSimulatorsRealm) {
+    const test::LoopbackKdc kdc(folder_, test::kPassword);
+    if (!kdc.Ready()) {
+        GTEST_SKIP() << "no loopback KDC: " << kdc.Problem();
+    }
+    qnsim::SimOptions options;
+    options.keytabFile = kdc.Keytab();
+    Start(options);
+    if (IsSkipped()) {
+        return;
+    }
+    for (const AuthScheme scheme : {AuthScheme::Kerberos, AuthScheme::Negotiate}) {
+        auto settings = Settings(scheme);
+        settings.userName = test::LoopbackKdc::kUser;
         const auto channel = CreateChannel(settings);
         for (int sequence = 0; sequence < 2; ++sequence) {
             const auto result = test::SendOnce(*channel, EnumerateOperatingSystem(settings.url, sequence));

@@ -1,6 +1,7 @@
 #include "LoopbackKdc.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <signal.h>
 #include <spawn.h>
@@ -66,7 +67,14 @@ LoopbackKdc::LoopbackKdc(const TempFolder& folder, const std::string& password) 
         return;
     }
     const char* arguments[] = {"/usr/sbin/krb5kdc", "-n", "-r", kRealm, nullptr};
-    if (posix_spawn(&kdc_, arguments[0], nullptr, nullptr, const_cast<char**>(arguments), environ) != 0) {
+    posix_spawn_file_actions_t quiet;
+    posix_spawn_file_actions_init(&quiet);
+    posix_spawn_file_actions_addopen(&quiet, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&quiet, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    const int spawned =
+        posix_spawn(&kdc_, arguments[0], &quiet, nullptr, const_cast<char**>(arguments), environ);
+    posix_spawn_file_actions_destroy(&quiet);
+    if (spawned != 0) {
         kdc_ = -1;
         problem_ = "cannot start krb5kdc";
         return;
