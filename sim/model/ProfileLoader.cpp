@@ -228,7 +228,10 @@ bool LoadProfile(const std::string& profilePath, const std::string& classFolder,
         }
         const std::string includePath = (folder / include.get<std::string>()).string();
         json part;
-        if (!ReadJsonFile(includePath, part, error)) return false;
+        if (!ReadJsonFile(includePath, part, error)) {
+            error = profilePath + ": include: " + error;
+            return false;
+        }
         if (!reader.ReadInstances(includePath, part.value("instances", json::object()))) return false;
     }
     if (!reader.ReadInstances(profilePath, profile.value("instances", json::object()))) return false;
