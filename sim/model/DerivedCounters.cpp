@@ -1,6 +1,7 @@
 #include "model/DerivedCounters.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <map>
@@ -17,9 +18,12 @@ constexpr const char* kProcessorPerfClass = "Win32_PerfFormattedData_PerfOS_Proc
 // A FILETIME-like origin so that raw time stamps look like a computer that has been up for a while.
 constexpr std::uint64_t kTimeStampOrigin = 133'500'000'000'000'000ULL;
 
+// The value of an integer property; 0 when NULL or beyond what the counters here need.
 std::int64_t Number(const Instance& instance, const std::string& property) {
     const std::string text = instance.Text(property);
-    return text.empty() ? 0 : std::stoll(text);
+    std::int64_t value = 0;
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return ec == std::errc() && end == text.data() + text.size() ? value : 0;
 }
 
 // Derived perf instances start with every counter at 0, as Windows reports idle counters.
