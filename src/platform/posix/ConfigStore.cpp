@@ -16,6 +16,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -233,7 +234,21 @@ ConfigError SetConfigString(const ConfigKey& key, const char* valueName, const c
     std::string_view text = value != nullptr ? std::string_view(value, size > 0 ? size - 1 : 0) : "";
     text = text.substr(0, text.find('\0'));
     const std::string name = valueName != nullptr ? valueName : "";
+    // The module writes back what it has just read (the normalised program folder, the validation class)
+    // on every read; a store that already holds the value is left alone, so those write-backs cost a read
+    // instead of a locked rewrite of the file.
+    const auto alreadyStored = [&](const std::string& content) {
+        const IniDocument document = IniDocument::Parse(content);
+        const IniDocument::Section* section = document.Find(state->section);
+        if (section == nullptr) return false;
+        const std::optional<std::string> stored = IniDocument::GetValue(*section, name);
+        return stored && DecodeValue(*stored) == text;
+    };
+    std::string current;
+    if (posix::ReadWholeFile(state->storePath, current) == FileOutcome::kOk && alreadyStored(current))
+        return kConfigOk;
     const FileOutcome outcome = posix::UpdateFileLocked(state->storePath, [&](std::string& content) {
+        if (alreadyStored(content)) return false;
         IniDocument document = IniDocument::Parse(content);
         IniDocument::SetValue(document.FindOrAdd(state->section), name, EncodeValue(text));
         content = document.Serialize();

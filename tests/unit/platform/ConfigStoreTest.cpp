@@ -92,6 +92,23 @@ TEST_F(ConfigStoreTest, WriteKeepsCommentsOtherKeysAndValues) {
               "Added=x\n");
 }
 
+TEST_F(ConfigStoreTest, WritingTheStoredValueAgainLeavesTheFileAlone) {
+    // The module writes back every value it reads; an unchanged value must not rewrite the file
+    // (hand edits in the same second, file watchers, and the cost of a locked rewrite per read).
+    WriteFile(StorePath(),
+              "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\n"
+              "ProgFilesFolder = /opt/qn\\\n");
+    struct stat before {};
+    ASSERT_EQ(stat(StorePath().c_str(), &before), 0);
+    ASSERT_EQ(Set(kProductKey, "progfilesfolder", "/opt/qn\\"), kConfigOk);
+    struct stat after {};
+    ASSERT_EQ(stat(StorePath().c_str(), &after), 0);
+    EXPECT_EQ(before.st_ino, after.st_ino);
+    EXPECT_EQ(ReadFile(StorePath()), "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder = /opt/qn\\\n");
+    ASSERT_EQ(Set(kProductKey, "ProgFilesFolder", "/opt/other\\"), kConfigOk);
+    EXPECT_EQ(Query(kProductKey, "ProgFilesFolder"), "/opt/other\\");
+}
+
 TEST_F(ConfigStoreTest, ValuesWithBlanksAndBreaksRoundTrip) {
     for (const std::string value :
          {"   ", " lead", "trail\t", "two\r\nlines", "\"quoted\"", "c:\\path\\", ""}) {
