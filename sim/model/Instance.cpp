@@ -2,14 +2,24 @@
 
 namespace qnsim {
 
+namespace {
+
+// Position of a property in the instance's value list, or -1 when the class lacks it.
+std::ptrdiff_t IndexOf(const ClassDef& classDef, const std::string& propertyName) {
+    const PropertyDef* property = classDef.FindProperty(propertyName);
+    return property == nullptr ? -1 : property - classDef.properties.data();
+}
+
+}  // namespace
+
 PropertyValue* Instance::Find(const std::string& propertyName) {
-    const PropertyDef* property = classDef->FindProperty(propertyName);
-    if (property == nullptr) return nullptr;
-    return &values[static_cast<std::size_t>(property - classDef->properties.data())];
+    const std::ptrdiff_t index = IndexOf(*classDef, propertyName);
+    return index < 0 ? nullptr : &values[static_cast<std::size_t>(index)];
 }
 
 const PropertyValue* Instance::Find(const std::string& propertyName) const {
-    return const_cast<Instance*>(this)->Find(propertyName);
+    const std::ptrdiff_t index = IndexOf(*classDef, propertyName);
+    return index < 0 ? nullptr : &values[static_cast<std::size_t>(index)];
 }
 
 void Instance::Set(const std::string& propertyName, std::string text) {

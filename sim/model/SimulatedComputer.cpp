@@ -53,10 +53,10 @@ FieldValue InstanceField(const Instance& instance, const std::string& name, cons
 bool PathMatches(const ObjectPath& path, const std::string& className,
                  const std::vector<std::pair<std::string, std::string>>& keys) {
     if (!EqualsIgnoreCaseAscii(path.className, className) || path.keys.size() != keys.size()) return false;
-    for (const auto& [key, value] : keys) {
+    for (const auto& wanted : keys) {
         const bool found = std::any_of(path.keys.begin(), path.keys.end(), [&](const auto& candidate) {
-            return EqualsIgnoreCaseAscii(candidate.first, key) &&
-                   EqualsIgnoreCaseAscii(candidate.second, value);
+            return EqualsIgnoreCaseAscii(candidate.first, wanted.first) &&
+                   EqualsIgnoreCaseAscii(candidate.second, wanted.second);
         });
         if (!found) return false;
     }
