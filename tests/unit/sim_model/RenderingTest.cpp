@@ -7,6 +7,8 @@
 #include <sstream>
 
 #include "ModelTestSupport.h"
+#include "model/InstanceRenderer.h"
+#include "model/ValueParsing.h"
 
 namespace qnsim::test {
 namespace {
@@ -149,6 +151,50 @@ TEST(Rendering, ClassDefinitionHasEveryPropertyNil) {
         "<p:Description xsi:nil=\"true\"/><p:InstallDate xsi:nil=\"true\"/>"
         "<p:MaximumAllowed xsi:nil=\"true\"/><p:Name xsi:nil=\"true\"/><p:Path xsi:nil=\"true\"/>"
         "<p:Status xsi:nil=\"true\"/><p:Type xsi:nil=\"true\"/></p:Win32_Share>");
+}
+
+TEST(Rendering, IntervalsDatetimesAndArraysInInstancesAndFragments) {
+    ClassDef classDef;
+    classDef.name = "Test_Timing";
+    for (const auto& [name, type] : std::vector<std::pair<std::string, std::string>>{{"Delay", "interval"},
+                                                                                     {"Started", "datetime"},
+                                                                                     {"Samples", "uint16[]"},
+                                                                                     {"Empty", "string[]"}}) {
+        PropertyDef property;
+        property.name = name;
+        ASSERT_TRUE(ParseCimTypeName(type, property));
+        classDef.properties.push_back(property);
+    }
+    Instance instance;
+    instance.classDef = &classDef;
+    instance.values.resize(4);
+    std::string problem;
+    ASSERT_TRUE(ParsePropertyValue(classDef.properties[0], "P0DT0H1M40S", instance.values[0], problem))
+        << problem;
+    ASSERT_TRUE(ParsePropertyValue(classDef.properties[1], "2014-04-03T14:45:50.46875+08:00",
+                                   instance.values[1], problem))
+        << problem;
+    ASSERT_TRUE(ParsePropertyValue(classDef.properties[2], nlohmann::json::array({3, 4}), instance.values[2],
+                                   problem));
+    ASSERT_TRUE(
+        ParsePropertyValue(classDef.properties[3], nlohmann::json::array(), instance.values[3], problem));
+
+    const std::string xml = RenderInstance(instance, "root\\test");
+    EXPECT_NE(xml.find("xmlns:p=\"http://schemas.microsoft.com/wbem/wsman/1/wmi/root/test/Test_Timing\""),
+              std::string::npos);
+    EXPECT_NE(xml.find("<p:Delay><cim:Interval>P0DT0H1M40S</cim:Interval></p:Delay>"), std::string::npos);
+    EXPECT_NE(xml.find("<p:Started><cim:Datetime>2014-04-03T14:45:50.46875+08:00</cim:Datetime></p:Started>"),
+              std::string::npos);
+    EXPECT_NE(xml.find("<p:Samples>3</p:Samples><p:Samples>4</p:Samples>"), std::string::npos);
+    EXPECT_EQ(xml.find("Empty"), std::string::npos);
+
+    const std::string fragment =
+        RenderFragment(instance, {&classDef.properties[1], &classDef.properties[0]}, "root/test");
+    EXPECT_EQ(
+        fragment,
+        "<w:XmlFragment xmlns:w=\"http://schemas.dmtf.org/wbem/wsman/1/wsman.xsd\"><Started><Datetime>"
+        "2014-04-03T14:45:50.46875+08:00</Datetime></Started><Delay><Interval>P0DT0H1M40S</Interval></Delay>"
+        "</w:XmlFragment>");
 }
 
 }  // namespace
