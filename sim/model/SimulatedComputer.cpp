@@ -223,6 +223,8 @@ Result<std::vector<RenderedItem>> SimulatedComputer::Associators(
         associations = data_.schema->Classes(wmiNamespace);
     }
 
+    // A path naming a base class (Win32_Account) matches links that name one of its subclasses.
+    const std::vector<const ClassDef*> sourceFamily = ClassAndSubclasses(wmiNamespace, *sourceClass);
     std::vector<ObjectPath> targets;
     for (const ClassDef* assoc : associations) {
         for (const Instance& link : data_.InstancesOf(assoc)) {
@@ -230,7 +232,10 @@ Result<std::vector<RenderedItem>> SimulatedComputer::Associators(
                 const PropertyDef& fromRole = assoc->properties[from];
                 if (fromRole.type != CimType::Reference || link.values[from].references.empty()) continue;
                 if (!query.role.empty() && !EqualsIgnoreCaseAscii(fromRole.name, query.role)) continue;
-                if (!PathMatches(link.values[from].references.front(), sourceClass->name, query.source.keys))
+                if (!std::any_of(sourceFamily.begin(), sourceFamily.end(), [&](const ClassDef* candidate) {
+                        return PathMatches(link.values[from].references.front(), candidate->name,
+                                           query.source.keys);
+                    }))
                     continue;
                 for (std::size_t to = 0; to < assoc->properties.size(); ++to) {
                     const PropertyDef& toRole = assoc->properties[to];

@@ -97,6 +97,11 @@ TEST_F(WorkstationQuery, AssociatorsListGroupMembersWithNestedGroups) {
                               "Associators of {Win32_UserAccount.Domain='WS-PC1',Name='helpdesk'} Where "
                               "AssocClass=Win32_GroupUser Role=PartComponent");
     EXPECT_EQ(groups.size(), 3u);
+    EXPECT_EQ(Query(*model_,
+                    "Associators of {Win32_Account.Domain='WS-PC1',Name='helpdesk'} Where "
+                    "AssocClass=Win32_GroupUser Role=PartComponent")
+                  .size(),
+              3u);
     EXPECT_TRUE(Query(*model_,
                       "Associators of {Win32_Group.Domain='WS-PC1',Name='Backup Operators'} Where "
                       "AssocClass=Win32_GroupUser Role=GroupComponent")
