@@ -53,6 +53,19 @@ TEST_P(BundledProfile, ProcessorCountersOnePerLogicalCpuAndTotal) {
     EXPECT_EQ(PropertyText(counters.back().xml, "Name"), "_Total");
 }
 
+TEST_P(BundledProfile, EveryInstanceOfEveryClassIsWellFormed) {
+    auto model = LoadBundled(GetParam());
+    ASSERT_TRUE(model);
+    for (const char* wmiNamespace : {"root/cimv2", "root/WebAdministration"}) {
+        for (const RenderedItem& definition : Query(*model, "select * from meta_class", wmiNamespace)) {
+            ASSERT_TRUE(WellFormed(definition.xml)) << definition.xml;
+            const std::string className = ElementClass(definition.xml);
+            for (const RenderedItem& item : Query(*model, "select * from " + className, wmiNamespace))
+                ASSERT_TRUE(WellFormed(item.xml)) << item.xml;
+        }
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Profiles, BundledProfile, ::testing::Values("workstation", "server", "unhealthy"));
 
 TEST(WorkstationProfile, LooksLikeADomainWorkstation) {
