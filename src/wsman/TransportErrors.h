@@ -7,6 +7,7 @@
 //   0x80338126 ERROR_WSMAN_NETWORK_TIMEDOUT          host unreachable, connect or request timed out
 //   0x80072F8F ERROR_WINHTTP_SECURE_FAILURE          TLS: untrusted, expired, name or pin mismatch
 //   0x803381BA ERROR_WSMAN_SSL_CONNECTION_ABORTED    TLS handshake failed, unreadable CA file
+//   0x80338048 ERROR_WSMAN_ENVELOPE_TOO_LARGE        reply larger than the envelope size asked for
 //   0x80070005 E_ACCESSDENIED                        HTTP 401 after authenticating (wrong password, ...);
 //                                                    the KDC refused user or password; the server
 //                                                    offers no scheme we may use
@@ -35,6 +36,7 @@ inline constexpr HResult kDestinationUnreachable = static_cast<HResult>(0x803380
 inline constexpr HResult kNetworkTimedOut = static_cast<HResult>(0x80338126);
 inline constexpr HResult kSecureFailure = static_cast<HResult>(0x80072F8F);
 inline constexpr HResult kSslConnectionAborted = static_cast<HResult>(0x803381BA);
+inline constexpr HResult kEnvelopeTooLarge = static_cast<HResult>(0x80338048);
 inline constexpr HResult kAccessDenied = static_cast<HResult>(0x80070005);
 inline constexpr HResult kHttpBadRequest = static_cast<HResult>(0x80338171);
 inline constexpr HResult kHttpNotFound = static_cast<HResult>(0x80338113);

@@ -10,8 +10,16 @@ struct Collector {
     HttpResponse* response;
 };
 
+// The client asks for envelopes of at most 512000 bytes; sealing adds a few hundred. A server that sends
+// more is broken or hostile, and its reply is not kept in memory.
+constexpr std::size_t kMaxReplyBytes = 2 * 512000;
+
 size_t CollectBody(char* data, size_t size, size_t count, void* user) {
-    static_cast<Collector*>(user)->response->body.append(data, size * count);
+    std::string& body = static_cast<Collector*>(user)->response->body;
+    if (size * count > kMaxReplyBytes - body.size()) {
+        return 0;  // libcurl ends the transfer with CURLE_WRITE_ERROR
+    }
+    body.append(data, size * count);
     return size * count;
 }
 
@@ -99,6 +107,11 @@ HttpResponse HttpConnection::Post(const std::vector<std::string>& extraHeaders, 
         return response;
     }
     CURL* curl = curl_.get();
+    // libcurl sends a request again on a new connection when a reused one closes before any byte of the
+    // reply. The server may have acted on the first copy (an enumeration moved on, a service stopped), so
+    // such a resent request is reported as lost instead of answered. A connection that is seen closed
+    // before sending is simply replaced.
+    const bool reusing = connected_ && IsAlive();
     std::vector<std::string> lines = {"Expect:", "Connection: Keep-Alive",
                                       "User-Agent: Microsoft WinRM Client"};
     lines.insert(lines.end(), extraHeaders.begin(), extraHeaders.end());
@@ -128,8 +141,17 @@ HttpResponse HttpConnection::Post(const std::vector<std::string>& extraHeaders, 
     curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &response.status);
     response.newConnection = !connected_ || connects > 0 || (localPort != 0 && localPort != localPort_);
     response.pinMismatch = tls_->pinMismatch;
+    if (response.result == CURLE_OK && reusing && response.newConnection) {
+        response.result = CURLE_GOT_NOTHING;
+        response.failureText = "the connection closed under the request, which libcurl sent again";
+    }
+    if (response.result == CURLE_WRITE_ERROR) {
+        response.failureText = "the reply exceeds " + std::to_string(kMaxReplyBytes) + " bytes";
+    }
     if (response.result != CURLE_OK) {
-        response.failureText = errorText[0] ? errorText : curl_easy_strerror(response.result);
+        if (response.failureText.empty()) {
+            response.failureText = errorText[0] ? errorText : curl_easy_strerror(response.result);
+        }
         // The connection's state is unknown now; never reuse it.
         Configure();
         return response;

@@ -30,6 +30,9 @@ HResult HResultForTransferFailure(const HttpResponse& response) {
         case CURLE_SSL_ISSUER_ERROR:
         case CURLE_SSL_CRL_BADFILE:
             return kSslConnectionAborted;
+        case CURLE_WRITE_ERROR:
+            // Only the body collector stops a transfer: the reply outgrew every envelope we allow.
+            return kEnvelopeTooLarge;
         case CURLE_URL_MALFORMAT:
         case CURLE_UNSUPPORTED_PROTOCOL:
         case CURLE_FAILED_INIT:
