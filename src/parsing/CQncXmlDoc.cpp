@@ -1,11 +1,17 @@
 #include "parsing/CQncXmlDoc.h"
 
+#include <chrono>
+
 #include "platform/ComRuntime.h"
 #include "platform/FileSystem.h"
 
 namespace {
 
 constexpr std::uint32_t kInitializeFailed = 0xFFFFFFFF;
+
+// A file modified this recently may be written again within the same timestamp (file systems keep times
+// in coarse ticks), so a load this close to its modification time is never reused.
+constexpr auto kSettledAge = std::chrono::seconds(2);
 
 }  // namespace
 
@@ -48,6 +54,7 @@ void CQncXmlDoc::Uninitialize() {
     xmlDoc_.reset();
     xslDoc_.reset();
     rootElement_.reset();
+    loadedStylesheet_ = {};
     if (comInitialized_ != 0) {
         qn::platform::ComUninitialize();
         comInitialized_ = 0;
@@ -73,5 +80,20 @@ int CQncXmlDoc::TransformWith(const char* stylesheetPath, CQncString& output) {
 }
 
 bool CQncXmlDoc::LoadStylesheet(const char* stylesheetPath) {
-    return xslDoc_->LoadFile(stylesheetPath);
+    namespace fs = std::filesystem;
+    const fs::path file = qn::platform::MapModulePath(stylesheetPath);
+    std::error_code sizeError, timeError;
+    const std::uintmax_t size = fs::file_size(file, sizeError);
+    const fs::file_time_type modified = fs::last_write_time(file, timeError);
+    const bool known = !sizeError && !timeError;
+    if (known && !loadedStylesheet_.path.empty() && loadedStylesheet_.path == stylesheetPath &&
+        loadedStylesheet_.size == size && loadedStylesheet_.modified == modified) {
+        return true;
+    }
+
+    loadedStylesheet_ = {};
+    const fs::file_time_type loadedAt = fs::file_time_type::clock::now();
+    if (!xslDoc_->LoadFile(stylesheetPath)) return false;
+    if (known && modified + kSettledAge < loadedAt) loadedStylesheet_ = {stylesheetPath, size, modified};
+    return true;
 }

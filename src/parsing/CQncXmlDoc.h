@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,14 +30,23 @@ class CQncXmlDoc : public CQncBase {
     bool IsInitialized() const { return initialized_ != 0; }
 
   private:
-    // Where a stylesheet cache (keyed by path, size and modification time) would go; today the file is read
-    // and compiled on every call.
+    // Loads the stylesheet file into xslDoc_, unless xslDoc_ already holds that file unchanged: same path,
+    // size and modification time, and a modification time older than the file system's timestamp resolution
+    // could hide (see CQncXmlDoc.cpp). The compiled stylesheet is kept with xslDoc_, so an unchanged file is
+    // neither read nor compiled again; a changed one is re-read at once.
     bool LoadStylesheet(const char* stylesheetPath);
 
     std::unique_ptr<qn::platform::XmlDocument> xmlDoc_;
     std::unique_ptr<qn::platform::XmlDocument> xslDoc_;
     // The document element of the last item that loaded; kept when a later load fails.
     std::optional<std::string> rootElement_;
+    // What xslDoc_ holds: the file it was loaded from, as it was then. Empty path: nothing reusable.
+    struct LoadedStylesheet {
+        std::string path;
+        std::uintmax_t size = 0;
+        std::filesystem::file_time_type modified{};
+    };
+    LoadedStylesheet loadedStylesheet_;
     std::int32_t initialized_ = 0;
     std::int32_t comInitialized_ = 0;
 };

@@ -37,6 +37,7 @@ class XmlDocument {
     // and puts the result text into `output` (UTF-8 on POSIX, whatever encoding the stylesheet declares).
     // False when either document is empty, the stylesheet does not compile, or the transformation fails;
     // `output` is then unchanged. May strip whitespace text from this document as the stylesheet asks.
+    // The stylesheet document keeps its compiled form from its first use until it is loaded again.
     virtual bool TransformNode(const XmlDocument& stylesheet, std::string& output) = 0;
 };
 

@@ -33,17 +33,21 @@ class LibxmlDocument final : public XmlDocument {
     bool TransformNode(const XmlDocument& stylesheet, std::string& output) override {
         const auto* sheet = dynamic_cast<const LibxmlDocument*>(&stylesheet);
         if (doc_ == nullptr || sheet == nullptr || sheet->doc_ == nullptr) return false;
-        posix::UniqueXsltStylesheet style = posix::CompileStylesheet(*sheet->doc_);
-        return style != nullptr && posix::ApplyStylesheet(*style, *doc_, output);
+        // A stylesheet document is compiled once, on its first use, and again only after it is reloaded.
+        if (sheet->compiled_ == nullptr) sheet->compiled_ = posix::CompileStylesheet(*sheet->doc_);
+        return sheet->compiled_ != nullptr && posix::ApplyStylesheet(*sheet->compiled_, *doc_, output);
     }
 
   private:
     bool Replace(posix::UniqueXmlDoc doc) {
+        compiled_.reset();
         doc_ = std::move(doc);
         return doc_ != nullptr;
     }
 
     posix::UniqueXmlDoc doc_;
+    // This document compiled as a stylesheet (its own copy of the document); null until used as one.
+    mutable posix::UniqueXsltStylesheet compiled_;
 };
 
 }  // namespace

@@ -1,0 +1,115 @@
+// CQncXmlDoc keeps a loaded and compiled stylesheet while its file stays the same; every change of the file
+// (its content with a new modification time, its size, or another path) is read at the next transformation.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+
+#include "ParsingTestSupport.h"
+#include "parsing/CQncXmlDoc.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using parsing_test::ScratchFolder;
+
+// Writes "<root name><separator><root text>".
+std::string Stylesheet(const std::string& separator) {
+    return R"xsl(<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+  <xsl:output method="text"/>
+  <xsl:template match="/"><xsl:value-of select="name(/*)"/>)xsl" +
+           separator + R"xsl(<xsl:value-of select="/*"/></xsl:template>
+</xsl:stylesheet>)xsl";
+}
+
+class StylesheetReloadTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_EQ(doc_.Initialize(0, ""), 0u);
+        ASSERT_EQ(doc_.LoadXml("<a>1</a>"), 0);
+    }
+
+    // Writes the stylesheet and dates it an hour back, long settled.
+    fs::path WriteSettled(const std::string& name, const std::string& content) {
+        const fs::path file = scratch_.WriteFile(name, content);
+        fs::last_write_time(file, hourAgo_);
+        return file;
+    }
+
+    std::string Transform(const fs::path& sheet) {
+        CQncString output("unchanged");
+        return doc_.TransformWith(sheet.c_str(), output) == 0 ? output.GetText() : "failed";
+    }
+
+    ScratchFolder scratch_;
+    CQncXmlDoc doc_;
+    const fs::file_time_type hourAgo_ = fs::file_time_type::clock::now() - std::chrono::hours(1);
+};
+
+TEST_F(StylesheetReloadTest, UnchangedFileGivesTheSameResultEveryTime) {
+    const fs::path sheet = WriteSettled("value.xsl", Stylesheet("="));
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(Transform(sheet), "a=1");
+    }
+    ASSERT_EQ(doc_.LoadXml("<b>2</b>"), 0);
+    EXPECT_EQ(Transform(sheet), "b=2");
+}
+
+TEST_F(StylesheetReloadTest, FileRewrittenWithTheSameSizeIsReread) {
+    const fs::path sheet = WriteSettled("value.xsl", Stylesheet("="));
+    ASSERT_EQ(Transform(sheet), "a=1");
+    // An edit in place: same size, the modification time of now.
+    scratch_.WriteFile("value.xsl", Stylesheet("#"));
+    EXPECT_EQ(Transform(sheet), "a#1");
+    // And again, at once: a file modified this recently is never taken from the cache.
+    scratch_.WriteFile("value.xsl", Stylesheet("%"));
+    EXPECT_EQ(Transform(sheet), "a%1");
+}
+
+TEST_F(StylesheetReloadTest, FileOfAnotherSizeIsRereadEvenWithTheOldModificationTime) {
+    const fs::path sheet = WriteSettled("value.xsl", Stylesheet("="));
+    ASSERT_EQ(Transform(sheet), "a=1");
+    WriteSettled("value.xsl", Stylesheet(" is "));
+    EXPECT_EQ(Transform(sheet), "a is 1");
+}
+
+TEST_F(StylesheetReloadTest, FileWithAnotherModificationTimeIsReread) {
+    const fs::path sheet = WriteSettled("value.xsl", Stylesheet("="));
+    ASSERT_EQ(Transform(sheet), "a=1");
+    scratch_.WriteFile("value.xsl", Stylesheet("#"));
+    fs::last_write_time(sheet, hourAgo_ + std::chrono::minutes(1));
+    EXPECT_EQ(Transform(sheet), "a#1");
+}
+
+TEST_F(StylesheetReloadTest, AnotherPathIsReadAndSwitchingBackWorks) {
+    const fs::path first = WriteSettled("first.xsl", Stylesheet("="));
+    const fs::path second = WriteSettled("second.xsl", Stylesheet("#"));
+    EXPECT_EQ(Transform(first), "a=1");
+    EXPECT_EQ(Transform(second), "a#1");
+    EXPECT_EQ(Transform(first), "a=1");
+}
+
+TEST_F(StylesheetReloadTest, BrokenOrVanishedFileFailsAndARepairedOneWorksAgain) {
+    const fs::path sheet = WriteSettled("value.xsl", Stylesheet("="));
+    ASSERT_EQ(Transform(sheet), "a=1");
+    WriteSettled("value.xsl", "<xsl:stylesheet");
+    EXPECT_EQ(Transform(sheet), "failed");
+    fs::remove(sheet);
+    EXPECT_EQ(Transform(sheet), "failed");
+    WriteSettled("value.xsl", Stylesheet("="));
+    EXPECT_EQ(Transform(sheet), "a=1");
+}
+
+TEST_F(StylesheetReloadTest, UninitializeForgetsTheStylesheet) {
+    const fs::path sheet = WriteSettled("value.xsl", Stylesheet("="));
+    ASSERT_EQ(Transform(sheet), "a=1");
+    doc_.Uninitialize();
+    // Same size, same (restored) modification time: only a document that starts afresh reads it.
+    WriteSettled("value.xsl", Stylesheet("#"));
+    ASSERT_EQ(doc_.Initialize(0, ""), 0u);
+    ASSERT_EQ(doc_.LoadXml("<a>1</a>"), 0);
+    EXPECT_EQ(Transform(sheet), "a#1");
+}
+
+}  // namespace
