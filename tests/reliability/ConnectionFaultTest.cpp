@@ -73,6 +73,32 @@ TEST_F(ConnectionFaultTest, ServiceThatStopsAndReturnsOnTheSamePortIsReadAgainWi
     EXPECT_EQ(list, ExpectedServiceList());
 }
 
+// The access check of the connect meets the fault: the connect fails with its text and closes the session,
+// so checks say the session is not open; the next connect of the same handle succeeds.
+TEST(ValidationFaultTest, FailedValidationClosesTheSessionAndTheNextConnectSucceeds) {
+    const struct {
+        const char* effect;
+        std::uint32_t code;
+    } faults[] = {
+        {"fault=AccessDenied", 0x80070005}, {"status=503", 0x80338112},     {"drop", 0x80338012},
+        {"malformed", 0x80338043},          {"fault=TimedOut", 0x80338029}, {"status=401", 0x80070005}};
+    for (const auto& fault : faults) {
+        SCOPED_TRACE(fault.effect);
+        Bench bench;
+        SimSetup setup;
+        setup.faultRules = std::string("class=Win32_ComputerSystem times=1 ") + fault.effect;
+        std::string error;
+        ASSERT_TRUE(bench.StartSim(setup, error)) << error;
+        EXPECT_EQ(bench.ConnectToSim(), QNSNWSM_FAILURE);
+        EXPECT_EQ(bench.ErrorText(), WinrmErrorText(fault.code));
+        std::string list;
+        EXPECT_EQ(bench.ServiceList(list), QNSNWSM_FAILURE);
+        EXPECT_STREQ(bench.ErrorText(),
+                     "WSMan session has not been opened yet, please check connection properties");
+        ExpectHandleStillConnects(bench);
+    }
+}
+
 // Sealed traffic: the restarted service knows nothing of the old security context, so the client must log
 // on again on a new connection instead of sending a sealed body into the void.
 TEST(SealedConnectionFaultTest, ServiceRestartUnderAnOpenSessionNeedsOnlyTheNextCall) {
