@@ -34,12 +34,13 @@ HResult HResultForTransferFailure(const HttpResponse& response) {
             // Only the body collector stops a transfer: the reply outgrew every envelope we allow.
             return kEnvelopeTooLarge;
         case CURLE_URL_MALFORMAT:
-        case CURLE_UNSUPPORTED_PROTOCOL:
         case CURLE_FAILED_INIT:
         case CURLE_OUT_OF_MEMORY:
             return kFail;
         default:
-            // Reset, closed without a reply, send/receive errors: the destination did not serve us.
+            // Reset, closed without a reply, send/receive errors, an answer that is not HTTP (libcurl calls
+            // an HTTP/0.9-looking reply an unsupported protocol; the URL itself was checked before): the
+            // destination did not serve us.
             return kDestinationUnreachable;
     }
 }
