@@ -11,6 +11,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "model/ComputerModel.h"
 #include "parsing/CSnWinrmNode.h"
@@ -120,13 +121,38 @@ int main(int argc, char** argv) {
     char folder[] = "/tmp/qnsnwsm-bench-parser-XXXXXX";
     if (mkdtemp(folder) == nullptr) return 1;
     const std::filesystem::path registry = std::filesystem::path(folder) / "registry.conf";
-    std::ofstream(registry) << "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=" << QN_SHARE_DIR
-                            << "/\n";
+    std::ofstream(registry) << "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder="
+                            << QN_SHARE_DIR << "/\n";
     setenv("QNSNWSM_REGISTRY", registry.c_str(), 1);
     g_stylesheet = std::string(QN_SHARE_DIR) + "/Sys/Wsman/WsmTxtEx.xsl";
 
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
+
+    // Memory a parser keeps after its first item (its documents and the compiled stylesheet), per parser.
+    constexpr int kParsers = 200;
+    const auto resident = [] {
+        std::ifstream statm("/proc/self/statm");
+        long size = 0, pages = 0;
+        statm >> size >> pages;
+        return pages * 4;
+    };
+    const long before = resident();
+    std::vector<std::unique_ptr<CSnWinrmNode>> parsers;
+    for (int i = 0; i < kParsers; ++i) {
+        parsers.push_back(std::make_unique<CSnWinrmNode>());
+        parsers.back()->Transform(g_item.c_str());
+    }
+    const long withParsers = resident();
+    std::vector<qn::platform::posix::UniqueXsltStylesheet> compiled;
+    auto sheet = qn::platform::posix::ParseUntrustedFile(g_stylesheet.c_str());
+    for (int i = 0; i < kParsers; ++i) {
+        compiled.push_back(qn::platform::posix::CompileStylesheet(*sheet));
+    }
+    std::printf(
+        "\nResident memory per record parser after one item: %ld KiB; of which a compiled stylesheet: "
+        "%ld KiB\n",
+        (withParsers - before) / kParsers, (resident() - withParsers) / kParsers);
     std::filesystem::remove_all(folder);
     return 0;
 }

@@ -103,7 +103,7 @@ void RunProfile(const char* title, const std::vector<std::string>& simArguments)
     // Many checks in a row: authentication stays with the connection.
     at = qnbench::ReadLog(log).size();
     const auto checks = Checks();
-    constexpr int kRounds = 20;
+    constexpr int kRounds = 5;
     for (int round = 0; round < kRounds; ++round) {
         for (const auto& check : checks) {
             check.run(handle);
