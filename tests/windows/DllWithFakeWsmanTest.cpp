@@ -117,6 +117,8 @@ QN_TEST(FakeServiceListThroughMsxml) {
             "\n" +
             Instance("Win32_Service", Property("Name", "WinRM") +
                                           Property("DisplayName", "Windows Remote Management &amp; more")) +
+            "\n" +
+            Instance("Win32_Service", Property("Name", "Zed") + Property("DisplayName", "Caf\xC3\xA9")) +
             "\n");
     QN_CHECK(scenario.Initialize());
     std::string error;
@@ -127,7 +129,12 @@ QN_TEST(FakeServiceListThroughMsxml) {
     QN_CHECK_EQ(QN_EXPORT(scenario.Dll(), WSManGetServiceList)(scenario.Handle(), list, sizeof list, text,
                                                                sizeof text),
                 QNSNWSM_OK);
-    QN_CHECK_EQ(list, "Spooler;;Print Spooler||WinRM;;Windows Remote Management & more");
+    // Texts arrive in the ANSI code page, not as the UTF-8 they travelled in.
+    char cafe[8] = {};
+    WideCharToMultiByte(CP_ACP, 0, L"Caf\u00e9", -1, cafe, sizeof cafe, nullptr, nullptr);
+    QN_CHECK_EQ(list,
+                "Spooler;;Print Spooler||WinRM;;Windows Remote Management & more||Zed;;" + std::string(cafe));
+    QN_CHECK_EQ(std::string(cafe).size(), 4u);
     QN_CHECK_EQ(text, "");
 }
 
@@ -145,6 +152,20 @@ QN_TEST(FakeWinRMFaultsBecomeTexts) {
                 QNSNWSM_FAILURE);
     QN_CHECK_EQ(text, "WMI/WinRM Error 0x80070005: Access is denied");
     QN_CHECK_EQ(list, "");
+}
+
+QN_TEST(FakeEnumerationWithoutAnEnumeratorFails) {
+    Scenario scenario("notenumerator");
+    scenario.Script("Win32_Service.not-enumerator", "");
+    QN_CHECK(scenario.Initialize());
+    std::string error;
+    QN_CHECK_EQ(scenario.Connect("u", "p", "", error), QNSNWSM_OK);
+    char list[64];
+    char text[128];
+    QN_CHECK_EQ(QN_EXPORT(scenario.Dll(), WSManGetServiceList)(scenario.Handle(), list, sizeof list, text,
+                                                               sizeof text),
+                QNSNWSM_FAILURE);
+    QN_CHECK_EQ(text, "WSMan enumerate failed, null pointer cast");
 }
 
 QN_TEST(FakeFailedValidationClosesTheSession) {

@@ -33,6 +33,29 @@ class FakeEnumerator final : public DispatchObject<IWSManEnumerator> {
     std::size_t next_ = 0;
 };
 
+class FakeConnectionOptions final : public DispatchObject<IWSManConnectionOptions> {
+  public:
+    HRESULT STDMETHODCALLTYPE get_UserName(BSTR* name) override {
+        if (name == nullptr) return E_POINTER;
+        *name = Widen(userName_);
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE put_UserName(BSTR name) override {
+        userName_ = Narrow(name);
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE put_Password(BSTR password) override {
+        password_ = Narrow(password);
+        return S_OK;
+    }
+
+    std::string Describe() const { return "user=" + userName_ + " password=" + password_; }
+
+  private:
+    std::string userName_ = "(unset)";
+    std::string password_ = "(unset)";
+};
+
 std::string VariantText(const VARIANT& value) {
     return value.vt == VT_BSTR ? Narrow(value.bstrVal) : "(not a string)";
 }
@@ -54,6 +77,8 @@ class FakeSession final : public DispatchObject<IWSManSession> {
                 " | flags=" + std::to_string(flags));
         const std::string name = ScriptName(query);
         if (const auto fault = ScriptedFault(name + ".fault")) return *fault;
+        // A success that hands back something other than an enumerator.
+        if (ReadScriptFile(name + ".not-enumerator")) return HandOut<FakeConnectionOptions>(resultSet);
         return HandOut<FakeEnumerator>(resultSet, ScriptedItems(name + ".items"));
     }
 
@@ -79,29 +104,6 @@ class FakeSession final : public DispatchObject<IWSManSession> {
     HRESULT STDMETHODCALLTYPE put_BatchItems(LONG) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE get_Timeout(LONG*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE put_Timeout(LONG) override { return E_NOTIMPL; }
-};
-
-class FakeConnectionOptions final : public DispatchObject<IWSManConnectionOptions> {
-  public:
-    HRESULT STDMETHODCALLTYPE get_UserName(BSTR* name) override {
-        if (name == nullptr) return E_POINTER;
-        *name = Widen(userName_);
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE put_UserName(BSTR name) override {
-        userName_ = Narrow(name);
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE put_Password(BSTR password) override {
-        password_ = Narrow(password);
-        return S_OK;
-    }
-
-    std::string Describe() const { return "user=" + userName_ + " password=" + password_; }
-
-  private:
-    std::string userName_ = "(unset)";
-    std::string password_ = "(unset)";
 };
 
 class FakeWsman final : public DispatchObject<IWSMan> {
