@@ -15,7 +15,15 @@ class Variant {
         value_.vt = VT_BSTR;
         value_.bstrVal = text.Release();
     }
+    // A VT_BOOL variant.
+    static Variant Boolean(bool value) {
+        Variant result;
+        result.value_.vt = VT_BOOL;
+        result.value_.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
+        return result;
+    }
     ~Variant() { VariantClear(&value_); }
+    Variant(Variant&& other) noexcept : value_(other.value_) { VariantInit(&other.value_); }
     Variant(const Variant&) = delete;
     Variant& operator=(const Variant&) = delete;
 

@@ -26,12 +26,7 @@ using windows::ComPtr;
 using windows::Variant;
 
 void SetBooleanProperty(IXMLDOMDocument2& document, const char* name, bool value) {
-    const Bstr property(name);
-    VARIANT setting;
-    VariantInit(&setting);
-    setting.vt = VT_BOOL;
-    setting.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
-    document.setProperty(property.Get(), setting);
+    document.setProperty(Bstr(name).Get(), Variant::Boolean(value).Get());
 }
 
 class MsxmlDocument final : public XmlDocument {
