@@ -8,6 +8,7 @@
 #include "TestFiles.h"
 #include "TestRunner.h"
 #include "base/QncBase.h"
+#include "base/QncDiagnostics.h"
 #include "platform/CriticalSection.h"
 #include "platform/FileSystem.h"
 #include "platform/ProcessInfo.h"
@@ -40,6 +41,23 @@ QN_TEST(FilesExistOnlyWhenNotFolders) {
 QN_TEST(ExecutablePathNamesThisProgram) {
     const std::string path = qn::platform::ExecutableFilePath();
     QN_CHECK(path.ends_with("\\windows_platform_tests.exe"));
+}
+
+QN_TEST(AssertionLinesNameTheExecutable) {
+    // The fixed path on drive C: of the prefix; its folder is never created by the module.
+    RemoveFile(kQncAssertFile);
+    RemoveDirectoryA("c:\\qndebug");
+    Assert("Source.cpp", 12);
+    QN_CHECK(!qn::platform::IsExistingFile(kQncAssertFile));
+
+    QN_CHECK(CreateDirectoryA("c:\\qndebug", nullptr));
+    Assert("Source.cpp", 12);
+    const std::string line = ReadWholeFile(kQncAssertFile);
+    QN_CHECK(
+        line.find("] QUILLON ASSERTION FAILURE, MODULE: [windows_platform_tests.exe], FILE: [Source.cpp]; "
+                  "LINE: 12\r\n") != std::string::npos);
+    RemoveFile(kQncAssertFile);
+    RemoveDirectoryA("c:\\qndebug");
 }
 
 QN_TEST(TraceFileLinesEndInCrLf) {
