@@ -2,6 +2,8 @@
 // with regsvr32) -> MSXML with the installed stylesheets -> the caller's buffers. Run with the fake
 // registered: "windows_dll_tests Fake".
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "DllTestSupport.h"
 #include "TestPaths.h"
@@ -216,4 +218,40 @@ QN_TEST(FakeRebootInvokesTheOperatingSystemMethod) {
     QN_CHECK_EQ(QN_EXPORT(scenario.Dll(), WSManRebootComputer)(scenario.Handle(), text, sizeof text),
                 QNSNWSM_FAILURE);
     QN_CHECK_EQ(text, "WMI/WinRM Error 0x80070005: Access is denied");
+}
+
+QN_TEST(FakeHandlesOnSeparateThreadsStayIndependent) {
+    Scenario scenario("threads");
+    scenario.Script(
+        "Win32_Service.items",
+        Instance("Win32_Service", Property("Name", "Spooler") + Property("DisplayName", "Print Spooler")) +
+            "\n");
+    const ModuleDll& dll = scenario.Dll();
+    // Each host thread owns its handle from initialisation to shutdown, as a monitor's workers do.
+    std::vector<std::string> results(3);
+    std::vector<std::thread> workers;
+    for (std::size_t worker = 0; worker < results.size(); ++worker) {
+        workers.emplace_back([&dll, &results, worker] {
+            QNSNWSM_HANDLE handle = nullptr;
+            if (QN_EXPORT(dll, WSManInitialize)("host", "", &handle) != QNSNWSM_OK) return;
+            char text[128];
+            char list[128];
+            for (int round = 0; round < 5; ++round) {
+                QN_EXPORT(dll, WSManConnectToComputer)
+                (handle, "server1", "u", "p", "", 5985, 0, 0, text, sizeof text);
+                if (QN_EXPORT(dll, WSManGetServiceList)(handle, list, sizeof list, text, sizeof text) ==
+                    QNSNWSM_OK) {
+                    results[worker] += list;
+                    results[worker] += "|";
+                }
+                QN_EXPORT(dll, WSManDisconnectComputer)(handle);
+            }
+            QN_EXPORT(dll, WSManShutdown)(handle);
+        });
+    }
+    for (std::thread& worker : workers) worker.join();
+    const std::string expected = std::string("Spooler;;Print Spooler|") + "Spooler;;Print Spooler|" +
+                                 "Spooler;;Print Spooler|" + "Spooler;;Print Spooler|" +
+                                 "Spooler;;Print Spooler|";
+    for (const std::string& result : results) QN_CHECK_EQ(result, expected);
 }
