@@ -32,8 +32,8 @@ class CQncXmlDoc : public CQncBase {
   private:
     // Loads the stylesheet file into xslDoc_, unless xslDoc_ already holds that file unchanged: same path,
     // size and modification time, and a modification time older than the file system's timestamp resolution
-    // could hide (see CQncXmlDoc.cpp). The compiled stylesheet is kept with xslDoc_, so an unchanged file is
-    // neither read nor compiled again; a changed one is re-read at once.
+    // could hide (see CQncXmlDoc.cpp). An unchanged file is not read again (the platform document compiles it
+    // once per thread, see XmlDocument.h); a changed one is re-read at once.
     bool LoadStylesheet(const char* stylesheetPath);
 
     std::unique_ptr<qn::platform::XmlDocument> xmlDoc_;

@@ -5,6 +5,8 @@
 #include <chrono>
 #include <filesystem>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "ParsingTestSupport.h"
 #include "parsing/CQncXmlDoc.h"
@@ -101,12 +103,53 @@ TEST_F(StylesheetReloadTest, BrokenOrVanishedFileFailsAndARepairedOneWorksAgain)
     EXPECT_EQ(Transform(sheet), "a=1");
 }
 
-TEST_F(StylesheetReloadTest, UninitializeForgetsTheStylesheet) {
+TEST_F(StylesheetReloadTest, DocumentsOfOneThreadEachSeeEveryVersion) {
+    const fs::path sheet = WriteSettled("value.xsl", Stylesheet("="));
+    CQncXmlDoc other;
+    ASSERT_EQ(other.Initialize(0, ""), 0u);
+    ASSERT_EQ(other.LoadXml("<b>2</b>"), 0);
+    CQncString output;
+    EXPECT_EQ(Transform(sheet), "a=1");
+    ASSERT_EQ(other.TransformWith(sheet.c_str(), output), 0);
+    EXPECT_STREQ(output.GetText(), "b=2");
+
+    // A new version, settled under another modification time, read by the other document first.
+    WriteSettled("value.xsl", Stylesheet("#"));
+    fs::last_write_time(sheet, hourAgo_ + std::chrono::minutes(5));
+    ASSERT_EQ(other.TransformWith(sheet.c_str(), output), 0);
+    EXPECT_STREQ(output.GetText(), "b#2");
+    EXPECT_EQ(Transform(sheet), "a#1");
+}
+
+TEST_F(StylesheetReloadTest, ThreadsTransformWithTheSameFileAtOnce) {
+    const fs::path sheet = WriteSettled("value.xsl", Stylesheet("="));
+    std::vector<std::thread> threads;
+    std::vector<int> good(4, 0);
+    for (std::size_t t = 0; t < good.size(); ++t) {
+        threads.emplace_back([&, t] {
+            CQncXmlDoc doc;
+            CQncString output;
+            if (doc.Initialize(0, "") != 0 || doc.LoadXml("<c>3</c>") != 0) return;
+            for (int i = 0; i < 50; ++i) {
+                good[t] +=
+                    doc.TransformWith(sheet.c_str(), output) == 0 && std::string(output.GetText()) == "c=3"
+                        ? 1
+                        : 0;
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(good, std::vector<int>(4, 50));
+}
+
+TEST_F(StylesheetReloadTest, DocumentInitializedAgainReadsTheCurrentFile) {
     const fs::path sheet = WriteSettled("value.xsl", Stylesheet("="));
     ASSERT_EQ(Transform(sheet), "a=1");
     doc_.Uninitialize();
-    // Same size, same (restored) modification time: only a document that starts afresh reads it.
     WriteSettled("value.xsl", Stylesheet("#"));
+    fs::last_write_time(sheet, hourAgo_ + std::chrono::minutes(2));
     ASSERT_EQ(doc_.Initialize(0, ""), 0u);
     ASSERT_EQ(doc_.LoadXml("<a>1</a>"), 0);
     EXPECT_EQ(Transform(sheet), "a#1");
