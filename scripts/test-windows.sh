@@ -10,7 +10,7 @@
 set -u -o pipefail
 
 source_dir="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
-build_dir="${1:-$source_dir/build-win}"
+build_dir="$(realpath -m "${1:-$source_dir/build-win}")"  # Wine wants an absolute prefix path
 test_dir="$build_dir/tests/windows"
 dll="$build_dir/src/api/qnsnwsm.dll"
 mingw=x86_64-w64-mingw32
