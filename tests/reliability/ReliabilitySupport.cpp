@@ -35,7 +35,9 @@ std::string Rendered(const std::string& className, const Properties& properties)
 }
 
 std::string TwoDigits(int i) {
-    return (i < 10 ? "0" : "") + std::to_string(i);
+    std::string digits = std::to_string(i);
+    if (i < 10) digits.insert(digits.begin(), '0');
+    return digits;
 }
 
 qnsim::Result<std::vector<qnsim::RenderedItem>> QueryError(qnsim::WmiError::Kind kind, std::uint32_t code,
