@@ -1,6 +1,7 @@
 #include "platform/posix/XmlLibrary.h"
 
 #include <libxml/xmlerror.h>
+#include <libxslt/extensions.h>
 #include <libxslt/xslt.h>
 #include <libxslt/xsltutils.h>
 
@@ -20,6 +21,9 @@ void EnsureXmlLibraryReady() {
     std::call_once(once, [] {
         xmlInitParser();
         xsltInit();
+        // libxslt creates its extension lock lazily and without a lock of its own (xsltInitGlobals); two
+        // threads compiling their first stylesheets at once would each make one and leak the loser's.
+        xsltInitGlobals();
         // libxslt reports stylesheet compilation errors through one process-wide function that prints to
         // stderr by default; a module inside a host process must not write there.
         xsltSetGenericErrorFunc(nullptr, DiscardGenericError);
