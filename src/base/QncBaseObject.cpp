@@ -125,8 +125,7 @@ void CQncBase::TraceSized(int level, int maxLength, const char* format, ...) {
 
 void CQncBase::WriteTraceLine(int level, const char* line) {
     if (!traceFile_.IsEmpty() && (level & (kTraceToFile | kTraceBanner)) != 0) {
-        const char* mode = qn::platform::IsExistingFile(traceFile_.GetText()) ? "at" : "wt";
-        if (qn::platform::UniqueFile file = qn::platform::OpenFile(traceFile_.GetText(), mode)) {
+        if (qn::platform::UniqueFile file = qn::platform::OpenForAppending(traceFile_.GetText())) {
             qn::platform::WriteWhole(file.get(), std::string(line) + "\n");
         }
     }

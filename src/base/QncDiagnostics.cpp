@@ -47,8 +47,7 @@ void Assert(const char* sourceFile, long line) {
 
 void WriteDebugLine(const CQncString& debugFile, const char* text) {
     if (debugFile.IsEmpty()) return;
-    const char* mode = qn::platform::IsExistingFile(debugFile.GetText()) ? "at" : "wt";
-    qn::platform::UniqueFile file = qn::platform::OpenFile(debugFile.GetText(), mode);
+    qn::platform::UniqueFile file = qn::platform::OpenForAppending(debugFile.GetText());
     if (!file) return;
     const qn::platform::TimeOfDay now = qn::platform::LocalTimeOfDay();
     const unsigned ticks = qn::platform::GetTickCount();

@@ -25,6 +25,11 @@ using UniqueFile = std::unique_ptr<std::FILE, FileCloser>;
 // fopen of the mapped path; `mode` may carry the text flag 't' ("at", "wt"). Empty on failure.
 UniqueFile OpenFile(const char* modulePath, const char* mode);
 
+// Opens a line file (trace, debug lines) for appending: "at" when the file exists and is not a folder,
+// "wt" otherwise. Where the platform can, a file created at that moment by another writer is appended to
+// rather than emptied again, so two writers starting a new file at once both keep their first lines.
+UniqueFile OpenForAppending(const char* modulePath);
+
 // Writes `text` to a freshly opened file in one piece, so that processes and objects appending lines to
 // one file never interleave parts of lines. Must be the first operation on the stream.
 bool WriteWhole(std::FILE* file, std::string_view text);

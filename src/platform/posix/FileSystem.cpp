@@ -33,6 +33,12 @@ UniqueFile OpenFile(const char* modulePath, const char* mode) {
     return UniqueFile(std::fopen(MapModulePath(modulePath).c_str(), posixMode.c_str()));
 }
 
+UniqueFile OpenForAppending(const char* modulePath) {
+    // O_APPEND|O_CREAT: the same as "wt" for a missing file and "at" for an existing one, without the
+    // window between the test and the open in which a second creator would truncate the first one's lines.
+    return OpenFile(modulePath, "a");
+}
+
 bool WriteWhole(std::FILE* file, std::string_view text) {
     // Unbuffered: fwrite then hands the whole text to one write(2) on an O_APPEND descriptor.
     std::setvbuf(file, nullptr, _IONBF, 0);

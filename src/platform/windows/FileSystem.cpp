@@ -23,6 +23,10 @@ UniqueFile OpenFile(const char* modulePath, const char* mode) {
     return UniqueFile(std::fopen(modulePath, mode));
 }
 
+UniqueFile OpenForAppending(const char* modulePath) {
+    return OpenFile(modulePath, IsExistingFile(modulePath) ? "at" : "wt");
+}
+
 bool WriteWhole(std::FILE* file, std::string_view text) {
     // One buffer for the whole text (room for every LF widened to CR LF): it reaches the file in one flush,
     // not piece by piece between another writer's lines.
