@@ -8,5 +8,7 @@ if ! diff <(sort "$expected") <(printf '%s\n' "$actual"); then
   echo "exported functions differ from the expected 34 (< expected, > exported)"
   exit 1
 fi
-objdump -p "$library" | grep -q 'SONAME *libqnsnwsm\.so\.1' || { echo "no SONAME libqnsnwsm.so.1"; exit 1; }
+# Read whole before matching: grep -q would stop early and fail objdump (and the pipe) with SIGPIPE.
+headers="$(objdump -p "$library")"
+grep -q 'SONAME *libqnsnwsm\.so\.1' <<<"$headers" || { echo "no SONAME libqnsnwsm.so.1"; exit 1; }
 echo "34 exports, SONAME libqnsnwsm.so.1"
