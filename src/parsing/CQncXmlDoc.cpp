@@ -3,7 +3,6 @@
 #include <chrono>
 
 #include "platform/ComRuntime.h"
-#include "platform/FileSystem.h"
 
 namespace {
 
@@ -69,31 +68,28 @@ int CQncXmlDoc::LoadXml(const char* xmlText) {
     return rootElement_.has_value() ? 0 : -1;
 }
 
-int CQncXmlDoc::TransformWith(const char* stylesheetPath, CQncString& output) {
+int CQncXmlDoc::TransformWith(const char* stylesheetPath, CQncString& output,
+                              const qn::platform::FileStamp* checkedStamp) {
     if (initialized_ == 0) return -1;
-    if (!qn::platform::IsExistingFile(stylesheetPath)) return -1;
-    if (!LoadStylesheet(stylesheetPath)) return -1;
+    // The "exists and is not a folder" test, which also tells whether the file changed since it was loaded.
+    const std::optional<qn::platform::FileStamp> stamp =
+        checkedStamp != nullptr ? std::optional(*checkedStamp)
+                                : qn::platform::StampOfExistingFile(stylesheetPath);
+    if (!stamp) return -1;
+    if (!LoadStylesheet(stylesheetPath, *stamp)) return -1;
     std::string result;
     if (!xmlDoc_->TransformNode(*xslDoc_, result)) return -1;
     output.Assign(result.c_str());
     return 0;
 }
 
-bool CQncXmlDoc::LoadStylesheet(const char* stylesheetPath) {
-    namespace fs = std::filesystem;
-    const fs::path file = qn::platform::MapModulePath(stylesheetPath);
-    std::error_code sizeError, timeError;
-    const std::uintmax_t size = fs::file_size(file, sizeError);
-    const fs::file_time_type modified = fs::last_write_time(file, timeError);
-    const bool known = !sizeError && !timeError;
-    if (known && !loadedStylesheet_.path.empty() && loadedStylesheet_.path == stylesheetPath &&
-        loadedStylesheet_.size == size && loadedStylesheet_.modified == modified) {
+bool CQncXmlDoc::LoadStylesheet(const char* stylesheetPath, const qn::platform::FileStamp& stamp) {
+    if (!loadedStylesheet_.path.empty() && loadedStylesheet_.path == stylesheetPath &&
+        loadedStylesheet_.stamp.SameVersion(stamp)) {
         return true;
     }
-
     loadedStylesheet_ = {};
-    const fs::file_time_type loadedAt = fs::file_time_type::clock::now();
     if (!xslDoc_->LoadFile(stylesheetPath)) return false;
-    if (known && modified + kSettledAge < loadedAt) loadedStylesheet_ = {stylesheetPath, size, modified};
+    if (stamp.age > kSettledAge) loadedStylesheet_ = {stylesheetPath, stamp};
     return true;
 }

@@ -3,12 +3,12 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "base/QncBase.h"
+#include "platform/FileSystem.h"
 #include "platform/XmlDocument.h"
 
 class CQncXmlDoc : public CQncBase {
@@ -25,7 +25,11 @@ class CQncXmlDoc : public CQncBase {
     // 0 when `xmlText` is a well-formed document, now the current item; -1 otherwise.
     int LoadXml(const char* xmlText);
     // Applies the stylesheet file to the current item; output := the result. 0 or -1 (output unchanged).
-    int TransformWith(const char* stylesheetPath, CQncString& output);
+    // A caller that has just looked the file up for a check of its own passes what it found as
+    // `checkedStamp`, so that one look-up serves both checks of the item; otherwise the file is looked up
+    // here.
+    int TransformWith(const char* stylesheetPath, CQncString& output,
+                      const qn::platform::FileStamp* checkedStamp = nullptr);
 
     bool IsInitialized() const { return initialized_ != 0; }
 
@@ -34,7 +38,7 @@ class CQncXmlDoc : public CQncBase {
     // size and modification time, and a modification time older than the file system's timestamp resolution
     // could hide (see CQncXmlDoc.cpp). An unchanged file is not read again (the platform document compiles it
     // once per thread, see XmlDocument.h); a changed one is re-read at once.
-    bool LoadStylesheet(const char* stylesheetPath);
+    bool LoadStylesheet(const char* stylesheetPath, const qn::platform::FileStamp& stamp);
 
     std::unique_ptr<qn::platform::XmlDocument> xmlDoc_;
     std::unique_ptr<qn::platform::XmlDocument> xslDoc_;
@@ -43,8 +47,7 @@ class CQncXmlDoc : public CQncBase {
     // What xslDoc_ holds: the file it was loaded from, as it was then. Empty path: nothing reusable.
     struct LoadedStylesheet {
         std::string path;
-        std::uintmax_t size = 0;
-        std::filesystem::file_time_type modified{};
+        qn::platform::FileStamp stamp;
     };
     LoadedStylesheet loadedStylesheet_;
     std::int32_t initialized_ = 0;

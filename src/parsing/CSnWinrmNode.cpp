@@ -35,9 +35,12 @@ void CSnWinrmNode::SetStylesheet(const char* fileName) {
 int CSnWinrmNode::Transform(const char* itemXml) {
     if (!xmlDoc_.IsInitialized()) xmlDoc_.Initialize(0, "");
     if (!xmlDoc_.IsInitialized()) return kQncErrorXmlDocumentInit;
-    if (!qn::platform::IsExistingFile(stylesheetPath_.GetText())) return kQncErrorXslStylesheetMissing;
+    const std::optional<qn::platform::FileStamp> stylesheet =
+        qn::platform::StampOfExistingFile(stylesheetPath_.GetText());
+    if (!stylesheet) return kQncErrorXslStylesheetMissing;
     if (xmlDoc_.LoadXml(itemXml) != 0) return kQncErrorXmlLoad;
-    if (xmlDoc_.TransformWith(stylesheetPath_.GetText(), output_) != 0) return kQncErrorXmlTransform;
+    if (xmlDoc_.TransformWith(stylesheetPath_.GetText(), output_, &*stylesheet) != 0)
+        return kQncErrorXmlTransform;
     return 0;
 }
 

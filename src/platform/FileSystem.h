@@ -5,8 +5,11 @@
 // with a trailing "\\" ends in '/'. POSIX paths pass through unchanged. Windows uses paths as given.
 #pragma once
 
+#include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -16,6 +19,21 @@ std::string MapModulePath(std::string_view modulePath);
 
 // The FindFirstFileA test: the path names something that exists and is not a directory.
 bool IsExistingFile(const char* modulePath);
+
+// What tells a file's content apart without reading it: size and modification time (in the platform's own
+// units, only ever compared), and how long ago that modification was.
+struct FileStamp {
+    std::uint64_t size = 0;
+    std::int64_t modified = 0;
+    std::chrono::nanoseconds age{0};
+    bool SameVersion(const FileStamp& other) const {
+        return size == other.size && modified == other.modified;
+    }
+};
+
+// The IsExistingFile test and the file's stamp in one look-up: nothing when the path names no file or a
+// directory.
+std::optional<FileStamp> StampOfExistingFile(const char* modulePath);
 
 struct FileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }

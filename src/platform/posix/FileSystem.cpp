@@ -1,6 +1,7 @@
 #include "platform/FileSystem.h"
 
 #include <sys/stat.h>
+#include <time.h>
 
 #include <cctype>
 
@@ -22,6 +23,19 @@ bool IsExistingFile(const char* modulePath) {
     if (modulePath == nullptr || *modulePath == '\0') return false;
     struct stat status {};
     return stat(MapModulePath(modulePath).c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
+}
+
+std::optional<FileStamp> StampOfExistingFile(const char* modulePath) {
+    if (modulePath == nullptr || *modulePath == '\0') return std::nullopt;
+    struct stat status {};
+    if (stat(MapModulePath(modulePath).c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return std::nullopt;
+    const std::int64_t modified =
+        static_cast<std::int64_t>(status.st_mtim.tv_sec) * 1'000'000'000 + status.st_mtim.tv_nsec;
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const std::int64_t current = static_cast<std::int64_t>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
+    return FileStamp{static_cast<std::uint64_t>(status.st_size), modified,
+                     std::chrono::nanoseconds(current - modified)};
 }
 
 UniqueFile OpenFile(const char* modulePath, const char* mode) {

@@ -18,6 +18,22 @@ bool IsExistingFile(const char* modulePath) {
     return search.IsValid() && (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
+std::optional<FileStamp> StampOfExistingFile(const char* modulePath) {
+    if (modulePath == nullptr || *modulePath == '\0') return std::nullopt;
+    WIN32_FIND_DATAA found{};
+    const windows::FindHandle search(FindFirstFileA(modulePath, &found));
+    if (!search.IsValid() || (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return std::nullopt;
+    const auto ticks = [](FILETIME time) {  // 100 ns units
+        return static_cast<std::int64_t>((static_cast<std::uint64_t>(time.dwHighDateTime) << 32) |
+                                         time.dwLowDateTime);
+    };
+    FILETIME now{};
+    GetSystemTimeAsFileTime(&now);
+    const std::int64_t modified = ticks(found.ftLastWriteTime);
+    return FileStamp{(static_cast<std::uint64_t>(found.nFileSizeHigh) << 32) | found.nFileSizeLow, modified,
+                     std::chrono::nanoseconds((ticks(now) - modified) * 100)};
+}
+
 UniqueFile OpenFile(const char* modulePath, const char* mode) {
     if (modulePath == nullptr || mode == nullptr || *modulePath == '\0') return {};
     return UniqueFile(std::fopen(modulePath, mode));
