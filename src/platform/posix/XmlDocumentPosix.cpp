@@ -10,6 +10,9 @@
 
 #include "platform/FileSystem.h"
 #include "platform/XmlDocument.h"
+#include "platform/posix/BuiltinStylesheets.h"
+#include "platform/posix/InstanceRecordWriter.h"
+#include "platform/posix/ItemTree.h"
 #include "platform/posix/XmlSafeParse.h"
 #include "platform/posix/XmlTransform.h"
 
@@ -19,19 +22,31 @@ namespace {
 
 class LibxmlDocument final : public XmlDocument {
   public:
-    bool LoadText(std::string_view text) override { return Replace(posix::ParseUntrustedText(text)); }
+    // An item is read into the compact tree alone; libxml2's document is made from its text only when a
+    // stylesheet has to be applied by libxslt.
+    bool LoadText(std::string_view text) override {
+        Forget();
+        if (!itemParser_.Parse(text, tree_)) return false;
+        text_.assign(text);
+        return true;
+    }
 
     bool LoadFile(const char* modulePath) override {
-        if (modulePath == nullptr || *modulePath == '\0') return Replace(nullptr);
+        Forget();
+        if (modulePath == nullptr || *modulePath == '\0') return false;
         const std::string path = MapModulePath(modulePath);
         // Taken before the file is read: a write during the read leaves a newer time, which misses next time.
         std::optional<FileVersion> version = SettledVersion(path);
-        const bool loaded = Replace(posix::ParseUntrustedFile(path.c_str()));
-        if (loaded) version_ = std::move(version);
-        return loaded;
+        std::string bytes;
+        doc_ = posix::ParseUntrustedFile(path.c_str(), bytes);
+        if (doc_ == nullptr) return false;
+        version_ = std::move(version);
+        builtin_ = posix::RecognizeStylesheet(bytes);
+        return true;
     }
 
     std::optional<std::string> DocumentElementName() const override {
+        if (!tree_.IsEmpty()) return tree_.RootName();
         const xmlNode* root = doc_ != nullptr ? xmlDocGetRootElement(doc_.get()) : nullptr;
         if (root == nullptr) return std::nullopt;
         std::string name;
@@ -44,13 +59,20 @@ class LibxmlDocument final : public XmlDocument {
 
     bool TransformNode(const XmlDocument& stylesheet, std::string& output) override {
         const auto* sheet = dynamic_cast<const LibxmlDocument*>(&stylesheet);
-        if (doc_ == nullptr || sheet == nullptr || sheet->doc_ == nullptr) return false;
-        if (!sheet->version_) {
-            posix::UniqueXsltStylesheet style = posix::CompileStylesheet(*sheet->doc_);
-            return style != nullptr && posix::ApplyStylesheet(*style, *doc_, output);
+        if (sheet == nullptr || !sheet->IsLoaded() || !IsLoaded()) return false;
+        if (sheet->builtin_ == posix::BuiltinStylesheet::InstanceRecord && !tree_.IsEmpty() &&
+            posix::WriteInstanceRecord(tree_, output)) {
+            return true;
         }
-        xsltStylesheet* style = CompiledOnThisThread(*sheet->version_, *sheet->doc_);
-        return style != nullptr && posix::ApplyStylesheet(*style, *doc_, output);
+        xmlDoc* item = Document();
+        xmlDoc* sheetDoc = sheet->Document();
+        if (item == nullptr || sheetDoc == nullptr) return false;
+        if (!sheet->version_) {
+            posix::UniqueXsltStylesheet style = posix::CompileStylesheet(*sheetDoc);
+            return style != nullptr && posix::ApplyStylesheet(*style, *item, output);
+        }
+        xsltStylesheet* style = CompiledOnThisThread(*sheet->version_, *sheetDoc);
+        return style != nullptr && posix::ApplyStylesheet(*style, *item, output);
     }
 
   private:
@@ -95,15 +117,30 @@ class LibxmlDocument final : public XmlDocument {
         return entry->style.get();
     }
 
-    bool Replace(posix::UniqueXmlDoc doc) {
+    bool IsLoaded() const { return doc_ != nullptr || !tree_.IsEmpty(); }
+
+    void Forget() {
+        tree_.Clear();
+        text_.clear();
+        doc_.reset();
         version_.reset();
-        doc_ = std::move(doc);
-        return doc_ != nullptr;
+        builtin_ = posix::BuiltinStylesheet::None;
     }
 
-    posix::UniqueXmlDoc doc_;
+    // libxml2's document: the file's, or one made now from the item's text (which parsed once already).
+    xmlDoc* Document() const {
+        if (doc_ == nullptr && !tree_.IsEmpty()) doc_ = posix::ParseUntrustedText(text_);
+        return doc_.get();
+    }
+
+    posix::ItemTreeParser itemParser_;
+    posix::ItemTree tree_;
+    std::string text_;                 // the item's text, while tree_ holds it
+    mutable posix::UniqueXmlDoc doc_;  // a file's document, or the item's once libxslt needed it
     // Set when the document was loaded from a settled file (see SettledVersion).
     std::optional<FileVersion> version_;
+    // Set when the document was loaded from a shipped stylesheet file that has a native equivalent.
+    posix::BuiltinStylesheet builtin_ = posix::BuiltinStylesheet::None;
 };
 
 }  // namespace

@@ -1,14 +1,12 @@
 #include "platform/posix/XmlSafeParse.h"
 
 #include <climits>
+#include <cstdio>
+#include <memory>
 
 namespace qn::platform::posix {
 
 namespace {
-
-// No XML_PARSE_NOENT, XML_PARSE_DTDLOAD, XML_PARSE_DTDATTR, XML_PARSE_XINCLUDE or XML_PARSE_HUGE: entities
-// stay unexpanded, nothing outside the text is read, and libxml2's size limits stay in force.
-constexpr int kParseOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NOCDATA;
 
 // A DOCTYPE is where entity bombs and external entities start; WinRM items and our stylesheets never
 // carry one, so the parse stops there.
@@ -39,23 +37,50 @@ UniqueXmlDoc KeepWellFormed(xmlParserCtxt& ctxt, xmlDoc* parsed) {
 
 }  // namespace
 
+// libxml2 takes a text for UTF-16 or UCS-4 by a byte-order mark or by NULs among its first four bytes, and
+// for EBCDIC by "Lo" in that code page. None of these starts a well-formed UTF-8 document.
+bool ReadsAsUtf8(std::string_view text) {
+    const std::string_view start = text.substr(0, 4);
+    if (start.find('\0') != std::string_view::npos) return false;
+    if (start.starts_with("\xFE\xFF") || start.starts_with("\xFF\xFE")) return false;
+    return start != std::string_view("\x4C\x6F\xA7\x94", 4);
+}
+
 UniqueXmlDoc ParseUntrustedText(std::string_view text) {
-    if (text.size() > static_cast<std::size_t>(INT_MAX)) return nullptr;
+    if (text.size() > static_cast<std::size_t>(INT_MAX) || !ReadsAsUtf8(text)) return nullptr;
     UniqueXmlParserCtxt ctxt = NewGuardedContext();
     if (ctxt == nullptr) return nullptr;
     ThreadXmlErrorsSilenced silenced;
     xmlDoc* parsed = xmlCtxtReadMemory(ctxt.get(), text.data(), static_cast<int>(text.size()), nullptr,
-                                       "UTF-8", kParseOptions);
+                                       nullptr, kUntrustedTextOptions);
+    return KeepWellFormed(*ctxt, parsed);
+}
+
+UniqueXmlDoc ParseUntrustedFile(const char* path, std::string& bytes) {
+    bytes.clear();
+    if (path == nullptr || *path == '\0') return nullptr;
+    // Read here rather than by the parser, so that the caller sees exactly the bytes that were parsed.
+    // C streams: a folder or an I/O error is a failed read, not an exception.
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path, "rb"), std::fclose);
+    if (file == nullptr) return nullptr;
+    char chunk[16384];
+    std::size_t read = 0;
+    while ((read = std::fread(chunk, 1, sizeof(chunk), file.get())) > 0) {
+        bytes.append(chunk, read);
+        if (bytes.size() > static_cast<std::size_t>(INT_MAX)) return nullptr;
+    }
+    if (std::ferror(file.get()) != 0) return nullptr;
+    UniqueXmlParserCtxt ctxt = NewGuardedContext();
+    if (ctxt == nullptr) return nullptr;
+    ThreadXmlErrorsSilenced silenced;
+    xmlDoc* parsed = xmlCtxtReadMemory(ctxt.get(), bytes.data(), static_cast<int>(bytes.size()), path,
+                                       nullptr, kUntrustedParseOptions);
     return KeepWellFormed(*ctxt, parsed);
 }
 
 UniqueXmlDoc ParseUntrustedFile(const char* path) {
-    if (path == nullptr || *path == '\0') return nullptr;
-    UniqueXmlParserCtxt ctxt = NewGuardedContext();
-    if (ctxt == nullptr) return nullptr;
-    ThreadXmlErrorsSilenced silenced;  // I/O errors are raised outside the parser context
-    xmlDoc* parsed = xmlCtxtReadFile(ctxt.get(), path, nullptr, kParseOptions);
-    return KeepWellFormed(*ctxt, parsed);
+    std::string bytes;
+    return ParseUntrustedFile(path, bytes);
 }
 
 }  // namespace qn::platform::posix

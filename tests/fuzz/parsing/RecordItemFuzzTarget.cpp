@@ -10,6 +10,10 @@
 
 #include "parsing/CSnWinrmNode.h"
 #include "parsing/RecordLookup.h"
+#include "platform/posix/InstanceRecordWriter.h"
+#include "platform/posix/ItemTree.h"
+#include "platform/posix/XmlSafeParse.h"
+#include "platform/posix/XmlTransform.h"
 
 namespace {
 
@@ -60,6 +64,24 @@ void RequireOneLinePerEntry(std::string_view record, bool nameValueLines) {
     }
 }
 
+// The native record writer and libxslt applying WsmTxtEx.xsl must agree on every item the writer takes.
+void RequireWriterAgreesWithLibxslt(const std::string& item) {
+    namespace posix = qn::platform::posix;
+    static const posix::UniqueXmlDoc sheet =
+        posix::ParseUntrustedFile(QN_DATA_SOURCE_DIR "/Sys/Wsman/WsmTxtEx.xsl");
+    static const posix::UniqueXsltStylesheet style = posix::CompileStylesheet(*sheet);
+    if (style == nullptr) std::abort();
+    static posix::ItemTreeParser parser;
+    posix::ItemTree tree;
+    const posix::UniqueXmlDoc doc = posix::ParseUntrustedText(item);
+    // The compact tree and libxml2's document accept the same texts.
+    if (parser.Parse(item, tree) != (doc != nullptr)) std::abort();
+    std::string written;
+    if (doc == nullptr || !posix::WriteInstanceRecord(tree, written)) return;
+    std::string transformed;
+    if (!posix::ApplyStylesheet(*style, *doc, transformed) || transformed != written) std::abort();
+}
+
 }  // namespace
 
 void FuzzRecordItem(const std::uint8_t* data, std::size_t size) {
@@ -75,6 +97,7 @@ void FuzzRecordItem(const std::uint8_t* data, std::size_t size) {
     if (parsers.propertyNames->Transform(item.c_str()) == 0) {
         RequireOneLinePerEntry(parsers.propertyNames->GetOutput().GetText(), false);
     }
+    RequireWriterAgreesWithLibxslt(item);
     // The raw bytes as record text.
     LookupRecordValue(item.c_str(), "Name", "VALUEMISSING");
 }

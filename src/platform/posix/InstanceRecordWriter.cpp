@@ -1,0 +1,267 @@
+#include "platform/posix/InstanceRecordWriter.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+namespace qn::platform::posix {
+
+namespace {
+
+using Index = ItemTree::Index;
+using Node = ItemTree::Node;
+constexpr Index kNone = ItemTree::kNone;
+
+// Far inside libxslt's template depth limit (3,000): each nesting level of an item costs the stylesheet a
+// few templates, each "/" of a resource URI and each \ or " of a selector value one.
+constexpr int kMaxElementDepth = 64;
+constexpr std::size_t kMaxRecursiveCharacters = 512;
+
+// XPath's name test: "ns:Name", or an unprefixed "Name" (no namespace) for XmlNamespace::None.
+bool IsNamed(const Node& node, XmlNamespace ns, const char* localName) {
+    return !node.isText && node.ns == ns && std::strcmp(node.localName, localName) == 0;
+}
+
+bool IsNamedInEither(const Node& node, XmlNamespace ns, const char* localName) {
+    return !node.isText && (node.ns == ns || node.ns == XmlNamespace::None) &&
+           std::strcmp(node.localName, localName) == 0;
+}
+
+bool IsDateOrInterval(const Node& element) {
+    for (const char* name : {"Datetime", "Interval", "Date", "Time", "CIM_DateTime"}) {
+        if (IsNamed(element, XmlNamespace::Cim, name)) return true;
+    }
+    return IsNamed(element, XmlNamespace::None, "Datetime") ||
+           IsNamed(element, XmlNamespace::None, "Interval");
+}
+
+// XPath's normalize-space: blanks, tabs, CRs and LFs trimmed, runs of them made one blank.
+std::string NormalizeSpace(std::string_view text) {
+    std::string normalized;
+    std::size_t position = 0;
+    while (position < text.size()) {
+        const std::size_t start = text.find_first_not_of(" \t\r\n", position);
+        if (start == std::string_view::npos) break;
+        const std::size_t end = std::min(text.find_first_of(" \t\r\n", start), text.size());
+        if (!normalized.empty()) normalized.push_back(' ');
+        normalized.append(text.substr(start, end - start));
+        position = end;
+    }
+    return normalized;
+}
+
+std::size_t CountOf(std::string_view text, std::string_view characters) {
+    std::size_t count = 0;
+    for (const char c : text) count += characters.find(c) != std::string_view::npos ? 1 : 0;
+    return count;
+}
+
+class RecordWriter {
+  public:
+    RecordWriter(const ItemTree& tree, std::string& out) : tree_(tree), out_(out) {}
+
+    // False when the item is one to leave to libxslt (see the header).
+    bool Write() {
+        const Node& root = tree_.At(ItemTree::Root());
+        if (!tree_.NamesInterned() || !IsWithinLimits(root, 1)) return false;
+        if (!IsNamed(root, XmlNamespace::Wsman, "XmlFragment")) {
+            out_.append("__CLASS:=");
+            AppendTranslated(root.localName);
+            out_.append("\r\n");
+        }
+        std::string value;
+        for (Index child = root.firstChild; child != kNone; child = At(child).next) {
+            if (!IsListedProperty(child)) continue;
+            out_.append(At(child).localName);
+            out_.append(":=");
+            value.clear();
+            AppendJoinedValues(child, value);
+            AppendTranslated(value);
+            out_.append("\r\n");
+        }
+        return !declined_;
+    }
+
+  private:
+    const Node& At(Index index) const { return tree_.At(index); }
+
+    // Shapes on which libxslt's answer could differ for reasons of its own (limits, xml:space).
+    bool IsWithinLimits(const Node& element, int depth) const {
+        if (depth > kMaxElementDepth) return false;
+        if (tree_.AttributeValue(element, XmlNamespace::Xml, "space")) return false;
+        for (Index child = element.firstChild; child != kNone; child = At(child).next) {
+            if (!At(child).isText && !IsWithinLimits(At(child), depth + 1)) return false;
+        }
+        return true;
+    }
+
+    // The stylesheet's "same-property" key: element children of one parent that share a local name
+    // (namespaces aside) are the values of one property, listed where the first of them stands. Names are
+    // interned, so equal names are one pointer.
+    bool IsFirstOfItsName(Index element) const {
+        const char* name = At(element).localName;
+        for (Index before = At(element).prev; before != kNone; before = At(before).prev) {
+            if (!At(before).isText && At(before).localName == name) return false;
+        }
+        return true;
+    }
+
+    // A property is listed unless its first element is a cim:Location (WS-Management's own addressing).
+    bool IsListedProperty(Index child) const {
+        return !At(child).isText && IsFirstOfItsName(child) &&
+               !IsNamed(At(child), XmlNamespace::Cim, "Location");
+    }
+
+    Index FirstElementChild(const Node& element) const {
+        for (Index child = element.firstChild; child != kNone; child = At(child).next) {
+            if (!At(child).isText) return child;
+        }
+        return kNone;
+    }
+
+    template <typename Predicate>
+    Index FirstElementChildWhere(const Node& element, Predicate predicate) const {
+        for (Index child = element.firstChild; child != kNone; child = At(child).next) {
+            if (!At(child).isText && predicate(At(child))) return child;
+        }
+        return kNone;
+    }
+
+    // xsl:strip-space elements="*": a text of only blanks, tabs, CRs and LFs is not part of the tree.
+    bool IsStrippedText(const Node& text) const {
+        return tree_.TextOf(text).find_first_not_of(" \t\r\n") == std::string_view::npos;
+    }
+
+    // The XPath string value of an element: its descendant text in document order.
+    void AppendStringValue(const Node& element, std::string& out) const {
+        for (Index child = element.firstChild; child != kNone; child = At(child).next) {
+            const Node& node = At(child);
+            if (!node.isText) {
+                AppendStringValue(node, out);
+            } else if (!IsStrippedText(node)) {
+                out.append(tree_.TextOf(node));
+            }
+        }
+    }
+
+    std::string StringValue(const Node& element) const {
+        std::string value;
+        AppendStringValue(element, value);
+        return value;
+    }
+
+    // translate(value, TAB LF CR, three blanks): a record line holds the whole value.
+    void AppendTranslated(std::string_view value) {
+        const std::size_t start = out_.size();
+        out_.append(value);
+        std::replace_if(
+            out_.begin() + static_cast<std::ptrdiff_t>(start), out_.end(),
+            [](char c) { return c == '\t' || c == '\n' || c == '\r'; }, ' ');
+    }
+
+    // The values of the property that `first` starts, joined by ",".
+    void AppendJoinedValues(Index first, std::string& value) {
+        const char* name = At(first).localName;
+        for (Index element = first; element != kNone; element = At(element).next) {
+            if (At(element).isText || At(element).localName != name) continue;
+            if (element != first) value.push_back(',');
+            AppendValue(At(element), value);
+        }
+    }
+
+    // The "value" mode of the stylesheet, by descending template priority.
+    void AppendValue(const Node& element, std::string& value) {
+        const std::optional<std::string_view> nil = tree_.AttributeValue(element, XmlNamespace::Xsi, "nil");
+        if (nil && (*nil == "true" || *nil == "1")) return;
+        const Index first = FirstElementChild(element);
+        if (first == kNone) {
+            AppendStringValue(element, value);
+            return;
+        }
+        if (IsDateOrInterval(At(first))) {
+            AppendStringValue(At(first), value);
+            return;
+        }
+        const Index reference = FirstElementChildWhere(element, [](const Node& child) {
+            return IsNamedInEither(child, XmlNamespace::Addressing, "ReferenceParameters");
+        });
+        if (reference != kNone) {
+            AppendObjectPath(At(reference), value);
+            return;
+        }
+        const Index address = FirstElementChildWhere(
+            element, [](const Node& child) { return IsNamed(child, XmlNamespace::Addressing, "Address"); });
+        if (address != kNone) {
+            AppendStringValue(At(address), value);
+            return;
+        }
+        AppendEmbeddedObject(element, value);
+    }
+
+    // Name=value pairs of the embedded object's own properties, joined by ";".
+    void AppendEmbeddedObject(const Node& element, std::string& value) {
+        bool first = true;
+        for (Index child = element.firstChild; child != kNone; child = At(child).next) {
+            if (!IsListedProperty(child)) continue;
+            if (!first) value.push_back(';');
+            first = false;
+            value.append(At(child).localName);
+            value.push_back('=');
+            AppendJoinedValues(child, value);
+        }
+    }
+
+    // Class.Key="value",Key2="value" (Class=@ without selectors), from a ReferenceParameters element.
+    void AppendObjectPath(const Node& reference, std::string& value) {
+        const Index resourceUri = FirstElementChildWhere(reference, [](const Node& child) {
+            return IsNamedInEither(child, XmlNamespace::Wsman, "ResourceURI");
+        });
+        const std::string uri =
+            resourceUri != kNone ? NormalizeSpace(StringValue(At(resourceUri))) : std::string();
+        if (CountOf(uri, "/") > kMaxRecursiveCharacters) declined_ = true;
+        const std::size_t lastSlash = uri.rfind('/');
+        value.append(lastSlash == std::string::npos ? uri : uri.substr(lastSlash + 1));
+
+        bool first = true;
+        for (Index set = reference.firstChild; set != kNone; set = At(set).next) {
+            if (!IsNamedInEither(At(set), XmlNamespace::Wsman, "SelectorSet")) continue;
+            for (Index selector = At(set).firstChild; selector != kNone; selector = At(selector).next) {
+                if (!IsNamedInEither(At(selector), XmlNamespace::Wsman, "Selector")) continue;
+                value.push_back(first ? '.' : ',');
+                first = false;
+                value.append(tree_.AttributeValue(At(selector), XmlNamespace::None, "Name").value_or(""));
+                value.append("=\"");
+                AppendEscapedPathValue(StringValue(At(selector)), value);
+                value.push_back('"');
+            }
+        }
+        if (first) value.append("=@");
+    }
+
+    // WMI object path quoting: \ and " get a backslash before them.
+    void AppendEscapedPathValue(std::string_view text, std::string& value) {
+        if (CountOf(text, "\\\"") > kMaxRecursiveCharacters) declined_ = true;
+        for (const char c : text) {
+            if (c == '\\' || c == '"') value.push_back('\\');
+            value.push_back(c);
+        }
+    }
+
+    const ItemTree& tree_;
+    std::string& out_;
+    bool declined_ = false;
+};
+
+}  // namespace
+
+bool WriteInstanceRecord(const ItemTree& item, std::string& output) {
+    if (item.IsEmpty()) return false;
+    std::string record;
+    record.reserve(4096);
+    RecordWriter writer(item, record);
+    if (!writer.Write()) return false;
+    output = std::move(record);
+    return true;
+}
+
+}  // namespace qn::platform::posix

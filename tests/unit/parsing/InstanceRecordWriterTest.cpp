@@ -1,0 +1,284 @@
+// The native writer of WsmTxtEx.xsl's records, on the compact item tree, against libxslt applying the file
+// to libxml2's document: the same text for every item form WinRM produces, every instance of the bundled
+// computers and the captured Windows items, and libxslt's own answer for the items the writer declines.
+// The compact tree accepts exactly the texts libxml2's document does.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ParsingTestSupport.h"
+#include "model/ComputerModel.h"
+#include "platform/XmlDocument.h"
+#include "platform/posix/BuiltinStylesheets.h"
+#include "platform/posix/InstanceRecordWriter.h"
+#include "platform/posix/ItemTree.h"
+#include "platform/posix/XmlSafeParse.h"
+#include "platform/posix/XmlTransform.h"
+
+namespace {
+
+namespace posix = qn::platform::posix;
+
+std::string StylesheetPath() {
+    return parsing_test::SourceDataFolder() + "/Sys/Wsman/WsmTxtEx.xsl";
+}
+
+// The record as libxslt makes it from the shipped file; nothing when the transformation fails.
+std::optional<std::string> ViaLibxslt(const std::string& item) {
+    static const posix::UniqueXmlDoc sheet = posix::ParseUntrustedFile(StylesheetPath().c_str());
+    static const posix::UniqueXsltStylesheet style = posix::CompileStylesheet(*sheet);
+    posix::UniqueXmlDoc doc = posix::ParseUntrustedText(item);
+    std::string output;
+    if (doc == nullptr || style == nullptr || !posix::ApplyStylesheet(*style, *doc, output))
+        return std::nullopt;
+    return output;
+}
+
+// The record as the writer makes it from the item's compact tree; nothing when it leaves the item to
+// libxslt.
+std::optional<std::string> ViaWriter(const std::string& item) {
+    static posix::ItemTreeParser parser;
+    posix::ItemTree tree;
+    std::string output;
+    if (!parser.Parse(item, tree) || !posix::WriteInstanceRecord(tree, output)) return std::nullopt;
+    return output;
+}
+
+void ExpectSameRecord(const std::string& item) {
+    const std::optional<std::string> written = ViaWriter(item);
+    ASSERT_TRUE(written.has_value()) << "declined: " << item;
+    const std::optional<std::string> transformed = ViaLibxslt(item);
+    ASSERT_TRUE(transformed.has_value()) << item;
+    EXPECT_EQ(*written, *transformed) << item;
+}
+
+constexpr const char* kNamespaces =
+    R"(xmlns:p="http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/Test_Class" )"
+    R"(xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xmlns:cim="http://schemas.dmtf.org/wbem/wscim/1/common" )"
+    R"(xmlns:a="http://schemas.xmlsoap.org/ws/2004/08/addressing" xmlns:w="http://schemas.dmtf.org/wbem/wsman/1/wsman.xsd")";
+
+std::string Instance(const std::string& properties) {
+    return std::string("<p:Test_Class ") + kNamespaces + ">" + properties + "</p:Test_Class>";
+}
+
+std::string Reference(const std::string& resourceUri, const std::string& selectorSets) {
+    return "<a:Address>http://schemas.xmlsoap.org/ws/2004/08/addressing/role/anonymous</a:Address>"
+           "<a:ReferenceParameters><w:ResourceURI>" +
+           resourceUri + "</w:ResourceURI>" + selectorSets + "</a:ReferenceParameters>";
+}
+
+TEST(InstanceRecordWriterTest, ShippedStylesheetIsTheOneTheWriterReproduces) {
+    std::ifstream file(StylesheetPath(), std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    ASSERT_FALSE(bytes.empty());
+    EXPECT_EQ(posix::RecognizeStylesheet(bytes), posix::BuiltinStylesheet::InstanceRecord)
+        << "WsmTxtEx.xsl changed: bring InstanceRecordWriter in line with it, then update its digest in "
+           "BuiltinStylesheets.cpp";
+    EXPECT_EQ(posix::RecognizeStylesheet(bytes + "\n"), posix::BuiltinStylesheet::None);
+}
+
+TEST(InstanceRecordWriterTest, EveryValueFormAsLibxsltWritesIt) {
+    const std::vector<std::string> items = {
+        Instance(""),
+        Instance("<p:A>1</p:A><p:B></p:B><p:C/>"),
+        // nil: 'true' and '1' only; other spellings are ordinary values; references inside the flag.
+        Instance(
+            R"(<p:A xsi:nil="true"/><p:B xsi:nil="1">x</p:B><p:C xsi:nil="false">y</p:C><p:D xsi:nil=" true">z</p:D>)"
+            R"(<p:E xsi:nil="tr&#117;e">e</p:E><p:F xsi:nil='&#x31;'>f</p:F><p:G xsi:nil="t&amp;rue">g</p:G>)"),
+        // Arrays, also split by other properties and mixed with nil elements.
+        Instance(R"(<p:Arr>1</p:Arr><p:Arr>2</p:Arr><p:X>x</p:X><p:Arr xsi:nil="true"/><p:Arr>4</p:Arr>)"),
+        // Datetime and interval wrappers, with and without the cim namespace.
+        Instance(
+            "<p:T><cim:Datetime>2024-01-02T03:04:05Z</cim:Datetime></p:T><p:U><cim:Interval>P1D</"
+            "cim:Interval></p:U>"
+            "<p:V><Datetime>d</Datetime><cim:Date>e</cim:Date></p:V><p:W><cim:Date>2024</cim:Date></p:W>"
+            "<p:Y><cim:Time>t</cim:Time></p:Y><p:Z><cim:CIM_DateTime>c</cim:CIM_DateTime></p:Z>"
+            "<p:Q><Interval>i</Interval></p:Q><p:R><Other>o</Other><cim:Datetime>x</cim:Datetime></p:R>"),
+        // References: selectors escaped, several selector sets, a singleton, whitespace around the URI.
+        Instance(
+            "<p:Ref>" +
+            Reference(
+                "  http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/Win32_Group \n",
+                R"(<w:SelectorSet><w:Selector Name="Domain">PC1</w:Selector>)"
+                R"(<w:Selector Name="Name">a\b "q"</w:Selector>)"
+                R"(<w:Selector Name="a&amp;b&#38;c&lt;&#x26;&quot;&apos;&#10;d	e">v</w:Selector></w:SelectorSet>)"
+                R"(<w:SelectorSet><w:Selector Name="Extra">e</w:Selector></w:SelectorSet>)") +
+            "</p:Ref><p:Single>" +
+            Reference("http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/Win32_OperatingSystem", "") +
+            "</p:Single>"),
+        // A reference without namespaces (as in fragments), a selector holding a nested reference, no URI.
+        Instance("<p:R><ReferenceParameters><ResourceURI>x/y/Cls</ResourceURI><SelectorSet>"
+                 "<Selector "
+                 "Name='K'>v</Selector><Selector>noname</Selector></SelectorSet></ReferenceParameters></p:R>"
+                 "<p:N><a:ReferenceParameters><w:SelectorSet><w:Selector Name='Ref'><a:EndpointReference>"
+                 "<a:Address>addr</a:Address></a:EndpointReference></w:Selector></w:SelectorSet>"
+                 "</a:ReferenceParameters></p:N>"),
+        // An address alone; embedded objects with arrays, nil members and their own cim:Location.
+        Instance("<p:Addr><a:Address>http://host/x</a:Address><Other>o</Other></p:Addr>"
+                 "<p:Emb><p:K>1</p:K><p:L>a</p:L><p:L>b</p:L><p:M xsi:nil='true'/>"
+                 "<cim:Location>loc</cim:Location><p:In><p:Deep>d</p:Deep></p:In></p:Emb>"),
+        // cim:Location is left out, and takes a same-named property's line with it when it comes first.
+        Instance(
+            "<p:A>1</p:A><cim:Location>http://x</cim:Location><p:Location>mine</p:Location><p:B>2</p:B>"),
+        Instance("<p:Location>first</p:Location><cim:Location>second</cim:Location>"),
+        // Text: blanks-only nodes vanish, other text keeps its blanks; tabs and line breaks become blanks;
+        // CDATA, comments, processing instructions, entities and non-ASCII text.
+        Instance(
+            "<p:A>  </p:A><p:B> x \t\r\n y </p:B><p:C><![CDATA[ <raw> ]]></p:C><p:D>a<!--c--><?pi x?>b</p:D>"
+            "<p:E>&amp;&lt;&#233;&#x1F600;</p:E><p:F>\xC3\xA9t\xC3\xA9</p:F>\n  <p:G>\n  </p:G>"),
+        // Mixed content: an element with text and element children counts as an embedded object.
+        Instance("<p:M>text<p:Part>p</p:Part>more</p:M>"),
+        // Namespaces do not separate properties of one name.
+        Instance(R"(<p:Dup>1</p:Dup><q:Dup xmlns:q="urn:q">2</q:Dup><Dup>3</Dup>)"),
+        // A method's output element and projections, with and without the wsman namespace.
+        R"(<p:Reboot_OUTPUT xmlns:p="http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/Win32_OperatingSystem">)"
+        R"(<p:ReturnValue>0</p:ReturnValue></p:Reboot_OUTPUT>)",
+        R"(<w:XmlFragment xmlns:w="http://schemas.dmtf.org/wbem/wsman/1/wsman.xsd"><Name>svchost.exe</Name>)"
+        R"(<__CLASS>Win32_Process</__CLASS><ProcessId>4</ProcessId></w:XmlFragment>)",
+        R"(<w:XmlFragment xmlns:w="http://schemas.dmtf.org/wbem/wsman/1/wsman.xsd"/>)",
+        "<XmlFragment><Name>n</Name></XmlFragment>",
+        "<Plain attr='1'>text only</Plain>",
+    };
+    for (const std::string& item : items) ExpectSameRecord(item);
+}
+
+// Items on which libxslt's limits or xml:space handling could decide: the writer declines them and the
+// platform document answers with libxslt's own result.
+TEST(InstanceRecordWriterTest, DeclinedItemsGetLibxsltsAnswer) {
+    std::string deep = "<p:Deep>";
+    for (int i = 0; i < 80; ++i) deep += "<p:L>";
+    deep += "x";
+    for (int i = 0; i < 80; ++i) deep += "</p:L>";
+    deep += "</p:Deep>";
+    const std::vector<std::string> items = {
+        Instance(R"(<p:A xml:space="preserve"> </p:A>)"),
+        Instance(deep),
+        Instance("<p:Ref>" +
+                 Reference("u", "<w:SelectorSet><w:Selector Name='K'>" + std::string(2000, '"') +
+                                    "</w:Selector></w:SelectorSet>") +
+                 "</p:Ref>"),
+        Instance("<p:Ref>" + Reference(std::string(2000, '/') + "C", "") + "</p:Ref>"),
+    };
+    auto sheet = qn::platform::CreateXmlDocument();
+    ASSERT_TRUE(sheet->LoadFile(StylesheetPath().c_str()));
+    for (const std::string& item : items) {
+        EXPECT_FALSE(ViaWriter(item).has_value()) << item;
+        auto document = qn::platform::CreateXmlDocument();
+        ASSERT_TRUE(document->LoadText(item));
+        std::string output = "unchanged";
+        const bool transformed = document->TransformNode(*sheet, output);
+        const std::optional<std::string> expected = ViaLibxslt(item);
+        EXPECT_EQ(transformed, expected.has_value()) << item;
+        EXPECT_EQ(output, expected.value_or("unchanged")) << item;
+    }
+}
+
+TEST(InstanceRecordWriterTest, CompactTreeAcceptsWhatTheDocumentAccepts) {
+    const std::vector<std::string> texts = {
+        "<a/>",
+        "<p:a xmlns:p='urn:p'/>",
+        "<p:a/>",
+        "<a><b></a>",
+        "<a/><b/>",
+        "<a/>trailing",
+        "",
+        "   ",
+        "<!-- only a comment -->",
+        "<?xml version='1.0'?>",
+        "<!DOCTYPE a><a/>",
+        "<!DOCTYPE a [<!ENTITY e 'x'>]><a>&e;</a>",
+        "<a>&undefined;</a>",
+        "<a>&amp;&#65;&#x42;</a>",
+        "<a b='1' b='2'/>",
+        "<a xmlns:p='urn:p' p:b='1' p:b='2'/>",
+        "<a>\xC3\x28</a>",
+        "\xEF\xBB\xBF<a/>",
+        "\xFF\xFE<\0a\0/\0>\0",
+        std::string("<a>\0</a>", 8),
+        "<?xml version='1.0' encoding='ISO-8859-1'?><a>\xC3\xA9</a>",
+        "<a><![CDATA[x]]></a>",
+        "<a><![CDATA[x]></a>",
+        "<a xml:lang='en'/>",
+        "<xmlns:a/>",
+        "<a xmlns:p=''/>",
+        "<a><?pi?><!--c--></a>",
+        "<?pi?><a/><!--c-->",
+    };
+    posix::ItemTreeParser parser;
+    for (const std::string& text : texts) {
+        posix::ItemTree tree;
+        const bool accepted = parser.Parse(text, tree);
+        const posix::UniqueXmlDoc doc = posix::ParseUntrustedText(text);
+        ASSERT_EQ(accepted, doc != nullptr) << text;
+        if (!accepted) continue;
+        const xmlNode* root = xmlDocGetRootElement(doc.get());
+        std::string name = root->ns != nullptr && root->ns->prefix != nullptr
+                               ? std::string(reinterpret_cast<const char*>(root->ns->prefix)) + ":"
+                               : std::string();
+        name += reinterpret_cast<const char*>(root->name);
+        EXPECT_EQ(tree.RootName(), name) << text;
+    }
+    // Texts are read as UTF-8 whatever libxml2 would detect: UTF-16 and UCS-4 texts are refused by both.
+    for (const std::string& text : {std::string("<\0a\0/\0>\0", 8), std::string("\xFF\xFE<\0a\0/\0>\0", 10),
+                                    std::string("\0\0\0<\0\0\0a\0\0\0/\0\0\0>", 16)}) {
+        posix::ItemTree tree;
+        EXPECT_FALSE(parser.Parse(text, tree));
+        EXPECT_EQ(posix::ParseUntrustedText(text), nullptr);
+    }
+}
+
+TEST(InstanceRecordWriterTest, EveryInstanceOfTheBundledComputers) {
+    const auto now = std::chrono::steady_clock::now();
+    for (const char* profile : {"workstation", "server", "unhealthy"}) {
+        std::string error;
+        std::unique_ptr<qnsim::ComputerModel> model = qnsim::LoadComputerModel(profile, error);
+        ASSERT_TRUE(model) << error;
+        for (const char* wmiNamespace : {"root/cimv2", "root/WebAdministration"}) {
+            const auto classes = model->ExecQuery(wmiNamespace, "select * from meta_class", now);
+            ASSERT_TRUE(classes.ok);
+            for (const qnsim::RenderedItem& definition : classes.value) {
+                ExpectSameRecord(definition.xml);
+                const std::string className = *ViaWriter(definition.xml);
+                const std::string name = className.substr(9, className.find("\r\n") - 9);  // "__CLASS:=" line
+                const auto instances = model->ExecQuery(wmiNamespace, "select * from " + name, now);
+                ASSERT_TRUE(instances.ok) << name;
+                // The server's 2,000 processes add nothing the first hundred do not show.
+                for (std::size_t i = 0; i < instances.value.size() && i < 100; ++i) {
+                    ExpectSameRecord(instances.value[i].xml);
+                }
+            }
+            const auto projection =
+                model->ExecQuery(wmiNamespace, "select Name, __CLASS from meta_class", now);
+            if (projection.ok && !projection.value.empty()) ExpectSameRecord(projection.value.front().xml);
+        }
+    }
+}
+
+TEST(InstanceRecordWriterTest, CapturedWindowsItems) {
+    const std::vector<std::pair<std::string, std::string>> captures = {
+        {"get_response_Win32_LogicalDisk_real.xml", "//s:Body/*"},
+        {"get_response_Win32_OperatingSystem_trimmed_win7.xml", "//s:Body/*"},
+        {"enumerate_response_Win32_Process_trimmed_cim_Datetime_Interval_array.xml", "//w:Items/*"},
+        {"enumerate_response_association_class_Msvm_SettingsDefineCapabilities_EPR_properties.xml",
+         "//w:Items/*"},
+        {"pull_response_Win32_Process_trimmed_EndOfSequence.xml", "//w:Items/*"},
+        {"invoke_StdRegProv_EnumKey_OUTPUT_response.xml", "//s:Body/*"},
+    };
+    int seen = 0;
+    for (const auto& [file, xpath] : captures) {
+        const std::string reply = parsing_test::ReadFixture(file);
+        if (reply.empty()) continue;
+        for (const std::string& item : parsing_test::ExtractItems(reply, xpath)) {
+            ExpectSameRecord(item);
+            ++seen;
+        }
+    }
+    if (seen == 0) GTEST_SKIP() << "captured Windows replies not found in " QN_FIXTURES_DIR;
+}
+
+}  // namespace
