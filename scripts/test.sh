@@ -2,7 +2,7 @@
 # One command from a fresh Debian 12 machine to a tested tree: installs, builds, runs every suite.
 #
 #   1. the whole suite on an optimised build (unit, end-to-end against the simulator, fuzz corpus replays,
-#      reliability, the front end);
+#      reliability, the front end), then the demo's full run of every check and action under valgrind;
 #   2. the same suite built with AddressSanitizer and UndefinedBehaviorSanitizer;
 #   3. the end-to-end suite (many handles on many threads) built with ThreadSanitizer;
 #   4. qnsnwsm.dll cross-built with mingw-w64 and tested under Wine (scripts/test-windows.sh).
@@ -10,36 +10,43 @@
 # QNSNWSM_SKIP_SANITIZERS=1 and QNSNWSM_SKIP_WINDOWS=1 leave stages out for a quicker local run.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+stage() { echo "== $* (at ${SECONDS} s)"; }
+trap 'echo "== finished after ${SECONDS} s"' EXIT
 scripts/install-deps.sh
 jobs=$(nproc)
 suppressions="$PWD/tests/lsan-suppressions.txt"
 
-echo "== build (Release)"
+stage "build (Release)"
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build build -j"$jobs"
-echo "== tests"
+stage "tests"
 ctest --test-dir build --output-on-failure -j"$jobs" --timeout 600
 
+stage "valgrind: the demo's full run"
+# Only the security libraries' one-time allocations are suppressed (tests/valgrind.supp).
+valgrind --quiet --num-callers=40 --suppressions=tests/valgrind.supp --leak-check=full \
+         --errors-for-leak-kinds=definite,indirect --error-exitcode=99 build/tools/qnsnwsm/qnsnwsm demo >/dev/null
+
 if [ "${QNSNWSM_SKIP_SANITIZERS:-0}" != 1 ]; then
-  echo "== build (ASan+UBSan)"
+  stage "build (ASan+UBSan)"
   cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DQNSNWSM_SANITIZE=address,undefined \
         -DQNSNWSM_BUILD_TOOLS=OFF >/dev/null
   cmake --build build-asan -j"$jobs"
-  echo "== tests (ASan+UBSan)"
+  stage "tests (ASan+UBSan)"
   ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
   LSAN_OPTIONS="suppressions=$suppressions:print_suppressions=0" \
   UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
     ctest --test-dir build-asan --output-on-failure -j"$jobs" --timeout 900 -LE no-sanitizer
 
-  echo "== build (TSan, end-to-end suite)"
+  stage "build (TSan, end-to-end suite)"
   cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQNSNWSM_SANITIZE=thread \
         -DQNSNWSM_BUILD_TOOLS=OFF >/dev/null
   cmake --build build-tsan -j"$jobs" --target e2e_tests
-  echo "== tests (TSan)"
+  stage "tests (TSan)"
   TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 build-tsan/tests/e2e/e2e_tests
 fi
 
 if [ "${QNSNWSM_SKIP_WINDOWS:-0}" != 1 ]; then
-  echo "== qnsnwsm.dll under Wine"
+  stage "qnsnwsm.dll under Wine"
   scripts/test-windows.sh build-windows
 fi
