@@ -8,6 +8,7 @@
 #include "wsman/security/AuthChallenge.h"
 #include "wsman/security/Base64.h"
 #include "wsman/security/EncryptedBody.h"
+#include "wsman/security/NegotiateIdentity.h"
 #include "wsman/security/SessionEncryption.h"
 #include "wsman/security/TlsChannelBinding.h"
 
@@ -26,14 +27,19 @@ constexpr std::chrono::seconds kMaxIdleConnection{100};
 // NTLM needs 3 legs, SPNEGO 4, Kerberos 2; anything longer is a confused server.
 constexpr int kMaxHandshakeLegs = 8;
 
-security::GssMechanism MechanismFor(AuthScheme scheme) {
-    switch (scheme) {
+std::unique_ptr<security::GssCredentials> CredentialsFor(const ChannelSettings& settings) {
+    switch (settings.scheme) {
         case AuthScheme::Kerberos:
-            return security::GssMechanism::Kerberos;
+            return std::make_unique<security::GssCredentials>(security::GssMechanism::Kerberos,
+                                                              settings.userName, settings.password);
         case AuthScheme::Ntlm:
-            return security::GssMechanism::Ntlm;
-        default:
-            return security::GssMechanism::Spnego;
+            return std::make_unique<security::GssCredentials>(security::GssMechanism::Ntlm, settings.userName,
+                                                              settings.password);
+        default: {
+            security::NegotiateIdentity identity = security::ChooseNegotiateIdentity(settings.userName);
+            return std::make_unique<security::GssCredentials>(
+                identity.mechanism, std::move(identity.userName), settings.password);
+        }
     }
 }
 
@@ -52,8 +58,7 @@ bool LooksLikeXml(const http::HttpResponse& response) {
 SessionChannel::SessionChannel(const ChannelSettings& settings)
     : settings_(settings), endpoint_(http::ParseEndpoint(settings.url)), connection_(settings) {
     if (UsesGss()) {
-        credentials_ = std::make_unique<security::GssCredentials>(MechanismFor(settings.scheme),
-                                                                  settings.userName, settings.password);
+        credentials_ = CredentialsFor(settings);
     }
 }
 

@@ -1,6 +1,6 @@
 // Kerberos and SPNEGO-chosen Kerberos against a throwaway loopback realm: ticket, AP-REP, sealing
-// with the RFC 4121 token header, and the codes for a refused password, an unknown realm, an unknown
-// service and a missing ticket.
+// with the RFC 4121 token header, the codes for a refused password, an unknown realm, an unknown
+// service and a missing ticket, and which domain names Negotiate takes into the realm.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -66,6 +66,32 @@ TEST_P(ChannelKerberos, AuthenticatesWithATicketAndSealsMessages) {
     EXPECT_EQ(log_.headerLengths,
               (std::vector<std::size_t>{60, 60}));  // RFC 4121 header for AES, not NTLM's 16
     EXPECT_EQ(server_->Connections(), 1);
+    const std::string expected = GetParam() == AuthScheme::Negotiate ? "SPNEGO" : "Kerberos";
+    EXPECT_EQ(log_.firstTokens, std::vector<std::string>{expected});
+}
+
+TEST_P(ChannelKerberos, NegotiateTakesADomainIntoItsConfiguredRealmOnly) {
+    if (GetParam() != AuthScheme::Negotiate) {
+        GTEST_SKIP() << "Kerberos takes the name as it is given";
+    }
+    for (const std::string userName : {"TEST\\alice", "test.local\\alice"}) {
+        SCOPED_TRACE(userName);
+        auto settings = Settings();
+        settings.userName = userName;
+        const auto result = test::SendOnce(settings);
+        ASSERT_EQ(result.code, 0) << result.detail;
+        EXPECT_EQ(log_.peers.back(), test::LoopbackKdc::kUser);
+        EXPECT_EQ(log_.headerLengths.back(), 60u);
+        EXPECT_EQ(log_.firstTokens.back(), "SPNEGO");
+    }
+    // TEST.LOCAL is the default realm with a reachable KDC, but it is not TESTDOM's: NTLM directly,
+    // without asking the KDC about "TESTDOM\alice@TEST.LOCAL".
+    const auto result = test::SendOnce(
+        test::LoopbackSettings(test::HttpUrl(server_->Port(), "localhost"), AuthScheme::Negotiate));
+    ASSERT_EQ(result.code, 0) << result.detail;
+    EXPECT_EQ(log_.peers.back(), "TESTDOM\\alice");
+    EXPECT_EQ(log_.headerLengths.back(), 16u);
+    EXPECT_EQ(log_.firstTokens.back(), "NTLM");
 }
 
 TEST_P(ChannelKerberos, FailuresBeforeTheServerIsAsked) {

@@ -59,6 +59,26 @@ bool ReadEncrypted(const std::string& body, std::string& token, std::size_t& len
     return true;
 }
 
+// The mechanism a client opened with: raw NTLMSSP, or the OID of a GSS initial-context token.
+std::string FirstTokenMechanism(const std::string& token) {
+    if (token.rfind(std::string("NTLMSSP\0", 8), 0) == 0) {
+        return "NTLM";
+    }
+    if (token.size() < 2 || static_cast<unsigned char>(token[0]) != 0x60) {
+        return "?";
+    }
+    const auto lengthByte = static_cast<unsigned char>(token[1]);
+    const std::size_t oidAt = 2 + (lengthByte < 0x80 ? 0 : lengthByte & 0x7F);
+    if (token.size() < oidAt + 2 || token[oidAt] != 0x06) {
+        return "?";
+    }
+    const std::string oid = token.substr(oidAt + 2, static_cast<unsigned char>(token[oidAt + 1]));
+    if (oid == "\x2b\x06\x01\x05\x05\x02") {
+        return "SPNEGO";
+    }
+    return oid == "\x2a\x86\x48\x86\xf7\x12\x01\x02\x02" ? "Kerberos" : "?";
+}
+
 }  // namespace
 
 std::string FrameEncrypted(const std::string& header, const std::string& sealed, std::size_t originalLength) {
@@ -78,12 +98,15 @@ Handler MakeWinrmHandler(gss_cred_id_t acceptorCredential, EndpointLog& log, End
         const std::string authorization = request.Header("authorization");
         HttpReply reply;
         if (authorization.rfind("Negotiate ", 0) == 0) {
+            const std::string input = Unbase64(authorization.substr(10));
             if (!acceptor || acceptor->IsComplete()) {
                 acceptor = std::make_shared<GssTestAcceptor>(acceptorCredential, options.channelBinding);
                 state.data = acceptor;
+                std::lock_guard lock(log.mutex);
+                log.firstTokens.push_back(FirstTokenMechanism(input));
             }
             std::string output;
-            const OM_uint32 major = acceptor->Step(Unbase64(authorization.substr(10)), output);
+            const OM_uint32 major = acceptor->Step(input, output);
             if (GSS_ERROR(major)) {
                 state.data.reset();
                 return HttpReply{401, {"WWW-Authenticate: Negotiate"}, {}, false};

@@ -20,6 +20,7 @@ struct EndpointLog {
     std::vector<std::string> received;       // unsealed request bodies
     std::vector<std::string> peers;          // authenticated user per completed handshake
     std::vector<std::size_t> headerLengths;  // of each sealed request (NTLM 16, Kerberos AES 60)
+    std::vector<std::string> firstTokens;    // per handshake: "NTLM" (raw), "SPNEGO", "Kerberos" or "?"
     int clearBodiesRefused = 0;
 };
 
