@@ -7,7 +7,7 @@
 
 namespace wsman::soap {
 
-HResult ReadEnumerationBatch(const xmlNode* body, EnumerationBatch& batch) {
+HResult ReadEnumerationBatch(xmlNode* body, EnumerationBatch& batch) {
     batch = EnumerationBatch();
     const xmlNode* response = xml::FindChild(body, ns::kEnumeration, "EnumerateResponse");
     if (response == nullptr) response = xml::FindChild(body, ns::kEnumeration, "PullResponse");
@@ -18,7 +18,7 @@ HResult ReadEnumerationBatch(const xmlNode* body, EnumerationBatch& batch) {
     batch.endOfSequence =
         xml::FindChildInEither(response, ns::kWsman, ns::kEnumeration, "EndOfSequence") != nullptr;
     const xmlNode* items = xml::FindChildInEither(response, ns::kWsman, ns::kEnumeration, "Items");
-    for (const xmlNode* item = xml::FirstChildElement(items); item != nullptr;
+    for (xmlNode* item = xml::FirstChildElement(items); item != nullptr;
          item = xml::NextSiblingElement(item)) {
         batch.items.push_back(xml::SerializeStandalone(item));
     }

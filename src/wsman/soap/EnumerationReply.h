@@ -20,6 +20,6 @@ struct EnumerationBatch {
 
 // body is a checked s:Body. kInvalidSoapBody when it holds neither response element, or when the sequence
 // goes on without a context to pull with.
-HResult ReadEnumerationBatch(const xmlNode* body, EnumerationBatch& batch);
+HResult ReadEnumerationBatch(xmlNode* body, EnumerationBatch& batch);
 
 }  // namespace wsman::soap

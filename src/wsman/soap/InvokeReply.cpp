@@ -6,9 +6,9 @@
 
 namespace wsman::soap {
 
-HResult ReadInvokeOutput(const xmlNode* body, std::string& output) {
+HResult ReadInvokeOutput(xmlNode* body, std::string& output) {
     output.clear();
-    const xmlNode* element = xml::FirstChildElement(body);
+    xmlNode* element = xml::FirstChildElement(body);
     if (element == nullptr) return errors::kInvalidSoapBody;
     output = xml::SerializeStandalone(element);
     return 0;

@@ -10,6 +10,6 @@
 namespace wsman::soap {
 
 // body is a checked s:Body; kInvalidSoapBody when it is empty.
-HResult ReadInvokeOutput(const xmlNode* body, std::string& output);
+HResult ReadInvokeOutput(xmlNode* body, std::string& output);
 
 }  // namespace wsman::soap

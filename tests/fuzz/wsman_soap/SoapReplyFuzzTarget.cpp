@@ -19,8 +19,8 @@ void FuzzSoapReply(const std::uint8_t* data, std::size_t size) {
     // The body parsers also run on replies the check would refuse (unrelated, faulted).
     const auto doc = wsman::xml::ParseUntrusted(text);
     if (!doc) return;
-    const xmlNode* root = xmlDocGetRootElement(doc.get());
-    const xmlNode* body = wsman::xml::FindChild(root, wsman::ns::kSoap, "Body");
+    xmlNode* root = xmlDocGetRootElement(doc.get());
+    xmlNode* body = wsman::xml::FindChild(root, wsman::ns::kSoap, "Body");
     if (body == nullptr) body = root;
     wsman::soap::ReadFault(body);
     wsman::soap::EnumerationBatch batch;
