@@ -30,7 +30,7 @@ trap 'rm -f "$tmp"' EXIT
     echo
     "$build/bench/bench_items" --benchmark_format=console 2>/dev/null | sed -n '/^## /,$p'
     echo
-    echo "### The record parser alone (one Win32_Process item, no network)"
+    echo "## Transform and look-ups per item (the record parser alone, no network)"
     echo
     echo '```'
     "$build/bench/bench_parser" --benchmark_min_time=0.5 2>/dev/null
