@@ -1,7 +1,7 @@
 // The C host of CHost.c, run.
 #include <gtest/gtest.h>
 
-#include "E2eSupport.h"
+#include "TestFiles.h"
 
 extern "C" int QnCHostInitializeAndShutdown(const char* traceFile);
 
@@ -9,10 +9,10 @@ namespace qn::e2e {
 namespace {
 
 TEST(CHostTest, CompilesAndRunsAgainstThePublicHeader) {
-    ScratchFolder scratch;
+    qntest::ScratchStore scratch;
     const auto trace = scratch.File("c-host.log");
     EXPECT_EQ(QnCHostInitializeAndShutdown(trace.c_str()), 0);
-    const auto lines = ReadTraceMessages(trace);
+    const auto lines = qntest::ReadTraceMessages(trace);
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.back(), "Shutdown completed.");
 }

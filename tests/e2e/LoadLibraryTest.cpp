@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "E2eSupport.h"
+#include "TestFiles.h"
 #include "qnsnwsm.h"
 
 namespace qn::e2e {
@@ -30,7 +30,7 @@ class LoadedLibrary {
 };
 
 TEST(LoadLibraryTest, InitializeAndShutdownThroughResolvedExports) {
-    ScratchFolder scratch;
+    qntest::ScratchStore scratch;
     LoadedLibrary library;
     ASSERT_TRUE(library.IsLoaded()) << dlerror();
     auto initialize = reinterpret_cast<InitializeFn>(library.Symbol("WSManInitialize"));
@@ -44,7 +44,7 @@ TEST(LoadLibraryTest, InitializeAndShutdownThroughResolvedExports) {
     ASSERT_NE(handle, nullptr);
     shutdown(handle);
 
-    const auto lines = ReadTraceMessages(trace);
+    const auto lines = qntest::ReadTraceMessages(trace);
     const std::string rule(97, '-');
     ASSERT_EQ(lines.size(), 8u);
     EXPECT_EQ(lines[0], rule);

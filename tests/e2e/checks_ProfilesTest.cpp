@@ -3,28 +3,18 @@
 // not bundled is skipped.
 #include <gtest/gtest.h>
 
-#include "E2eSupport.h"
-#include "qnsnwsm.h"
-
-#if QN_HAVE_SIMULATOR
-
 #include <algorithm>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <regex>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "model/ComputerModel.h"
-#include "server/SimServer.h"
+#include "ModuleBench.h"
 
 namespace qn::e2e {
 namespace {
-
-constexpr const char* kUser = "PC1\\monitor";
-constexpr const char* kPassword = "Corr3ct-Horse";
 
 std::string Unescape(std::string text) {
     static const std::pair<const char*, const char*> kEntities[] = {
@@ -58,31 +48,13 @@ class ProfileTest : public ::testing::TestWithParam<const char*> {
         if (!expected_) {
             GTEST_SKIP() << "profile " << GetParam() << " is not bundled: " << error;
         }
-        std::ofstream(scratch_.File("users")) << "PC1:monitor:" << kPassword << "\n";
-        std::ofstream(scratch_.File("registry.conf"))
-            << "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=" << QN_SHARE_DIR << "/\n"
-            << "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel\\Server\\WinRM]\n"
-            << "AuthScheme=Basic\nAllowUnencrypted=1\n";
-        qnsim::SimOptions options;
-        options.profile = GetParam();
-        options.usersFile = scratch_.File("users").string();
-        options.allowUnencrypted = true;
-        options.basic = true;
-        options.maxItemsInEnumerateResponse = 20;
-        server_ = qnsim::StartSimServer(options, error);
-        ASSERT_NE(server_, nullptr) << error;
-        ASSERT_EQ(WSManInitialize("e2e-profiles", "", &handle_), QNSNWSM_OK);
-        char connectError[256] = {};
-        ASSERT_EQ(WSManConnectToComputer(handle_, "127.0.0.1", kUser, kPassword, "root\\cimv2",
-                                         server_->Port(), 0, 0, connectError, sizeof connectError),
-                  QNSNWSM_OK)
-            << connectError;
+        qntest::SimSetup setup;
+        setup.profile = GetParam();
+        setup.maxItemsInEnumerateResponse = 20;
+        ASSERT_TRUE(bench_.StartSim(setup, error)) << error;
+        ASSERT_EQ(bench_.ConnectToSim(), QNSNWSM_OK) << bench_.ErrorText();
+        handle_ = bench_.Handle();
     }
-    void TearDown() override {
-        WSManShutdown(handle_);
-        if (server_) server_->Stop();
-    }
-
     // The profile's own instances of a class; false when it lacks the class.
     bool Instances(const std::string& className, std::vector<std::string>& items) {
         auto result = expected_->ExecQuery("root/cimv2", "select * from " + className,
@@ -94,9 +66,8 @@ class ProfileTest : public ::testing::TestWithParam<const char*> {
         return result.ok;
     }
 
-    ScratchFolder scratch_;
+    qntest::Bench bench_;
     std::unique_ptr<qnsim::ComputerModel> expected_;
-    std::unique_ptr<qnsim::SimServer> server_;
     QNSNWSM_HANDLE handle_ = nullptr;
     char error_[512] = {};
 };
@@ -232,5 +203,3 @@ INSTANTIATE_TEST_SUITE_P(BundledComputers, ProfileTest,
 
 }  // namespace
 }  // namespace qn::e2e
-
-#endif  // QN_HAVE_SIMULATOR

@@ -30,7 +30,7 @@ class ConnectionFaultTest : public ::testing::Test {
 };
 
 TEST_F(ConnectionFaultTest, RefusedConnectionFailsTheConnectAndTheHandleConnectsLater) {
-    EXPECT_EQ(bench_.Connect("127.0.0.1", ClosedPort()), QNSNWSM_FAILURE);
+    EXPECT_EQ(bench_.Connect("127.0.0.1", ClosedLoopbackPort()), QNSNWSM_FAILURE);
     EXPECT_EQ(bench_.ErrorText(), WinrmErrorText(0x80338012));
     // A check on the handle whose connect failed says so instead of touching the network.
     std::string list;
@@ -97,6 +97,15 @@ TEST(ValidationFaultTest, FailedValidationClosesTheSessionAndTheNextConnectSucce
                      "WSMan session has not been opened yet, please check connection properties");
         ExpectHandleStillConnects(bench);
     }
+}
+
+// Basic over plain HTTP without AllowUnencrypted: the client refuses before it sends the credentials.
+TEST(UnencryptedTrafficTest, BasicOverHttpIsRefusedUnlessAllowed) {
+    Bench bench(Transport::Negotiate, "AuthScheme=Basic\n");
+    std::string error;
+    ASSERT_TRUE(bench.StartSim({}, error)) << error;
+    EXPECT_EQ(bench.ConnectToSim(), QNSNWSM_FAILURE);
+    EXPECT_EQ(bench.ErrorText(), WinrmErrorText(0x803380DE));
 }
 
 // Sealed traffic: the restarted service knows nothing of the old security context, so the client must log

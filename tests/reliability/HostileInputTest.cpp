@@ -211,7 +211,7 @@ TEST(HostileInputTest, NullHandleFailsEveryCheckWithItsBuffersZeroed) {
 }
 
 TEST(HostileInputTest, LifecycleExportsTolerateNullArguments) {
-    e2e::ScratchFolder scratch;
+    qntest::ScratchStore scratch;
     EXPECT_EQ(WSManInitialize(nullptr, nullptr, nullptr), QNSNWSM_FAILURE);
     WSManShutdown(nullptr);
     WSManDisconnectComputer(nullptr);

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "FakeComputerModel.h"
+#include "FakeComputer.h"
 #include "server/EncryptedBody.h"
 #include "server/WsmanRequest.h"
 #include "server/WsmanService.h"
@@ -26,8 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 __builtin_trap();
         }
     }
-    static qnsim::WsmanService service(std::make_shared<qnsim::test::FakeComputerModel>(3),
-                                       qnsim::ServiceSettings{});
+    static qnsim::WsmanService service(qnsim::test::FakeComputer(3), qnsim::ServiceSettings{});
     const qnsim::ParsedRequest parsed = qnsim::ParseWsmanRequest(input);
     if (parsed.request) {
         const qnsim::ServiceReply reply =

@@ -59,12 +59,12 @@ TEST(ListStringTest, SortIsCaseInsensitiveAndKeepsTheNodes) {
 
 TEST(ListStringTest, SortWritesStartAndEndToTheDebugFile) {
     qn::test::ScopedFixedClock clock;
-    qn::test::TemporaryFolder folder;
+    qntest::ScratchFolder folder;
     CQncListString list;
     list.debugFile.Assign(folder.File("debug.log").c_str());
     list.AddString("z");
     list.Sort();
-    EXPECT_EQ(qn::test::ReadFile(folder.File("debug.log")),
+    EXPECT_EQ(qntest::ReadFile(folder.File("debug.log")),
               "[01:02:03 4242] [base_tests] [Start...]\n[01:02:03 4242] [base_tests] [End.]\n");
 }
 

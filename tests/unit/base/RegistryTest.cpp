@@ -1,7 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <string>
 
@@ -12,8 +9,8 @@
 
 namespace {
 
-using qn::test::ReadFile;
-using qn::test::WriteFile;
+using qntest::ReadFile;
+using qntest::WriteFile;
 
 class RegistryTest : public ::testing::Test {
   protected:
@@ -27,9 +24,9 @@ class RegistryTest : public ::testing::Test {
         return value.GetText();
     }
 
-    qn::test::TemporaryFolder folder_;
+    qntest::ScratchFolder folder_;
     std::string store_ = folder_.File("registry.conf");
-    qn::test::ScopedRegistryFile registry_{store_};
+    qntest::ScopedEnv registry_{"QNSNWSM_REGISTRY", store_};
 };
 
 TEST_F(RegistryTest, FolderGetsATrailingBackslashAndIsStoredBackSo) {
@@ -84,38 +81,21 @@ TEST_F(RegistryTest, EnsureAndSetWorkOnNestedKeys) {
 TEST_F(RegistryTest, ReadOnlyStoreStillReadsAndIgnoresTheWriteBack) {
     Store("/opt/qn");
     const std::string before = ReadFile(store_);
-    chmod(folder_.Path().c_str(), 0755);
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        // Root ignores file modes: drop to an unprivileged user, else make the store read-only.
-        if (geteuid() == 0) {
-            if (setgid(65534) != 0 || setuid(65534) != 0) _exit(100);
-        } else {
-            chmod(store_.c_str(), 0444);
-            chmod(folder_.Path().c_str(), 0555);
-        }
-        if (access(folder_.Path().c_str(), W_OK) == 0) _exit(100);
+    const int result = qntest::RunWithReadOnlyFile(folder_.Path(), store_, [] {
         CQncString folder;
         GetProgFilesFolder(folder);
-        if (std::string(folder.GetText()) != "/opt/qn\\") _exit(1);
-        if (EnsureRegistryKey(kHkeyLocalMachine, "Software\\New") != 0) _exit(2);
-        if (SetRegistryString(kHkeyLocalMachine, kQncProductKey, "ProgFilesFolder", "x") != -1) _exit(3);
-        _exit(0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    chmod(folder_.Path().c_str(), 0755);
-    chmod(store_.c_str(), 0644);
-    ASSERT_TRUE(WIFEXITED(status));
-    if (WEXITSTATUS(status) == 100) GTEST_SKIP() << "cannot make the store read-only for this process";
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+        if (std::string(folder.GetText()) != "/opt/qn\\") return 1;
+        if (EnsureRegistryKey(kHkeyLocalMachine, "Software\\New") != 0) return 2;
+        return SetRegistryString(kHkeyLocalMachine, kQncProductKey, "ProgFilesFolder", "x") != -1 ? 3 : 0;
+    });
+    if (result == -1) GTEST_SKIP() << "cannot make the store read-only for this process";
+    EXPECT_EQ(result, 0);
     EXPECT_EQ(ReadFile(store_), before);
 }
 
 TEST(ProfileHelperTest, WriteIntAndDeleteTheLogSection) {
     qn::test::ScopedFixedClock clock;
-    qn::test::TemporaryFolder folder;
+    qntest::ScratchFolder folder;
     const std::string file = folder.File("events.ini");
     WriteFile(file, "[Log]\n00000001|x\n[Other]\nA=1\n");
     EXPECT_NE(WriteProfileInt("Init", "NextEntry", -12, file.c_str()), 0);

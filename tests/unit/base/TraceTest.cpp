@@ -13,14 +13,14 @@
 
 namespace {
 
-using qn::test::ReadFile;
+using qntest::ReadFile;
 
 class TraceTest : public ::testing::Test {
   protected:
     void SetUp() override { traced_.SetTraceFile(traceFile_.c_str()); }
 
     qn::test::ScopedFixedClock clock_;
-    qn::test::TemporaryFolder folder_;
+    qntest::ScratchFolder folder_;
     std::string traceFile_ = folder_.File("trace.log");
     CQncBase traced_{"Traced"};
 };
@@ -135,7 +135,7 @@ class EventLogTest : public ::testing::Test {
     }
 
     qn::test::ScopedFixedClock clock_;
-    qn::test::TemporaryFolder folder_;
+    qntest::ScratchFolder folder_;
     std::string eventLog_ = folder_.File("events.ini");
     CQncBase traced_;
 };
@@ -159,7 +159,7 @@ TEST_F(EventLogTest, LongEntryIsCutTo1020CharactersAndDots) {
 }
 
 TEST_F(EventLogTest, ContinuesFromTheStoredEntryNumber) {
-    qn::test::WriteFile(eventLog_, "[Init]\nNextEntry=255\n[Log]\n000000FE|[00:00:00] older\n");
+    qntest::WriteFile(eventLog_, "[Init]\nNextEntry=255\n[Log]\n000000FE|[00:00:00] older\n");
     traced_.Trace(kTraceToEventLog, "newer");
     EXPECT_EQ(Entries(),
               (std::vector<std::string>{"000000FE|[00:00:00] older", "000000FF|[01:02:03] newer"}));

@@ -97,7 +97,7 @@ TEST_F(GroupMembersTest, MembersAreAskedThroughTheAssociation) {
     CQncListString list;
     CQncString error;
     EXPECT_EQ(module.WinRMGetWinGroupMemberList("Administrators", "PC1", list, error), 0);
-    EXPECT_EQ(Fake().queries.back(), query);
+    EXPECT_EQ(Fake().enumerations.back().filter, query);
     EXPECT_EQ(Entries(list), (std::vector<std::string>{"PC1\\Administrator;;;;Administrator",
                                                        "CORP\\Domain Admins;;;;Domain Admins"}));
 }

@@ -1,6 +1,4 @@
 // Counters of any class, schema browsing, and the reboot action.
-#include <fstream>
-
 #include "CheckTestSupport.h"
 #include "base/QncList.h"
 
@@ -55,7 +53,7 @@ TEST_F(CounterDataTest, MissingArgumentsInstancesAndCountersFail) {
     EXPECT_STREQ(error.GetText(), "No Class specified");
     EXPECT_EQ(Run(kCounterClass, "x", nullptr), -1);
     EXPECT_STREQ(error.GetText(), "No Counter specified");
-    EXPECT_TRUE(Fake().queries.empty());
+    EXPECT_TRUE(Fake().enumerations.empty());
 
     Fake().Answer(kCounterClass, {Counter("0", "12"), Counter("1", std::nullopt)});
     EXPECT_EQ(Run(kCounterClass, "7", "PercentIdleTime"), -1);
@@ -83,11 +81,11 @@ TEST_F(CounterDataTest, TextWithABlankIsAWholeQuery) {
     Fake().AnswerQuery(query, {Counter("_Total", "88")});
     EXPECT_EQ(Run(query.c_str(), "_Total", "PercentIdleTime"), 0);
     EXPECT_STREQ(value.GetText(), "88");
-    EXPECT_EQ(Fake().queries.back(), query);
+    EXPECT_EQ(Fake().enumerations.back().filter, query);
 }
 
 std::string ClassDefinition(const std::string& className, const std::vector<std::string>& properties) {
-    std::vector<Property> nils;
+    qntest::Properties nils;
     for (const std::string& name : properties) {
         nils.push_back({name, std::nullopt});
     }
@@ -144,23 +142,13 @@ class CollectPropertiesTest : public CheckTest {
   protected:
     // Replaces the installation's property stylesheet by one that writes `text` whatever the item.
     void UseFixedPropertyText(const std::string& text) {
-        const std::filesystem::path folder =
-            std::filesystem::temp_directory_path() / ("qnsnwsm-props-" + std::to_string(getpid()));
-        std::filesystem::create_directories(folder / "Sys" / "Wsman");
-        std::ofstream(folder / "Sys" / "Wsman" / "WsmProps.xsl")
-            << "<xsl:stylesheet version=\"1.0\" xmlns:xsl=\"http://www.w3.org/1999/XSL/Transform\">"
-               "<xsl:output method=\"text\"/><xsl:template match=\"/\"><xsl:text>"
-            << text << "</xsl:text></xsl:template></xsl:stylesheet>";
-        SetProgramFolder(folder.string() + "/");
-        folder_ = folder;
+        folder_.Write("Sys/Wsman/WsmProps.xsl",
+                      "<xsl:stylesheet version=\"1.0\" xmlns:xsl=\"http://www.w3.org/1999/XSL/Transform\">"
+                      "<xsl:output method=\"text\"/><xsl:template match=\"/\"><xsl:text>" +
+                          text + "</xsl:text></xsl:template></xsl:stylesheet>");
+        SetProgramFolder(folder_.Path() + "/");
     }
-    void TearDown() override {
-        if (!folder_.empty()) {
-            std::filesystem::remove_all(folder_);
-        }
-        CheckTest::TearDown();
-    }
-    std::filesystem::path folder_;
+    qntest::ScratchFolder folder_;
 };
 
 TEST_F(CollectPropertiesTest, EveryPropertyIsOfferedAsAString) {

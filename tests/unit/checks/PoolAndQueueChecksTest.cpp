@@ -31,7 +31,7 @@ TEST_F(PoolListTest, NamesAreSortedAndJoined) {
     CQncString error;
     EXPECT_EQ(module.WinRMGetApplicationPoolList(list, error), 0);
     EXPECT_STREQ(list.GetText(), "Classic .NET AppPool||DefaultAppPool");
-    EXPECT_EQ(Fake().resourceUris.back(),
+    EXPECT_EQ(Fake().enumerations.back().resourceUri,
               "http://schemas.microsoft.com/wbem/wsman/1/wmi/root/WebAdministration/*");
 }
 

@@ -1,64 +1,22 @@
 #include "EngineTestSupport.h"
 
-#include <cstdlib>
-#include <fstream>
-#include <regex>
+#include <algorithm>
 
 namespace qn::test {
 
-std::vector<std::string> ReadTraceMessages(const std::filesystem::path& file) {
-    static const std::regex stamp(R"(^\[\d\d:\d\d:\d\d\] )");
-    std::vector<std::string> lines;
-    std::ifstream in(file);
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(std::regex_replace(line, stamp, "", std::regex_constants::format_first_only));
-    }
-    return lines;
-}
-
-bool ContainsLine(const std::vector<std::string>& lines, const std::string& line) {
-    for (const auto& candidate : lines) {
-        if (candidate == line) return true;
-    }
-    return false;
-}
-
 bool ContainsText(const std::vector<std::string>& lines, const std::string& text) {
-    for (const auto& candidate : lines) {
-        if (candidate.find(text) != std::string::npos) return true;
-    }
-    return false;
+    return std::any_of(lines.begin(), lines.end(),
+                       [&](const std::string& line) { return line.find(text) != std::string::npos; });
 }
 
 void EngineTest::SetUp() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "qnsnwsm-engine-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
-    traceFile_ = folder_ / "trace.log";
-    registryFile_ = folder_ / "registry.conf";
-    if (const char* current = std::getenv("QNSNWSM_REGISTRY")) {
-        hadRegistry_ = true;
-        savedRegistry_ = current;
-    }
-    setenv("QNSNWSM_REGISTRY", registryFile_.c_str(), 1);
     ResetScript();
-    InstallFakeWsman();
-}
-
-void EngineTest::TearDown() {
-    UninstallFakeWsman();
-    if (hadRegistry_) {
-        setenv("QNSNWSM_REGISTRY", savedRegistry_.c_str(), 1);
-    } else {
-        unsetenv("QNSNWSM_REGISTRY");
-    }
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
+    qntest::InstallFakeWsman();
 }
 
 std::unique_ptr<CQnWSMan> EngineTest::MakeInitializedModule() {
     auto module = std::make_unique<CQnWSMan>("engine-test");
-    EXPECT_EQ(module->Initialize(traceFile_.c_str()), 0u);
+    EXPECT_EQ(module->Initialize(TraceFile().c_str()), 0u);
     return module;
 }
 
@@ -68,11 +26,6 @@ std::unique_ptr<CQnWSMan> EngineTest::MakeConnectedModule(const char* wmiNamespa
     CQncString error;
     EXPECT_EQ(module->OpenSession("pc1", 5985, error), 0u) << error.GetText();
     return module;
-}
-
-void EngineTest::WriteRegistry(const std::string& text) const {
-    std::ofstream out(registryFile_, std::ios::trunc);
-    out << text;
 }
 
 }  // namespace qn::test

@@ -4,67 +4,12 @@
 #include <libxml/tree.h>
 #include <libxml/xpath.h>
 #include <libxml/xpathInternals.h>
-#include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 
 namespace parsing_test {
-
-namespace fs = std::filesystem;
-
-ScratchFolder::ScratchFolder() {
-    std::string pattern = (fs::temp_directory_path() / "qnparsing-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    path_ = pattern;
-}
-
-ScratchFolder::~ScratchFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-}
-
-fs::path ScratchFolder::WriteFile(const std::string& relativePath, const std::string& content) const {
-    const fs::path file = path_ / relativePath;
-    fs::create_directories(file.parent_path());
-    std::ofstream(file, std::ios::binary) << content;
-    return file;
-}
-
-ProgramFolderSetting::ProgramFolderSetting(const std::string& programFolder) {
-    const fs::path file = store_.WriteFile(
-        "registry.conf",
-        "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=" + programFolder + "\n");
-    if (const char* previous = std::getenv("QNSNWSM_REGISTRY")) {
-        hadPrevious_ = true;
-        previous_ = previous;
-    }
-    ::setenv("QNSNWSM_REGISTRY", file.c_str(), 1);
-}
-
-ProgramFolderSetting::~ProgramFolderSetting() {
-    if (hadPrevious_) {
-        ::setenv("QNSNWSM_REGISTRY", previous_.c_str(), 1);
-    } else {
-        ::unsetenv("QNSNWSM_REGISTRY");
-    }
-}
-
-std::string SourceDataFolder() {
-    return QN_DATA_SOURCE_DIR;
-}
-
-std::string ReadFixture(const std::string& fileName) {
-    std::ifstream file(fs::path(QN_FIXTURES_DIR) / fileName, std::ios::binary);
-    if (!file) return "";
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
 
 namespace {
 

@@ -27,7 +27,7 @@ class PlatformXmlDocumentTest : public ::testing::Test {
   protected:
     std::unique_ptr<XmlDocument> LoadedStylesheet(const std::string& text) {
         auto sheet = CreateXmlDocument();
-        const auto path = scratch_.WriteFile("sheet.xsl", text);
+        const auto path = scratch_.Write("sheet.xsl", text);
         EXPECT_TRUE(sheet->LoadFile(path.c_str()));
         return sheet;
     }
@@ -86,7 +86,7 @@ TEST_F(PlatformXmlDocumentTest, TextIsUtf8WhateverTheDeclarationsSay) {
 }
 
 TEST_F(PlatformXmlDocumentTest, DocumentsWithADtdAreRefusedUnexpanded) {
-    const auto secret = scratch_.WriteFile("secret.txt", "TOP-SECRET");
+    const auto secret = scratch_.Write("secret.txt", "TOP-SECRET");
     const std::string billionLaughs = R"(<?xml version="1.0"?>
 <!DOCTYPE lolz [
  <!ENTITY lol "lol">
@@ -102,10 +102,10 @@ TEST_F(PlatformXmlDocumentTest, DocumentsWithADtdAreRefusedUnexpanded) {
 ]>
 <lolz>&lol9;</lolz>)";
     const std::string externalEntity =
-        "<!DOCTYPE a [<!ENTITY x SYSTEM \"file://" + secret.string() + "\">]><a>&x;</a>";
+        "<!DOCTYPE a [<!ENTITY x SYSTEM \"file://" + secret + "\">]><a>&x;</a>";
     const std::string externalDtd = R"(<!DOCTYPE a SYSTEM "http://127.0.0.1:9/evil.dtd"><a>1</a>)";
     const std::string parameterEntity =
-        "<!DOCTYPE a [<!ENTITY % p SYSTEM \"file://" + secret.string() + "\"> %p;]><a>1</a>";
+        "<!DOCTYPE a [<!ENTITY % p SYSTEM \"file://" + secret + "\"> %p;]><a>1</a>";
     for (const std::string& item : {billionLaughs, externalEntity, externalDtd, parameterEntity}) {
         auto doc = CreateXmlDocument();
         EXPECT_FALSE(doc->LoadText(item)) << item;
@@ -113,7 +113,7 @@ TEST_F(PlatformXmlDocumentTest, DocumentsWithADtdAreRefusedUnexpanded) {
     }
     // Stylesheet files get the same treatment.
     auto sheet = CreateXmlDocument();
-    EXPECT_FALSE(sheet->LoadFile(scratch_.WriteFile("dtd.xsl", externalEntity).c_str()));
+    EXPECT_FALSE(sheet->LoadFile(scratch_.Write("dtd.xsl", externalEntity).c_str()));
 }
 
 TEST_F(PlatformXmlDocumentTest, NothingIsPrintedForBrokenInput) {
@@ -131,18 +131,18 @@ TEST_F(PlatformXmlDocumentTest, NothingIsPrintedForBrokenInput) {
               "<failed>");
     auto sheet = CreateXmlDocument();
     EXPECT_FALSE(sheet->LoadFile(scratch_.Path().c_str()));
-    EXPECT_FALSE(sheet->LoadFile((scratch_.Path() / "absent.xsl").c_str()));
+    EXPECT_FALSE(sheet->LoadFile(scratch_.File("absent.xsl").c_str()));
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
 }
 
 TEST_F(PlatformXmlDocumentTest, TransformationMayNotWriteFiles) {
     // libxslt writes xsl:document output of a version 1.1 stylesheet unless the security policy forbids it.
-    const auto target = scratch_.Path() / "written.txt";
+    const auto target = scratch_.File("written.txt");
     const std::string writer =
         R"(<xsl:stylesheet version="1.1" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
   <xsl:output method="text"/>
   <xsl:template match="/">x<xsl:document href=")" +
-        target.string() +
+        target +
         R"(" method="text">owned</xsl:document></xsl:template>
 </xsl:stylesheet>)";
     EXPECT_EQ(Transformed("<a/>", writer), "<failed>");
@@ -153,7 +153,7 @@ TEST_F(PlatformXmlDocumentTest, DocumentsOnDifferentThreadsAreIndependent) {
     constexpr int kThreads = 4;
     std::vector<std::string> results(kThreads);
     std::vector<std::thread> threads;
-    const auto sheetPath = scratch_.WriteFile("shared.xsl", kCopyTextStylesheet);
+    const auto sheetPath = scratch_.Write("shared.xsl", kCopyTextStylesheet);
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([t, &results, &sheetPath] {
             auto doc = CreateXmlDocument();

@@ -34,7 +34,7 @@ class StylesheetReloadTest : public ::testing::Test {
 
     // Writes the stylesheet and dates it an hour back, long settled.
     fs::path WriteSettled(const std::string& name, const std::string& content) {
-        const fs::path file = scratch_.WriteFile(name, content);
+        const fs::path file = scratch_.Write(name, content);
         fs::last_write_time(file, hourAgo_);
         return file;
     }
@@ -62,10 +62,10 @@ TEST_F(StylesheetReloadTest, FileRewrittenWithTheSameSizeIsReread) {
     const fs::path sheet = WriteSettled("value.xsl", Stylesheet("="));
     ASSERT_EQ(Transform(sheet), "a=1");
     // An edit in place: same size, the modification time of now.
-    scratch_.WriteFile("value.xsl", Stylesheet("#"));
+    scratch_.Write("value.xsl", Stylesheet("#"));
     EXPECT_EQ(Transform(sheet), "a#1");
     // And again, at once: a file modified this recently is never taken from the cache.
-    scratch_.WriteFile("value.xsl", Stylesheet("%"));
+    scratch_.Write("value.xsl", Stylesheet("%"));
     EXPECT_EQ(Transform(sheet), "a%1");
 }
 
@@ -79,7 +79,7 @@ TEST_F(StylesheetReloadTest, FileOfAnotherSizeIsRereadEvenWithTheOldModification
 TEST_F(StylesheetReloadTest, FileWithAnotherModificationTimeIsReread) {
     const fs::path sheet = WriteSettled("value.xsl", Stylesheet("="));
     ASSERT_EQ(Transform(sheet), "a=1");
-    scratch_.WriteFile("value.xsl", Stylesheet("#"));
+    scratch_.Write("value.xsl", Stylesheet("#"));
     fs::last_write_time(sheet, hourAgo_ + std::chrono::minutes(1));
     EXPECT_EQ(Transform(sheet), "a#1");
 }

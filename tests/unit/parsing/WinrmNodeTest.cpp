@@ -22,7 +22,7 @@ constexpr const char* kVerbatimStylesheet = R"(<xsl:stylesheet version="1.0"
 
 class WinrmNodeTest : public ::testing::Test {
   protected:
-    WinrmNodeTest() { folder_.WriteFile("Sys/Wsman/Verbatim.xsl", kVerbatimStylesheet); }
+    WinrmNodeTest() { folder_.Write("Sys/Wsman/Verbatim.xsl", kVerbatimStylesheet); }
 
     // An item whose record is `record`.
     static std::string ItemFor(const std::string& record) {
@@ -33,7 +33,7 @@ class WinrmNodeTest : public ::testing::Test {
     }
 
     ScratchFolder folder_;
-    ProgramFolderSetting setting_{folder_.Path().string() + "/"};
+    ProgramFolderSetting setting_{folder_.Path() + "/"};
 };
 
 TEST(WinrmNodePathTest, StylesheetPathIsBuiltFromTheProgramFolder) {
@@ -66,7 +66,7 @@ TEST(WinrmNodePathTest, StylesheetPathIsBuiltFromTheProgramFolder) {
 TEST_F(WinrmNodeTest, MissingStylesheetOrFolderInItsPlaceIs25701) {
     CSnWinrmNode node;  // WsmTxtEx.xsl is not in this program folder
     EXPECT_EQ(node.Transform("<a/>"), kQncErrorXslStylesheetMissing);
-    std::filesystem::create_directories(folder_.Path() / "Sys/Wsman/Folder.xsl");
+    std::filesystem::create_directories(folder_.File("Sys/Wsman/Folder.xsl"));
     node.SetStylesheet("Folder.xsl");
     EXPECT_EQ(node.Transform("<a/>"), kQncErrorXslStylesheetMissing);
     // The stylesheet is checked before the item is looked at.
@@ -85,8 +85,8 @@ TEST_F(WinrmNodeTest, FailedTransformKeepsThePreviousRecord) {
     EXPECT_EQ(node.GetValue("Name", 0, value), 0);
     EXPECT_STREQ(value.GetText(), "first");
 
-    folder_.WriteFile("Sys/Wsman/Broken.xsl", "<xsl:stylesheet version='1.0'");
-    folder_.WriteFile("Sys/Wsman/NotXslt.xsl", "<html><body/></html>");
+    folder_.Write("Sys/Wsman/Broken.xsl", "<xsl:stylesheet version='1.0'");
+    folder_.Write("Sys/Wsman/NotXslt.xsl", "<html><body/></html>");
     for (const char* sheet : {"Broken.xsl", "NotXslt.xsl"}) {
         node.SetStylesheet(sheet);
         EXPECT_EQ(node.Transform(ItemFor("Name:=second\r\n").c_str()), kQncErrorXmlTransform) << sheet;

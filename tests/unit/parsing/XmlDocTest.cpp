@@ -34,8 +34,8 @@ class XmlDocTest : public ::testing::Test {
     }
 
     ScratchFolder scratch_;
-    std::string tracePath_ = (scratch_.Path() / "trace.log").string();
-    std::string sheetPath_ = scratch_.WriteFile("value.xsl", kValueStylesheet).string();
+    std::string tracePath_ = scratch_.File("trace.log");
+    std::string sheetPath_ = scratch_.Write("value.xsl", kValueStylesheet);
 };
 
 TEST_F(XmlDocTest, InitializeTracesOnceAndIsIdempotent) {
@@ -94,15 +94,15 @@ TEST_F(XmlDocTest, TransformFailsForMissingFoldersAndBrokenStylesheets) {
     ASSERT_EQ(doc.LoadXml("<a>1</a>"), 0);
     CQncString output("unchanged");
     EXPECT_EQ(doc.TransformWith(scratch_.Path().c_str(), output), -1);
-    EXPECT_EQ(doc.TransformWith((scratch_.Path() / "absent.xsl").c_str(), output), -1);
+    EXPECT_EQ(doc.TransformWith(scratch_.File("absent.xsl").c_str(), output), -1);
     EXPECT_EQ(doc.TransformWith(nullptr, output), -1);
-    EXPECT_EQ(doc.TransformWith(scratch_.WriteFile("broken.xsl", "<xsl:stylesheet").c_str(), output), -1);
+    EXPECT_EQ(doc.TransformWith(scratch_.Write("broken.xsl", "<xsl:stylesheet").c_str(), output), -1);
     EXPECT_STREQ(output.GetText(), "unchanged");
     // The stylesheet is read afresh on every call: an edit shows at once.
     ASSERT_EQ(doc.TransformWith(sheetPath_.c_str(), output), 0);
     std::string edited = kValueStylesheet;
     edited[edited.find("/>=<") + 2] = '#';
-    scratch_.WriteFile("value.xsl", edited);
+    scratch_.Write("value.xsl", edited);
     ASSERT_EQ(doc.TransformWith(sheetPath_.c_str(), output), 0);
     EXPECT_STREQ(output.GetText(), "a#1");
 }

@@ -11,8 +11,8 @@
 namespace qn::platform {
 namespace {
 
-using test::ReadFile;
-using test::WriteFile;
+using qntest::ReadFile;
+using qntest::WriteFile;
 
 constexpr const char* kProductKey = "Software\\Quillon\\Sentrel";
 
@@ -37,8 +37,8 @@ class ConfigStoreTest : public ::testing::Test {
         return SetConfigString(key, name, value.c_str(), static_cast<std::uint32_t>(value.size() + 1));
     }
 
-    test::TemporaryFolder folder_;
-    test::ScopedRegistryFile registry_{StorePath()};
+    qntest::ScratchFolder folder_;
+    qntest::ScopedEnv registry_{"QNSNWSM_REGISTRY", StorePath()};
 };
 
 TEST_F(ConfigStoreTest, MissingFileHasNoKeysAndCreatingAKeyCreatesIt) {
@@ -104,7 +104,8 @@ TEST_F(ConfigStoreTest, WritingTheStoredValueAgainLeavesTheFileAlone) {
     struct stat after {};
     ASSERT_EQ(stat(StorePath().c_str(), &after), 0);
     EXPECT_EQ(before.st_ino, after.st_ino);
-    EXPECT_EQ(ReadFile(StorePath()), "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder = /opt/qn\\\n");
+    EXPECT_EQ(ReadFile(StorePath()),
+              "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder = /opt/qn\\\n");
     ASSERT_EQ(Set(kProductKey, "ProgFilesFolder", "/opt/other\\"), kConfigOk);
     EXPECT_EQ(Query(kProductKey, "ProgFilesFolder"), "/opt/other\\");
 }
@@ -133,37 +134,10 @@ TEST_F(ConfigStoreTest, QueryFollowsBufferSizeRules) {
     EXPECT_EQ(SetConfigString(key, "Value", "x", 2), kConfigAccessDenied);
 }
 
-// Runs `body` in a child process as an unprivileged user when we are root (root ignores file modes).
-// Returns the child's exit code, or -1 when the store cannot be made read-only here.
-template <typename Body>
-int RunWithReadOnlyStore(const std::string& folder, const std::string& file, Body body) {
-    if (geteuid() != 0) {
-        chmod(file.c_str(), 0444);
-        chmod(folder.c_str(), 0555);
-        if (access(folder.c_str(), W_OK) == 0) return -1;
-        const int result = body();
-        chmod(folder.c_str(), 0755);
-        chmod(file.c_str(), 0644);
-        return result;
-    }
-    chmod(folder.c_str(), 0755);
-    chmod(file.c_str(), 0644);
-    const pid_t child = fork();
-    if (child == 0) {
-        if (setgid(65534) != 0 || setuid(65534) != 0) _exit(100);
-        if (access(folder.c_str(), W_OK) == 0) _exit(100);
-        _exit(body());
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    const int code = WIFEXITED(status) ? WEXITSTATUS(status) : 101;
-    return code == 100 ? -1 : code;
-}
-
 TEST_F(ConfigStoreTest, ReadOnlyStoreStillReadsAndRefusesWrites) {
     ASSERT_EQ(Set(kProductKey, "ProgFilesFolder", "/opt/qn"), kConfigOk);
     const std::string before = ReadFile(StorePath());
-    const int result = RunWithReadOnlyStore(folder_.Path(), StorePath(), [] {
+    const int result = qntest::RunWithReadOnlyFile(folder_.Path(), StorePath(), [] {
         ConfigKey key;
         if (OpenConfigKey(ConfigRoot::LocalMachine, kProductKey, kKeyRead, key) != kConfigOk) return 1;
         char buffer[64] = {};

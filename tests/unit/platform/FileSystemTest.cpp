@@ -17,7 +17,7 @@ TEST(FileSystemTest, MapsWindowsPathsInOnePlace) {
 }
 
 TEST(FileSystemTest, ExistingFileExcludesFoldersAndOpenAcceptsTextModes) {
-    test::TemporaryFolder folder;
+    qntest::ScratchFolder folder;
     const std::string file = folder.File("trace.log");
     EXPECT_FALSE(IsExistingFile(file.c_str()));
     EXPECT_FALSE(IsExistingFile(folder.Path().c_str()));
@@ -33,7 +33,7 @@ TEST(FileSystemTest, ExistingFileExcludesFoldersAndOpenAcceptsTextModes) {
         ASSERT_TRUE(appended);
         std::fputs("b\n", appended.get());
     }
-    EXPECT_EQ(test::ReadFile(file), "a\nb\n");
+    EXPECT_EQ(qntest::ReadFile(file), "a\nb\n");
     EXPECT_FALSE(OpenFile(folder.File("missing/x").c_str(), "at"));
 }
 

@@ -9,12 +9,12 @@
 namespace qn::platform {
 namespace {
 
-using test::ReadFile;
-using test::WriteFile;
+using qntest::ReadFile;
+using qntest::WriteFile;
 
 class ProfileFileTest : public ::testing::Test {
   protected:
-    test::TemporaryFolder folder_;
+    qntest::ScratchFolder folder_;
     std::string file_ = folder_.File("events.ini");
 };
 

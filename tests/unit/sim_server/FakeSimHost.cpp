@@ -5,7 +5,7 @@
 #include <iostream>
 #include <string_view>
 
-#include "FakeComputerModel.h"
+#include "FakeComputer.h"
 #include "server/SimServer.h"
 
 int main(int argc, char** argv) {
@@ -34,7 +34,7 @@ int main(int argc, char** argv) {
     sigaddset(&stopSignals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
     std::string error;
-    auto server = qnsim::StartSimServer(options, std::make_unique<qnsim::test::FakeComputerModel>(5), error);
+    auto server = qnsim::StartSimServer(options, qnsim::test::FakeComputer(), error);
     if (!server) {
         std::cerr << error << "\n";
         return 1;

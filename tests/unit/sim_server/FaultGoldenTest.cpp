@@ -5,11 +5,10 @@
 #include <libxml/parser.h>
 
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <set>
-#include <sstream>
 
+#include "TestFiles.h"
 #include "server/Faults.h"
 
 namespace qnsim {
@@ -72,16 +71,8 @@ std::string Canonical(const std::string& xml, const std::set<std::string>& dropE
     return text;
 }
 
-std::string Fixture(const std::string& name) {
-    std::ifstream in(std::string(QN_FIXTURES_DIR) + "/" + name);
-    if (!in) return {};
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-#define LOAD_FIXTURE(variable, name)            \
-    const std::string variable = Fixture(name); \
+#define LOAD_FIXTURE(variable, name)                        \
+    const std::string variable = qntest::ReadFixture(name); \
     if (variable.empty()) GTEST_SKIP() << "fixture " << name << " not found in " << QN_FIXTURES_DIR
 
 TEST(FaultGoldenTest, ClassNotFoundMatchesWindows2008R2WithItsExtendedStatus) {

@@ -1,24 +1,14 @@
 // The request parser: real client envelopes, namespaces by URI, and hostile XML.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
-
+#include "TestFiles.h"
 #include "server/WsmanRequest.h"
 
 namespace qnsim {
 namespace {
 
-std::string Fixture(const std::string& name) {
-    std::ifstream in(std::string(QN_FIXTURES_DIR) + "/" + name);
-    if (!in) return {};
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 TEST(WsmanRequestParserTest, ReadsMicrosoftGetExampleWithWhitespaceInsideValues) {
-    const std::string xml = Fixture("request_get_Win32_LogicalDisk_msdn_example.xml");
+    const std::string xml = qntest::ReadFixture("request_get_Win32_LogicalDisk_msdn_example.xml");
     if (xml.empty()) GTEST_SKIP() << "fixtures not found in " << QN_FIXTURES_DIR;
     const ParsedRequest parsed = ParseWsmanRequest(xml);
     ASSERT_TRUE(parsed.request) << parsed.problem;
@@ -35,7 +25,7 @@ TEST(WsmanRequestParserTest, ReadsMicrosoftGetExampleWithWhitespaceInsideValues)
 
 TEST(WsmanRequestParserTest, ReadsWindowsCimClientEnumerate) {
     const std::string xml =
-        Fixture("request_enumerate_instances_from_Windows_CIM_client_Get-CimInstance.xml");
+        qntest::ReadFixture("request_enumerate_instances_from_Windows_CIM_client_Get-CimInstance.xml");
     if (xml.empty()) GTEST_SKIP() << "fixtures not found in " << QN_FIXTURES_DIR;
     const ParsedRequest parsed = ParseWsmanRequest(xml);
     ASSERT_TRUE(parsed.request) << parsed.problem;

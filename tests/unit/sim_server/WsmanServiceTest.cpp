@@ -1,7 +1,7 @@
 // The WS-Management service's answers: enumeration batching and contexts, Get, Invoke and the faults.
 #include <gtest/gtest.h>
 
-#include "FakeComputerModel.h"
+#include "FakeComputer.h"
 #include "TestXml.h"
 #include "WsmanTestRequests.h"
 #include "server/WsmanRequest.h"
@@ -17,8 +17,7 @@ constexpr const char* kEnumerateAction = "http://schemas.xmlsoap.org/ws/2004/09/
 
 class WsmanServiceTest : public ::testing::Test {
   protected:
-    explicit WsmanServiceTest(int services = 5)
-        : model_(std::make_shared<test::FakeComputerModel>(services)) {}
+    explicit WsmanServiceTest(int services = 5) : model_(test::FakeComputer(services)) {}
 
     ServiceReply Send(const std::string& envelope, Clock::time_point now = Clock::time_point{}) {
         ParsedRequest parsed = ParseWsmanRequest(envelope);
@@ -49,7 +48,7 @@ class WsmanServiceTest : public ::testing::Test {
         return names;
     }
 
-    std::shared_ptr<test::FakeComputerModel> model_;
+    std::shared_ptr<qntest::CannedComputer> model_;
     WsmanService service_{model_, ServiceSettings{}};
 };
 
@@ -126,7 +125,7 @@ TEST_F(WsmanServiceTest, PullWithOtherParametersThanTheEnumerateIsRefused) {
 TEST(WsmanServiceEnvelopeTest, ItemsAreSplitSoEachEnvelopeFitsAndAnItemTooLargeIsAnEncodingLimitFault) {
     ServiceSettings settings;
     settings.maxItemsInEnumerateResponse = 100;
-    WsmanService service(std::make_shared<test::FakeComputerModel>(5, 3000), settings);
+    WsmanService service(test::FakeComputer(5, 3000), settings);
     const auto send = [&](const std::string& envelope) {
         return service.Handle(*ParseWsmanRequest(envelope).request, Clock::time_point{});
     };
@@ -233,7 +232,7 @@ TEST_F(WsmanServiceTest, GetAndInvoke) {
          "<p:StopService_INPUT xmlns:p=\"" + test::kServiceUri + "\"/>"}));
     ASSERT_EQ(invoked.status, 200u);
     EXPECT_EQ(TestXml(invoked.envelope).Text("/s:Envelope/s:Header/a:Action"), stop + "Response");
-    EXPECT_NE(model_->lastInvokeInput.find("StopService_INPUT"), std::string::npos);
+    EXPECT_NE(model_->Calls().back().input.find("StopService_INPUT"), std::string::npos);
 
     TestXml unknownMethod(Send(test::Envelope({test::kServiceUri + "/Explode", test::kServiceUri, "uuid:11",
                                                153600, "PT60S", "", "<p:Explode_INPUT xmlns:p=\"x\"/>"}))

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "SoapTestSupport.h"
+#include "TestFiles.h"
 #include "wsman/soap/EnumerationReply.h"
 #include "wsman/soap/ErrorCodes.h"
 #include "wsman/soap/InvokeReply.h"
@@ -13,8 +14,8 @@ constexpr const char* kWmiPrefix = "http://schemas.microsoft.com/wbem/wsman/1/wm
 constexpr const char* kXsi = "http://www.w3.org/2001/XMLSchema-instance";
 
 xml::DocPtr ParseFixture(const char* name) {
-    const auto text = testing::ReadFixture(name);
-    return text ? xml::ParseUntrusted(*text) : nullptr;
+    const std::string text = qntest::ReadFixture(name);
+    return text.empty() ? nullptr : xml::ParseUntrusted(text);
 }
 
 // The item must parse alone, and its xsi:type QName must resolve to the class namespace.

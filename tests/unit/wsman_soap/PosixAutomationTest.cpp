@@ -1,8 +1,7 @@
-#include <arpa/inet.h>
+// The POSIX WinRM automation objects refuse, as Windows does, what the module must never send. That a session
+// touches the network only with its first request shows in tests/reliability (a refused connect fails the
+// access check, not the session).
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include "platform/WsmanAutomation.h"
 
@@ -11,19 +10,6 @@ namespace {
 
 constexpr std::uint32_t kConnectionStringInvalid = 0x803380D9;
 constexpr std::uint32_t kCredentialsFlagNeeded = 0x803380B3;
-
-// A loopback port nobody listens on: bound, read, and closed again.
-std::uint16_t ClosedLoopbackPort() {
-    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    ::bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
-    ::close(socket);
-    return ntohs(address.sin_port);
-}
 
 class PosixAutomation : public ::testing::Test {
   protected:
@@ -62,22 +48,6 @@ TEST_F(PosixAutomation, SessionCreationChecksUrlAndCredentialsLikeWindows) {
     EXPECT_EQ(wsman_->CreateSession("http://host:5985/wsman", kWsmanFlagCredUsernamePassword, options_.get(),
                                     session_),
               kOk);
-}
-
-TEST_F(PosixAutomation, UnreachableEndpointFailsTheFirstRequestNotTheSession) {
-    ASSERT_EQ(options_->SetUserName("user"), kOk);
-    const std::string url = "http://127.0.0.1:" + std::to_string(ClosedLoopbackPort()) + "/wsman";
-    ASSERT_EQ(wsman_->CreateSession(url, kWsmanFlagCredUsernamePassword, options_.get(), session_), kOk);
-    std::unique_ptr<WsmanEnumerator> enumerator;
-    const HResult result = session_->Enumerate(std::string(kWmiResourceUriPrefix) + "root/cimv2/*",
-                                               "select * from Win32_Service", kWqlDialectUri, 0, enumerator);
-    EXPECT_TRUE(Failed(result));
-    EXPECT_EQ(enumerator, nullptr);
-    std::string response;
-    EXPECT_TRUE(Failed(session_->Invoke(
-        "StopService", std::string(kWmiResourceUriPrefix) + "root/cimv2/Win32_Service?Name=Spooler",
-        "<p:StopService_INPUT xmlns:p=\"urn:x\"/>", 0, response)));
-    EXPECT_TRUE(response.empty());
 }
 
 }  // namespace

@@ -1,19 +1,8 @@
 #include "SoapTestSupport.h"
 
-#include <fstream>
-#include <sstream>
-
 #include "wsman/soap/Namespaces.h"
 
 namespace wsman::testing {
-
-std::optional<std::string> ReadFixture(const std::string& name) {
-    std::ifstream file(std::string(QN_FIXTURES_DIR) + "/" + name, std::ios::binary);
-    if (!file) return std::nullopt;
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 xmlNode* BodyOf(xmlDoc* doc) {
     return xml::FindChild(xmlDocGetRootElement(doc), ns::kSoap, "Body");

@@ -1,10 +1,9 @@
-// Helpers shared by the SOAP-layer tests: fixture files, parsing envelopes back, and a scripted Channel.
+// Helpers shared by the SOAP-layer tests: parsing envelopes back, and a scripted Channel.
 #pragma once
 
 #include <libxml/tree.h>
 
 #include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,9 +11,6 @@
 #include "wsman/soap/XmlPtr.h"
 
 namespace wsman::testing {
-
-// Contents of a captured Windows response, or nothing when the fixtures folder is absent.
-std::optional<std::string> ReadFixture(const std::string& name);
 
 // The s:Body of a parsed envelope (null when there is none).
 xmlNode* BodyOf(xmlDoc* doc);

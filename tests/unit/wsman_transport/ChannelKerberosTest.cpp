@@ -21,7 +21,7 @@ using namespace transport_error;
 class ChannelKerberos : public ::testing::TestWithParam<AuthScheme> {
   protected:
     static void SetUpTestSuite() {
-        folder_ = std::make_unique<test::TempFolder>();
+        folder_ = std::make_unique<test::ScratchFolder>();
         kdc_ = std::make_unique<test::LoopbackKdc>(*folder_, test::kPassword);
     }
     static void TearDownTestSuite() {
@@ -43,14 +43,14 @@ class ChannelKerberos : public ::testing::TestWithParam<AuthScheme> {
         return settings;
     }
 
-    static std::unique_ptr<test::TempFolder> folder_;
+    static std::unique_ptr<test::ScratchFolder> folder_;
     static std::unique_ptr<test::LoopbackKdc> kdc_;
     security::GssCredential credential_;
     test::EndpointLog log_;
     std::unique_ptr<test::TestHttpServer> server_;
 };
 
-std::unique_ptr<test::TempFolder> ChannelKerberos::folder_;
+std::unique_ptr<test::ScratchFolder> ChannelKerberos::folder_;
 std::unique_ptr<test::LoopbackKdc> ChannelKerberos::kdc_;
 
 TEST_P(ChannelKerberos, AuthenticatesWithATicketAndSealsMessages) {

@@ -3,9 +3,6 @@
 // Negotiate opens with for each form of user name.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <optional>
-
 #include "ChannelTestSupport.h"
 #include "GssTestAcceptor.h"
 #include "TestFiles.h"
@@ -17,29 +14,6 @@ namespace wsman {
 namespace {
 
 using namespace transport_error;
-
-// Points krb5 at another configuration for the lifetime of the object.
-class ScopedKrb5Config {
-  public:
-    explicit ScopedKrb5Config(const std::string& path) {
-        if (const char* previous = std::getenv("KRB5_CONFIG")) {
-            previous_ = previous;
-        }
-        setenv("KRB5_CONFIG", path.c_str(), 1);
-    }
-    ScopedKrb5Config(const ScopedKrb5Config&) = delete;
-    ScopedKrb5Config& operator=(const ScopedKrb5Config&) = delete;
-    ~ScopedKrb5Config() {
-        if (previous_) {
-            setenv("KRB5_CONFIG", previous_->c_str(), 1);
-        } else {
-            unsetenv("KRB5_CONFIG");
-        }
-    }
-
-  private:
-    std::optional<std::string> previous_;
-};
 
 // A realm per name, each with a KDC on a loopback port nobody listens on (refused at once).
 std::string Krb5ConfigWithRealms(const std::vector<std::string>& realms,
@@ -70,7 +44,7 @@ class ChannelNegotiate : public ::testing::TestWithParam<AuthScheme> {
         return test::LoopbackSettings(test::HttpUrl(server_->Port(), "localhost"), GetParam());
     }
 
-    test::TempFolder folder_;
+    test::ScratchFolder folder_;
     security::GssCredential credential_;
     test::EndpointLog log_;
     std::unique_ptr<test::TestHttpServer> server_;
@@ -99,7 +73,8 @@ TEST_P(ChannelNegotiate, SealsEveryMessageOnOneAuthenticatedConnection) {
 TEST_P(ChannelNegotiate, DomainWithAConfiguredRealmTakesSpnego) {
     // The realm's KDC refuses connections, so SPNEGO falls back to NTLM inside its own framing
     // (where sealing starts at sequence number 1).
-    const ScopedKrb5Config config(folder_.Write("krb5.conf", Krb5ConfigWithRealms({"TESTDOM"})));
+    const test::ScopedEnv config("KRB5_CONFIG",
+                                 folder_.Write("krb5.conf", Krb5ConfigWithRealms({"TESTDOM"})));
     Serve();
     const auto channel = CreateChannel(Settings());
     for (int round = 0; round < 2; ++round) {
@@ -180,8 +155,9 @@ TEST(NegotiateIdentity, RealmForADomain) {
 }
 
 TEST(NegotiateIdentity, ChosenFromTheKrb5Configuration) {
-    const test::TempFolder folder;
-    const ScopedKrb5Config config(
+    const test::ScratchFolder folder;
+    const test::ScopedEnv config(
+        "KRB5_CONFIG",
         folder.Write("krb5.conf", Krb5ConfigWithRealms({"LAB.EXAMPLE.TEST", "OTHER.TEST"}, "OTHER.TEST")));
     const auto choose = [](const std::string& userName) {
         const security::NegotiateIdentity identity = security::ChooseNegotiateIdentity(userName);
@@ -197,7 +173,8 @@ TEST(NegotiateIdentity, ChosenFromTheKrb5Configuration) {
     EXPECT_EQ(choose("alice@CORP.TEST"), "SPNEGO alice@CORP.TEST");
     EXPECT_EQ(choose(""), "SPNEGO ");
 
-    const ScopedKrb5Config broken(folder.Write("broken.conf", "[realms\n LAB.EXAMPLE.TEST = {\n }\n"));
+    const test::ScopedEnv broken("KRB5_CONFIG",
+                                 folder.Write("broken.conf", "[realms\n LAB.EXAMPLE.TEST = {\n }\n"));
     EXPECT_EQ(choose("LAB\\alice"), "NTLM LAB\\alice");
 }
 

@@ -3,9 +3,13 @@
 
 #include <string>
 
+#include "TestFiles.h"
+#include "TestHttpServer.h"
 #include "wsman/Channel.h"
 
 namespace wsman::test {
+
+using namespace qntest;
 
 inline constexpr const char* kPassword = "Passw0rd!";
 

@@ -31,7 +31,7 @@ class ChannelTls : public ::testing::Test {
         return test::LoopbackSettings(test::HttpsUrl(server_->Port(), host), AuthScheme::Basic);
     }
 
-    test::TempFolder folder_;
+    test::ScratchFolder folder_;
     test::TestCertificate certificate_;
     std::unique_ptr<test::TestHttpServer> server_;
 };

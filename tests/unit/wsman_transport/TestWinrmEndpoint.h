@@ -13,6 +13,8 @@
 
 namespace wsman::test {
 
+using namespace qntest;
+
 enum class ReplyStyle { Sealed, Clear, Tampered };
 
 struct EndpointLog {

@@ -1,8 +1,9 @@
 #include "FakeWsman.h"
 
+#include <algorithm>
 #include <memory>
 
-namespace qn::test {
+namespace qntest {
 
 namespace {
 
@@ -53,9 +54,12 @@ class FakeSession final : public qn::platform::WsmanSession {
     HResult Enumerate(const std::string& resourceUri, const std::string& filter, const std::string& dialect,
                       std::int32_t, std::unique_ptr<qn::platform::WsmanEnumerator>& enumerator) override {
         g_script.enumerations.push_back({resourceUri, filter, dialect});
-        const auto found = g_script.enumerationsByFilter.find(filter);
-        const EnumerationReply& reply =
-            found != g_script.enumerationsByFilter.end() ? found->second : g_script.defaultEnumeration;
+        EnumerationReply reply = g_script.defaultEnumeration;
+        if (auto found = g_script.enumerationsByFilter.find(filter);
+            found != g_script.enumerationsByFilter.end() && !found->second.empty()) {
+            reply = found->second.front();
+            if (found->second.size() > 1) found->second.pop_front();
+        }
         if (qn::platform::Failed(reply.result)) return reply.result;
         if (!reply.nullEnumerator) enumerator = std::make_unique<FakeEnumerator>(reply);
         return reply.result;
@@ -64,7 +68,14 @@ class FakeSession final : public qn::platform::WsmanSession {
     HResult Invoke(const std::string& action, const std::string& resourceUri, const std::string& parameters,
                    std::int32_t, std::string& response) override {
         g_script.invocations.push_back({action, resourceUri, parameters});
-        response = g_script.invokeResponse;
+        if (auto found = g_script.invokeReplies.find(action); found != g_script.invokeReplies.end()) {
+            response = found->second.second;
+            return found->second.first;
+        }
+        response = !g_script.invokeResponse.empty()
+                       ? g_script.invokeResponse
+                       : "<p:" + action + "_OUTPUT xmlns:p=\"urn:x\"><p:ReturnValue>0" +
+                             "</p:ReturnValue></p:" + action + "_OUTPUT>";
         return g_script.invokeResult;
     }
 };
@@ -97,6 +108,31 @@ HResult FakeFactory(std::unique_ptr<qn::platform::Wsman>& wsman) {
 
 }  // namespace
 
+void FakeWsmanScript::Answer(const std::string& className, std::vector<std::string> items) {
+    AnswerQuery("select * from " + className, std::move(items));
+}
+
+void FakeWsmanScript::AnswerQuery(const std::string& wql, std::vector<std::string> items) {
+    enumerationsByFilter[wql] = {EnumerationReply{.items = std::move(items)}};
+}
+
+void FakeWsmanScript::AnswerNext(const std::string& className, std::vector<std::string> items) {
+    enumerationsByFilter["select * from " + className].push_back({.items = std::move(items)});
+}
+
+void FakeWsmanScript::Fail(const std::string& className, HResult code) {
+    enumerationsByFilter["select * from " + className] = {EnumerationReply{.result = code}};
+}
+
+void FakeWsmanScript::AnswerInvoke(const std::string& action, HResult result, std::string response) {
+    invokeReplies[action] = {result, std::move(response)};
+}
+
+int FakeWsmanScript::CountQueries(const std::string& wql) const {
+    return static_cast<int>(std::count_if(enumerations.begin(), enumerations.end(),
+                                          [&](const EnumerateCall& call) { return call.filter == wql; }));
+}
+
 FakeWsmanScript& Script() {
     return g_script;
 }
@@ -110,4 +146,4 @@ void UninstallFakeWsman() {
     qn::platform::SetWsmanFactory(nullptr);
 }
 
-}  // namespace qn::test
+}  // namespace qntest

@@ -1,11 +1,8 @@
 #include "LoopbackKdc.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,23 +14,9 @@
 
 extern char** environ;
 
-namespace wsman::test {
-namespace {
+namespace qntest {
 
-bool AcceptsConnections(std::uint16_t port) {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    const bool connected = connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
-    close(fd);
-    return connected;
-}
-
-}  // namespace
-
-LoopbackKdc::LoopbackKdc(const TempFolder& folder, const std::string& password) {
+LoopbackKdc::LoopbackKdc(const ScratchFolder& folder, const std::string& password) {
     const std::uint16_t port = ClosedLoopbackPort();
     const std::string kdc = "127.0.0.1:" + std::to_string(port);
     // MIT's profile syntax wants "REALM = {" and "}" on lines of their own.
@@ -46,17 +29,14 @@ LoopbackKdc::LoopbackKdc(const TempFolder& folder, const std::string& password) 
                                       "\n }\n[domain_realm]\n localhost = " + kRealm + "\n");
     kdcProfile_ = folder.Write("kdc.conf", "[kdcdefaults]\n kdc_listen = " + kdc +
                                                "\n kdc_tcp_listen = " + kdc + "\n[realms]\n " + kRealm +
-                                               " = {\n  database_name = " + folder.Path("principal") +
-                                               "\n  key_stash_file = " + folder.Path("stash") +
-                                               "\n  acl_file = " + folder.Path("kadm5.acl") +
+                                               " = {\n  database_name = " + folder.File("principal") +
+                                               "\n  key_stash_file = " + folder.File("stash") +
+                                               "\n  acl_file = " + folder.File("kadm5.acl") +
                                                "\n  supported_enctypes = aes256-cts-hmac-sha1-96:normal\n"
                                                "  master_key_type = aes256-cts-hmac-sha1-96\n }\n");
-    keytab_ = folder.Path("http.keytab");
-    if (const char* previous = std::getenv("KRB5_CONFIG")) {
-        previousConfig_ = previous;
-    }
-    setenv("KRB5_CONFIG", config_.c_str(), 1);
-    setenv("KRB5_KDC_PROFILE", kdcProfile_.c_str(), 1);
+    keytab_ = folder.File("http.keytab");
+    configEnv_.emplace("KRB5_CONFIG", config_);
+    profileEnv_.emplace("KRB5_KDC_PROFILE", kdcProfile_);
     const std::string realm = std::string(" -r ") + kRealm;
     if (!Run("/usr/sbin/kdb5_util" + realm + " create -s -P master-secret") ||
         !Run("/usr/sbin/kadmin.local" + realm + " -q 'addprinc -pw " + password + " alice'") ||
@@ -95,12 +75,6 @@ LoopbackKdc::~LoopbackKdc() {
         kill(kdc_, SIGTERM);
         waitpid(kdc_, nullptr, 0);
     }
-    unsetenv("KRB5_KDC_PROFILE");
-    if (previousConfig_.empty()) {
-        unsetenv("KRB5_CONFIG");
-    } else {
-        setenv("KRB5_CONFIG", previousConfig_.c_str(), 1);
-    }
 }
 
 bool LoopbackKdc::Run(const std::string& command) {
@@ -111,4 +85,4 @@ bool LoopbackKdc::Run(const std::string& command) {
     return true;
 }
 
-}  // namespace wsman::test
+}  // namespace qntest

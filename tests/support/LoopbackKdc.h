@@ -5,11 +5,12 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 
 #include "TestFiles.h"
 
-namespace wsman::test {
+namespace qntest {
 
 class LoopbackKdc {
   public:
@@ -18,7 +19,7 @@ class LoopbackKdc {
     static constexpr const char* kShortLivedUser = "bob@TEST.LOCAL";  // tickets last 2 seconds
 
     // Starts the KDC; `Ready()` tells whether it came up (false when the KDC tools are missing).
-    LoopbackKdc(const TempFolder& folder, const std::string& password);
+    LoopbackKdc(const ScratchFolder& folder, const std::string& password);
     ~LoopbackKdc();
     LoopbackKdc(const LoopbackKdc&) = delete;
     LoopbackKdc& operator=(const LoopbackKdc&) = delete;
@@ -33,10 +34,11 @@ class LoopbackKdc {
     std::string config_;
     std::string kdcProfile_;
     std::string keytab_;
-    std::string previousConfig_;
     std::string problem_;
+    std::optional<ScopedEnv> configEnv_;
+    std::optional<ScopedEnv> profileEnv_;
     pid_t kdc_ = -1;
     bool ready_ = false;
 };
 
-}  // namespace wsman::test
+}  // namespace qntest

@@ -1,5 +1,5 @@
-// A loopback HTTP/1.1 server for transport tests: keep-alive, one connection at a time, optional
-// TLS, replies from a handler that may keep state per connection.
+// A loopback HTTP/1.1 server: keep-alive, one connection at a time, optional TLS, replies from a handler
+// that may keep state per connection; and loopback ports that refuse or never answer.
 #pragma once
 
 #include <openssl/ssl.h>
@@ -14,11 +14,11 @@
 #include <thread>
 #include <vector>
 
-namespace wsman::test {
+namespace qntest {
 
 struct HttpRequest {
     std::map<std::string, std::string> headers;  // names in lower case
-    std::string body;
+    std::string body = {};
     std::string Header(const std::string& lowerName) const {
         const auto it = headers.find(lowerName);
         return it == headers.end() ? std::string() : it->second;
@@ -27,9 +27,10 @@ struct HttpRequest {
 
 struct HttpReply {
     int status = 200;
-    std::vector<std::string> headers;  // "Name: value"
-    std::string body;
-    bool close = false;  // close the connection after this reply
+    std::vector<std::string> headers = {};  // "Name: value"
+    std::string body = {};
+    bool close = false;    // close the connection after this reply
+    std::string raw = {};  // when set: these bytes instead of a formatted reply, then the connection closes
 };
 
 struct ConnectionState {
@@ -71,12 +72,15 @@ class TestHttpServer {
 
 // Binds a loopback port and releases it: nothing listens there afterwards.
 std::uint16_t ClosedLoopbackPort();
+bool AcceptsConnections(std::uint16_t port);
 
 // A socket that listens but never accepts or answers; closed with the object.
 class SilentListener {
   public:
     SilentListener();
     ~SilentListener();
+    SilentListener(const SilentListener&) = delete;
+    SilentListener& operator=(const SilentListener&) = delete;
     std::uint16_t Port() const { return port_; }
 
   private:
@@ -84,4 +88,4 @@ class SilentListener {
     std::uint16_t port_ = 0;
 };
 
-}  // namespace wsman::test
+}  // namespace qntest

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <cctype>
 
-namespace wsman::test {
+namespace qntest {
 namespace {
 
 int ListenOnLoopback(std::uint16_t& port, int backlog) {
@@ -168,7 +168,8 @@ void TestHttpServer::ServeConnection(int socket) {
     while (ReadRequest(stream, pending, request)) {
         ++state.requests;
         const HttpReply reply = handler_(request, state);
-        if (!stream.Write(FormatReply(reply)) || reply.close) {
+        if (!stream.Write(reply.raw.empty() ? FormatReply(reply) : reply.raw) || reply.close ||
+            !reply.raw.empty()) {
             return;
         }
     }
@@ -185,6 +186,17 @@ std::uint16_t ClosedLoopbackPort() {
     return port;
 }
 
+bool AcceptsConnections(std::uint16_t port) {
+    const int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    const bool connected = connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
+    close(fd);
+    return connected;
+}
+
 SilentListener::SilentListener() {
     socket_ = ListenOnLoopback(port_, 8);
 }
@@ -193,4 +205,4 @@ SilentListener::~SilentListener() {
     close(socket_);
 }
 
-}  // namespace wsman::test
+}  // namespace qntest

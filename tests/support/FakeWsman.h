@@ -2,20 +2,21 @@
 // Tests set the replies in Script() and read back what the module asked for.
 #pragma once
 
+#include <deque>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "platform/WsmanAutomation.h"
 
-namespace qn::test {
+namespace qntest {
 
 using qn::platform::HResult;
 
 struct EnumerationReply {
     HResult result = qn::platform::kOk;
     bool nullEnumerator = false;
-    std::vector<std::string> items;
+    std::vector<std::string> items = {};
     // Reading fails with readFailure after this many items (-1: never).
     int failAfterItems = -1;
     HResult readFailure = qn::platform::kOk;
@@ -42,7 +43,11 @@ struct FakeWsmanScript {
     HResult sessionResult = qn::platform::kOk;
     bool sessionNull = false;
     EnumerationReply defaultEnumeration;
-    std::map<std::string, EnumerationReply> enumerationsByFilter;
+    // Replies by WQL text, in turn; the last one repeats.
+    std::map<std::string, std::deque<EnumerationReply>> enumerationsByFilter;
+    // Invoke replies by action; other actions get invokeResult and invokeResponse, or, when that is empty,
+    // an output with ReturnValue 0.
+    std::map<std::string, std::pair<HResult, std::string>> invokeReplies;
     HResult invokeResult = qn::platform::kOk;
     std::string invokeResponse;
 
@@ -59,6 +64,15 @@ struct FakeWsmanScript {
     std::vector<EnumerateCall> enumerations;
     std::vector<InvokeCall> invocations;
     int liveSessions = 0;
+
+    // Every later "select * from <className>" answers with these items (Answer), or a whole WQL text does
+    // (AnswerQuery); AnswerNext adds one more reply to the turns of "select * from <className>".
+    void Answer(const std::string& className, std::vector<std::string> items);
+    void AnswerQuery(const std::string& wql, std::vector<std::string> items);
+    void AnswerNext(const std::string& className, std::vector<std::string> items);
+    void Fail(const std::string& className, HResult code);
+    void AnswerInvoke(const std::string& action, HResult result, std::string response);
+    int CountQueries(const std::string& wql) const;
 };
 
 // The one script the installed factory reads; Reset() restores every default.
@@ -69,4 +83,4 @@ void ResetScript();
 void InstallFakeWsman();
 void UninstallFakeWsman();
 
-}  // namespace qn::test
+}  // namespace qntest
