@@ -15,6 +15,8 @@ namespace qn::e2e {
 namespace {
 
 using qntest::Properties;
+using N = std::vector<std::uint32_t>;
+using T = std::vector<std::string>;
 
 constexpr const char* kProcessorClass = "Win32_PerfFormattedData_PerfOS_Processor";
 constexpr const char* kWebAdministration = "root/WebAdministration";
@@ -128,29 +130,19 @@ TEST_F(EveryExportTest, ChecksAndActionsReadAndChangeTheComputer) {
     Run("WinRMGetDisksState called...", "WinRMGetDisksState completed.",
         [&] { return WSManGetDisksState(h_, &n1, a, b, s, 256, error_, E); });
     EXPECT_EQ(n1, 0u);
-    EXPECT_STREQ(a, "[Disk 0]");
-    EXPECT_STREQ(b, "[Disk 1]");
-    EXPECT_STREQ(s, "[Degraded]");
+    EXPECT_EQ((T{a, b, s}), (T{"[Disk 0]", "[Disk 1]", "[Degraded]"}));
     Run("Calling WinRMGetLogicalDiskSpace (C)...", "WinRMGetLogicalDiskSpace completed.",
         [&] { return WSManGetLogicalDiskSpace(h_, "C", &n1, &n2, &n3, &n4, error_, E); });
-    EXPECT_EQ(n1, 1u);
-    EXPECT_EQ(n2, 801706u);
-    EXPECT_EQ(n3, 953340u - 801706u);
-    EXPECT_EQ(n4, 953340u);
+    EXPECT_EQ((N{n1, n2, n3, n4}), (N{1, 801706, 953340u - 801706u, 953340}));
     Run("Enumerate called (Win32_PerfFormattedData_PerfOS_Memory), namespace = [root\\cimv2]...",
         "WinRMGetMemory completed.", [&] { return WSManGetMemory(h_, &n1, &n2, &n3, error_, E); });
-    EXPECT_EQ(n1, 4096u);
-    EXPECT_EQ(n2, 1024u);
-    EXPECT_EQ(n3, 12u);
+    EXPECT_EQ((N{n1, n2, n3}), (N{4096, 1024, 12}));
     Run("Calling WinRMGetPrinterList...", "WinRMGetPrinterList completed.",
         [&] { return WSManGetPrinterList(h_, a, sizeof a, error_, E); });
     EXPECT_STREQ(a, "HP LaserJet;;||Zebra;;");
     Run("Calling WinRMGetPrinterState (zebra)...", "WinRMGetPrinterState completed.",
         [&] { return WSManGetPrinterState(h_, "zebra", &n1, &n2, &n3, &n4, error_, E); });
-    EXPECT_EQ(n1, 1u);
-    EXPECT_EQ(n2, 3u);
-    EXPECT_EQ(n3, 4u);
-    EXPECT_EQ(n4, 7u);
+    EXPECT_EQ((N{n1, n2, n3, n4}), (N{1, 3, 4, 7}));
     Run("Calling WinRMGetProcessList...", "WinRMGetProcessList completed.",
         [&] { return WSManGetProcessList(h_, a, sizeof a, error_, E); });
     EXPECT_STREQ(a, "proc0.exe||proc1.exe||proc2.exe||proc3.exe||proc4.exe");
@@ -164,18 +156,14 @@ TEST_F(EveryExportTest, ChecksAndActionsReadAndChangeTheComputer) {
         });
     EXPECT_EQ(n1, 42u);
     EXPECT_STREQ(a, "app");
-    EXPECT_EQ(n2, 0xFFFFFFFFu);
-    EXPECT_EQ(n3, 5u);
-    EXPECT_EQ(n4, 70u);
+    EXPECT_EQ((N{n2, n3, n4}), (N{0xFFFFFFFFu, 5, 70}));
     Run("Calling CQnWSMan::WinRMGetMsMqList...", "CQnWSMan::WinRMGetMsMqList completed; #Queues found: [1]",
         [&] { return WSManGetMsMqList(h_, a, sizeof a, error_, E); });
     EXPECT_STREQ(a, "private$\\orders");
     Run("CQnWSMan::WinRMGetMsMqLength [PRIVATE$\\ORDERS] called...",
         "CQnWSMan::WinRMGetMsMqLength completed.",
         [&] { return WSManGetMsMqLength(h_, "PRIVATE$\\ORDERS", &n1, &n2, &n3, error_, E); });
-    EXPECT_EQ(n1, 1u);
-    EXPECT_EQ(n2, 12u);
-    EXPECT_EQ(n3, 4882u);
+    EXPECT_EQ((N{n1, n2, n3}), (N{1, 12, 4882}));
     Run("Calling WinRMGetServiceList...", "WinRMGetServiceList completed.",
         [&] { return WSManGetServiceList(h_, a, sizeof a, error_, E); });
     EXPECT_STREQ(a, "ALG;;Gateway||Spooler;;Print Spooler");
@@ -184,11 +172,8 @@ TEST_F(EveryExportTest, ChecksAndActionsReadAndChangeTheComputer) {
             return WSManGetServiceState(h_, "print spooler", a, sizeof a, b, sizeof b, &n1, s, sizeof s, d,
                                         sizeof d, error_, E);
         });
-    EXPECT_STREQ(a, "Spooler");
-    EXPECT_STREQ(b, "Print Spooler");
+    EXPECT_EQ((T{a, b, s, d}), (T{"Spooler", "Print Spooler", "Stopped", "Auto"}));
     EXPECT_EQ(n1, 1u);
-    EXPECT_STREQ(s, "Stopped");
-    EXPECT_STREQ(d, "Auto");
     Run("Calling CQnWSMan::WinRMGetShareState.", "CQnWSMan::WinRMGetShareState completed.",
         [&] { return WSManGetShareState(h_, "c$", &n1, a, sizeof a, error_, E); });
     EXPECT_EQ(n1, 1u);
@@ -196,9 +181,7 @@ TEST_F(EveryExportTest, ChecksAndActionsReadAndChangeTheComputer) {
     Run("Calling CQnWSMan::WinRMGetTerminalServerSessions.",
         "CQnWSMan::WinRMGetTerminalServerSessions completed.",
         [&] { return WSManGetTerminalServerSessions(h_, &n1, &n2, &n3, error_, E); });
-    EXPECT_EQ(n1, 3u);
-    EXPECT_EQ(n2, 2u);
-    EXPECT_EQ(n3, 2u);
+    EXPECT_EQ((N{n1, n2, n3}), (N{3, 2, 2}));
     Run("Calling CQnWSMan::WinRMGetWmiCounterData (Win32_PerfFormattedData_PerfOS_Processor, _total, "
         "PercentIdleTime).",
         "CQnWSMan::WinRMGetWmiCounterData completed.", [&] {
@@ -224,10 +207,7 @@ TEST_F(EveryExportTest, ChecksAndActionsReadAndChangeTheComputer) {
     EXPECT_STREQ(a, "Intel[R] Ethernet||lan");
     Run("Calling CQnWSMan::WinRMGetNICTrafficValues.", "CQnWSMan::WinRMGetNICTrafficValues completed.",
         [&] { return WSManGetNICTrafficValues(h_, "LAN", &n1, &n2, &n3, &n4, error_, E); });
-    EXPECT_EQ(n1, 1u);
-    EXPECT_EQ(n2, 100u);
-    EXPECT_EQ(n3, 1536u);
-    EXPECT_EQ(n4, 2u);
+    EXPECT_EQ((N{n1, n2, n3, n4}), (N{1, 100, 1536, 2}));
     Run("Calling CQnWSMan::WinRMCollectClasses.", "CQnWSMan::WinRMCollectClasses (result:completed)",
         [&] { return WSManCollectClasses(h_, a, sizeof a, error_, E); });
     EXPECT_STREQ(a, "Win32_Share");

@@ -21,52 +21,37 @@ std::string Group(const std::optional<std::string>& caption, const std::optional
     return Instance("Win32_Group", {{"Caption", caption}, {"Domain", domain}, {"Name", name}});
 }
 
-std::vector<std::string> Entries(CQncListString& list) {
-    std::vector<std::string> entries;
-    for (CQncListNode* node = list.GetHead(); node != nullptr; node = node->next) {
-        entries.emplace_back(static_cast<CQnsString*>(node->item)->text.GetText());
-    }
-    return entries;
-}
-
 using UserAccountsTest = CheckTest;
 
 TEST_F(UserAccountsTest, EntriesPutTheFullNameSecondAndFlagsAsDigits) {
-    CQnWSMan& module = Connect();
     Fake().Answer("Win32_UserAccount",
                   {Account("PC1\\Administrator", "Administrator", "Built-in admin", "false", "false"),
                    Account("PC1\\guest", "guest", std::nullopt, "false", "true"),
                    Account("PC1\\locked", "locked", "Locked Out", "true", "false")});
     CQncListString list;
-    CQncString error;
-    EXPECT_EQ(module.WinRMGetWinUserAccountList(list, error), 0);
+    EXPECT_EQ(Module().WinRMGetWinUserAccountList(list, error), 0);
     EXPECT_EQ(Entries(list), (std::vector<std::string>{
                                  "PC1\\Administrator;;Built-in admin;;Administrator;;0;;0",
                                  "PC1\\guest;;;;guest;;0;;1", "PC1\\locked;;Locked Out;;locked;;1;;0"}));
-    EXPECT_TRUE(Traced("CQnWSMan::WinRMGetWinUserAccountList completed."));
 }
 
 TEST_F(UserAccountsTest, NamelessAccountEndsTheListKeepingEarlierEntries) {
-    CQnWSMan& module = Connect();
     Fake().Answer("Win32_UserAccount", {Account("PC1\\a", "a", "A"), Account("PC1\\b", std::nullopt, "B"),
                                         Account("PC1\\c", "c", "C")});
     CQncListString list;
     list.AddString("stale");
-    CQncString error;
-    EXPECT_EQ(module.WinRMGetWinUserAccountList(list, error), -1);
+    EXPECT_EQ(Module().WinRMGetWinUserAccountList(list, error), -1);
     EXPECT_EQ(Entries(list), (std::vector<std::string>{"PC1\\a;;A;;a;;0;;0"}));
 }
 
 using GroupsTest = CheckTest;
 
 TEST_F(GroupsTest, IncompleteGroupsAreLeftOut) {
-    CQnWSMan& module = Connect();
     Fake().Answer("Win32_Group", {Group("PC1\\Administrators", "Administrators", "PC1"),
                                   Group("PC1\\x", std::nullopt, "PC1"), Group(std::nullopt, "y", "PC1"),
                                   Group("CORP\\Staff", "Staff", std::nullopt)});
     CQncListString list;
-    CQncString error;
-    EXPECT_EQ(module.WinRMGetWinGroupList(list, error), 0);
+    EXPECT_EQ(Module().WinRMGetWinGroupList(list, error), 0);
     EXPECT_EQ(Entries(list),
               (std::vector<std::string>{"PC1\\Administrators;;Administrators;;PC1", "CORP\\Staff;;Staff;;"}));
     EXPECT_TRUE(Traced("  Group NOT listed because of an empty item, Caption=[PC1\\x], Name=[]"));
@@ -77,40 +62,34 @@ TEST_F(GroupsTest, IncompleteGroupsAreLeftOut) {
 }
 
 TEST_F(GroupsTest, EnumerationFailureIsTracedAndFails) {
-    CQnWSMan& module = Connect();
     Fake().Fail("Win32_Group", static_cast<HResult>(0x80070005));
     CQncListString list;
-    CQncString error;
-    EXPECT_EQ(module.WinRMGetWinGroupList(list, error), -1);
+    EXPECT_EQ(Module().WinRMGetWinGroupList(list, error), -1);
     EXPECT_TRUE(Traced("Enumerate [Win32_Group], result:-1 (WMI/WinRM Error 0x80070005: Access is denied)"));
 }
 
 using GroupMembersTest = CheckTest;
 
 TEST_F(GroupMembersTest, MembersAreAskedThroughTheAssociation) {
-    CQnWSMan& module = Connect();
     const std::string query =
         "Associators of {Win32_Group.Domain='PC1',Name='Administrators'} Where AssocClass=Win32_GroupUser "
         "Role=GroupComponent";
     Fake().AnswerQuery(query, {Account("PC1\\Administrator", "Administrator", ""),
                                Group("CORP\\Domain Admins", "Domain Admins", "CORP")});
     CQncListString list;
-    CQncString error;
-    EXPECT_EQ(module.WinRMGetWinGroupMemberList("Administrators", "PC1", list, error), 0);
+    EXPECT_EQ(Module().WinRMGetWinGroupMemberList("Administrators", "PC1", list, error), 0);
     EXPECT_EQ(Fake().enumerations.back().filter, query);
     EXPECT_EQ(Entries(list), (std::vector<std::string>{"PC1\\Administrator;;;;Administrator",
                                                        "CORP\\Domain Admins;;;;Domain Admins"}));
 }
 
 TEST_F(GroupMembersTest, IncompleteMemberFails) {
-    CQnWSMan& module = Connect();
     Fake().AnswerQuery(
         "Associators of {Win32_Group.Domain='PC1',Name='Users'} Where AssocClass=Win32_GroupUser "
         "Role=GroupComponent",
         {Account(std::nullopt, "x", "")});
     CQncListString list;
-    CQncString error;
-    EXPECT_EQ(module.WinRMGetWinGroupMemberList("Users", "PC1", list, error), -1);
+    EXPECT_EQ(Module().WinRMGetWinGroupMemberList("Users", "PC1", list, error), -1);
     EXPECT_TRUE(Entries(list).empty());
     EXPECT_TRUE(Traced("CQnWSMan::WinRMGetWinGroupMemberList failed."));
 }

@@ -2,11 +2,20 @@
 
 namespace qn::checks_test {
 
+std::vector<std::string> Entries(const CQncListString& list) {
+    std::vector<std::string> entries;
+    for (const CQncListNode* node = list.GetHead(); node != nullptr; node = node->next) {
+        entries.emplace_back(static_cast<const CQnsString*>(node->item)->text.GetText());
+    }
+    return entries;
+}
+
 void CheckTest::SetUp() {
     SetProgramFolder(std::string(QN_DATA_SOURCE_DIR) + "/");
     qntest::ResetScript();
     qntest::InstallFakeWsman();
     qn::platform::SetClock(&clock_);
+    Connect();
 }
 
 void CheckTest::TearDown() {

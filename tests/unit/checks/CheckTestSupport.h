@@ -13,12 +13,14 @@
 #include "FakeWsman.h"
 #include "Instances.h"
 #include "TestFiles.h"
+#include "base/QncList.h"
 #include "engine/CQnWSMan.h"
 #include "platform/Clock.h"
 
 namespace qn::checks_test {
 
 using qn::platform::HResult;
+using Numbers = std::vector<std::uint32_t>;
 
 inline std::string Instance(const std::string& className, const qntest::Properties& properties,
                             const std::string& wmiNamespace = "root/cimv2") {
@@ -44,6 +46,10 @@ class FakeClock final : public qn::platform::Clock {
     std::vector<std::uint32_t> sleeps;
 };
 
+// Entries of a list a check filled.
+std::vector<std::string> Entries(const CQncListString& list);
+
+// Each test starts with a module connected to root/cimv2.
 class CheckTest : public ::testing::Test {
   protected:
     void SetUp() override;
@@ -61,6 +67,8 @@ class CheckTest : public ::testing::Test {
         return qntest::ReadTraceMessages(scratch_.File("trace.log"));
     }
     bool Traced(const std::string& message) const { return qntest::HasLine(TraceLines(), message); }
+
+    CQncString error;  // for the checks' error text
 
   private:
     qntest::ScratchStore scratch_;

@@ -25,27 +25,25 @@ std::string GetStateOutput(const std::string& returnValue) {
 using PoolListTest = CheckTest;
 
 TEST_F(PoolListTest, NamesAreSortedAndJoined) {
-    CQnWSMan& module = Connect("root\\WebAdministration");
+    Connect("root\\WebAdministration");
     Fake().Answer("ApplicationPool", {Pool("DefaultAppPool"), Pool("Classic .NET AppPool")});
     CQncString list;
-    CQncString error;
-    EXPECT_EQ(module.WinRMGetApplicationPoolList(list, error), 0);
+    EXPECT_EQ(Module().WinRMGetApplicationPoolList(list, error), 0);
     EXPECT_STREQ(list.GetText(), "Classic .NET AppPool||DefaultAppPool");
     EXPECT_EQ(Fake().enumerations.back().resourceUri,
               "http://schemas.microsoft.com/wbem/wsman/1/wmi/root/WebAdministration/*");
 }
 
 TEST_F(PoolListTest, EmptyResultCompletesAndANamelessPoolSpoilsTheList) {
-    CQnWSMan& module = Connect("root/WebAdministration");
+    Connect("root/WebAdministration");
     CQncString list;
-    CQncString error;
     Fake().Answer("ApplicationPool", {});
-    EXPECT_EQ(module.WinRMGetApplicationPoolList(list, error), 0);
+    EXPECT_EQ(Module().WinRMGetApplicationPoolList(list, error), 0);
     EXPECT_STREQ(list.GetText(), "");
     EXPECT_TRUE(Traced("CQnWSMan::WinRMGetApplicationPoolList - Enumerate returned empty list...."));
 
     Fake().Answer("ApplicationPool", {Pool("DefaultAppPool"), Pool(std::nullopt)});
-    EXPECT_EQ(module.WinRMGetApplicationPoolList(list, error), -1);
+    EXPECT_EQ(Module().WinRMGetApplicationPoolList(list, error), -1);
     EXPECT_STREQ(list.GetText(), "");
     EXPECT_TRUE(Traced("CQnWSMan::WinRMGetApplicationPoolList failed."));
 }
@@ -55,7 +53,6 @@ class PoolStateTest : public CheckTest {
     int Run(const char* pool) { return Module().WinRMGetApplicationPoolState(pool, started, state, error); }
     std::uint32_t started = 0;
     CQncString state;
-    CQncString error;
 };
 
 TEST_F(PoolStateTest, ReturnValueIsMappedToAWord) {
@@ -71,7 +68,6 @@ TEST_F(PoolStateTest, ReturnValueIsMappedToAWord) {
         EXPECT_STREQ(state.GetText(), word);
     }
     EXPECT_TRUE(Traced("WbemGetApplicationPoolState [17(Unknown)]."));
-    EXPECT_TRUE(Traced("CQnWSMan::WinRMGetApplicationPoolState completed."));
 }
 
 TEST_F(PoolStateTest, UriFollowsTheSessionWhileTheInputStaysFixed) {
@@ -109,17 +105,15 @@ TEST_F(PoolStateTest, RefusedCallOrMissingValueFails) {
 using QueueListTest = CheckTest;
 
 TEST_F(QueueListTest, ShortNamesAndNamelessQueuesPassedOver) {
-    CQnWSMan& module = Connect();
     Fake().Answer(kQueueClass, {Queue("host\\private$\\orders"), Queue(std::nullopt),
                                 Queue("Computer Queues"), Queue("host\\public\\invoices")});
     CQncString list;
-    CQncString error;
-    EXPECT_EQ(module.WinRMGetMsMqList(list, error), 0);
+    EXPECT_EQ(Module().WinRMGetMsMqList(list, error), 0);
     EXPECT_STREQ(list.GetText(), "Computer Queues||private$\\orders||public\\invoices");
     EXPECT_TRUE(Traced("CQnWSMan::WinRMGetMsMqList completed; #Queues found: [3]"));
 
     Fake().Fail(kQueueClass, static_cast<HResult>(0x80338000));
-    EXPECT_EQ(module.WinRMGetMsMqList(list, error), -1);
+    EXPECT_EQ(Module().WinRMGetMsMqList(list, error), -1);
     EXPECT_TRUE(Traced("CQnWSMan::WinRMGetMsMqList failed; #Queues found: [0]"));
 }
 
@@ -129,33 +123,23 @@ class QueueLengthTest : public CheckTest {
         found = count = kilobytes = 9;
         return Module().WinRMGetMsMqLength(queue, found, count, kilobytes, error);
     }
+    Numbers Values() const { return {found, count, kilobytes}; }
     std::uint32_t found = 0, count = 0, kilobytes = 0;
-    CQncString error;
 };
 
 TEST_F(QueueLengthTest, MatchesTheShortNameWithoutRegardToCase) {
-    Connect();
-    Fake().Answer(kQueueClass, {Queue(std::nullopt), Queue("host\\private$\\orders", "12", "5000000"),
-                                Queue("host\\private$\\small", "1", "1023")});
-    EXPECT_EQ(Run("PRIVATE$\\ORDERS"), 0);
-    EXPECT_EQ(found, 1u);
-    EXPECT_EQ(count, 12u);
-    EXPECT_EQ(kilobytes, 4882u);
-    EXPECT_EQ(Run("private$\\small"), 0);
-    EXPECT_EQ(kilobytes, 0u);
+    Fake().Answer(kQueueClass, {Queue(std::nullopt), Queue("host\\private$\\small", "1", "1023")});
+    EXPECT_EQ(Run("PRIVATE$\\SMALL"), 0);
+    EXPECT_EQ(Values(), (Numbers{1, 1, 0}));
 }
 
 TEST_F(QueueLengthTest, UnknownQueueOrMissingCounterFails) {
-    Connect();
     Fake().Answer(kQueueClass, {Queue("host\\private$\\orders", "12", std::nullopt)});
     EXPECT_EQ(Run("private$\\other"), -1);
-    EXPECT_EQ(found, 0u);
-    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(Values(), (Numbers{0, 0, 0}));
     EXPECT_STREQ(error.GetText(), "");
     EXPECT_EQ(Run("private$\\orders"), -1);
-    EXPECT_EQ(found, 1u);
-    EXPECT_EQ(count, 12u);
-    EXPECT_EQ(kilobytes, 0u);
+    EXPECT_EQ(Values(), (Numbers{1, 12, 0}));
 }
 
 }  // namespace

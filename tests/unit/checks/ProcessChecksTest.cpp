@@ -32,45 +32,38 @@ std::string RawProcess(const Raw& raw) {
 using ProcessListTest = CheckTest;
 
 TEST_F(ProcessListTest, NamesAreSortedOnceEach) {
-    CQnWSMan& module = Connect();
     Fake().Answer("Win32_Process", {Process("svchost.exe"), Process("System Idle Process"),
                                     Process("SVCHOST.EXE"), Process(std::nullopt), Process("explorer.exe")});
     CQncString list;
-    CQncString error;
-    EXPECT_EQ(module.WinRMGetProcessList(list, error), 0);
+    EXPECT_EQ(Module().WinRMGetProcessList(list, error), 0);
     EXPECT_STREQ(list.GetText(), "explorer.exe||svchost.exe||System Idle Process");
-    EXPECT_TRUE(Traced("WinRMGetProcessList completed."));
 
     Fake().Fail("Win32_Process", static_cast<HResult>(0x80070005));
-    EXPECT_EQ(module.WinRMGetProcessList(list, error), -1);
+    EXPECT_EQ(Module().WinRMGetProcessList(list, error), -1);
     EXPECT_STREQ(list.GetText(), "");
 }
 
 using ProcessStateTest = CheckTest;
 
 TEST_F(ProcessStateTest, RunningWithoutRegardToCase) {
-    CQnWSMan& module = Connect();
     Fake().Answer("Win32_Process", {Process("System"), Process("Notepad.exe")});
     std::uint32_t running = 0;
-    CQncString error;
-    EXPECT_EQ(module.WinRMGetProcessState("notepad.exe", running, error), 0);
+    EXPECT_EQ(Module().WinRMGetProcessState("notepad.exe", running, error), 0);
     EXPECT_EQ(running, 1u);
     EXPECT_STREQ(error.GetText(), "");
     EXPECT_TRUE(Traced("Process [notepad.exe] is running: yes"));
 
     // ".exe" belongs to the WMI name: without it nothing matches, and that still completes.
-    EXPECT_EQ(module.WinRMGetProcessState("notepad", running, error), 0);
+    EXPECT_EQ(Module().WinRMGetProcessState("notepad", running, error), 0);
     EXPECT_EQ(running, 0u);
     EXPECT_STREQ(error.GetText(), "Process not found");
     EXPECT_TRUE(Traced("Process [notepad] is running: no"));
 }
 
 TEST_F(ProcessStateTest, NamelessProcessFails) {
-    CQnWSMan& module = Connect();
     Fake().Answer("Win32_Process", {Process("System"), Process(std::nullopt), Process("notepad.exe")});
     std::uint32_t running = 1;
-    CQncString error;
-    EXPECT_EQ(module.WinRMGetProcessState("notepad.exe", running, error), -1);
+    EXPECT_EQ(Module().WinRMGetProcessState("notepad.exe", running, error), -1);
     EXPECT_EQ(running, 0u);
     EXPECT_TRUE(Traced("WinRMGetProcessState failed."));
 }
@@ -79,7 +72,6 @@ class ProcessUsageTest : public CheckTest {
   protected:
     void SetUp() override {
         CheckTest::SetUp();
-        Connect();
         Fake().Answer(
             "Win32_Processor",
             {Instance("Win32_Processor", {{"DeviceID", "CPU0"}, {"NumberOfLogicalProcessors", "2"}})});
@@ -90,9 +82,9 @@ class ProcessUsageTest : public CheckTest {
                                                      handlesLimit, processId, instance, cpuUsage, memoryMB,
                                                      handles, error);
     }
+    Numbers Values() const { return {processId, cpuUsage, memoryMB, handles}; }
     std::uint32_t processId = 0, cpuUsage = 0, memoryMB = 0, handles = 0;
     CQncString instance;
-    CQncString error;
 };
 
 TEST_F(ProcessUsageTest, EveryInstanceOfTheNameIsMeasuredAndTheLastReported) {
@@ -100,11 +92,8 @@ TEST_F(ProcessUsageTest, EveryInstanceOfTheNameIsMeasuredAndTheLastReported) {
                               RawProcess({"explorer", "200", 0, 0, 9 << 20, "900"}),
                               RawProcess({"Notepad#1", "300", 0, 0, 5 << 20, "70"})});
     EXPECT_EQ(Run(" notepad.exe ", "", -1, 0, 0, 0, 0, 0), 0);
-    EXPECT_EQ(processId, 300u);
+    EXPECT_EQ(Values(), (Numbers{300, 0xFFFFFFFF, 5, 70}));
     EXPECT_STREQ(instance.GetText(), "Notepad#1");
-    EXPECT_EQ(memoryMB, 5u);
-    EXPECT_EQ(handles, 70u);
-    EXPECT_EQ(cpuUsage, 0xFFFFFFFFu);
     EXPECT_TRUE(Traced("Process [#100] added, instance name:[notepad]"));
     EXPECT_TRUE(Traced("Process [#300] added, instance name:[Notepad#1]"));
     EXPECT_FALSE(Traced("Process [#200] added, instance name:[explorer]"));
@@ -116,10 +105,8 @@ TEST_F(ProcessUsageTest, EmptyNameMeasuresAllButTheExcludedAndTheIdleProcess) {
                               RawProcess({"lsass", "20", 0, 0, 1 << 20}), RawProcess({"svchost#3", "30"}),
                               RawProcess({"_Total", "0"})});
     EXPECT_EQ(Run("", "SVCHOST.exe#2;;spoolsv", -1, 0, 0, 0, 0, -1), 0);
-    EXPECT_EQ(processId, 20u);
+    EXPECT_EQ(Values(), (Numbers{20, 0xFFFFFFFF, 1, 0xFFFFFFFF}));
     EXPECT_STREQ(instance.GetText(), "lsass");
-    EXPECT_EQ(memoryMB, 1u);
-    EXPECT_EQ(handles, 0xFFFFFFFFu);
     EXPECT_FALSE(Traced("Process [#10] added, instance name:[svchost]"));
     EXPECT_FALSE(Traced("Process [#30] added, instance name:[svchost#3]"));
 }
@@ -143,31 +130,26 @@ TEST_F(ProcessUsageTest, CpuIsTheMeanOfThePairsPerProcessor) {
     Fake().AnswerNext(kRawClass, {RawProcess({"app", "7", 13000, 40000})});
     EXPECT_EQ(Run("app", "", 0, 1000, -1500, -1, 0, -1), 0);
     EXPECT_EQ(cpuUsage, 20u);
-    EXPECT_EQ(Clock().sleeps, (std::vector<std::uint32_t>{1000, 1000}));
+    EXPECT_EQ(Clock().sleeps, (Numbers{1000, 1000}));
     EXPECT_EQ(Fake().CountQueries(std::string("select * from ") + kRawClass), 5);
     EXPECT_TRUE(Traced("*lpN: [6000]"));
     EXPECT_TRUE(Traced("*lpD: [20000]"));
 }
 
-TEST_F(ProcessUsageTest, SameTimeStampLeavesCpuUnmeasured) {
+TEST_F(ProcessUsageTest, ZeroDurationOrAStandingTimeStampLeavesCpuUnmeasured) {
     Fake().Answer(kRawClass, {RawProcess({"app", "7", 500, 777})});
-    EXPECT_EQ(Run("app", "", 5, 10, 10, -1, 0, -1), 0);
-    EXPECT_EQ(cpuUsage, 0xFFFFFFFFu);
-}
-
-TEST_F(ProcessUsageTest, ZeroDurationTakesNoCpuSample) {
-    Fake().Answer(kRawClass, {RawProcess({"app", "7"})});
     EXPECT_EQ(Run("app", "", 10, 10, 0, -1, 0, -1), 0);
     EXPECT_EQ(cpuUsage, 0xFFFFFFFFu);
     EXPECT_TRUE(Clock().sleeps.empty());
     EXPECT_EQ(Fake().CountQueries(std::string("select * from ") + kRawClass), 1);
+    EXPECT_EQ(Run("app", "", 5, 10, 10, -1, 0, -1), 0);
+    EXPECT_EQ(cpuUsage, 0xFFFFFFFFu);
 }
 
 TEST_F(ProcessUsageTest, FailuresLeaveEveryOutputUnmeasured) {
     Fake().Answer(kRawClass, {RawProcess({"other", "7"})});
     EXPECT_EQ(Run("app", "", 0, 0, 0, 0, 0, 0), -1);
-    EXPECT_EQ(processId, 0xFFFFFFFFu);
-    EXPECT_EQ(memoryMB, 0xFFFFFFFFu);
+    EXPECT_EQ(Values(), (Numbers{0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF}));
     EXPECT_STREQ(instance.GetText(), "");
     EXPECT_TRUE(Traced("CQnWSMan::WinRMGetProcessCpuMemHandles failed."));
 

@@ -1,29 +1,11 @@
-// The CPU accumulator and the process list's selection.
+// The CPU accumulator's unsigned arithmetic and the process list's selection; its averages are measured
+// through the check (ProcessUsageTest).
 #include <gtest/gtest.h>
 
 #include "checks/CProcCpu.h"
 #include "checks/CWmiProcessList.h"
 
 namespace {
-
-TEST(ProcCpuTest, AveragesPairsPerProcessor) {
-    CProcCpu cpu(4);
-    cpu.SetFirstSample(0, 0);
-    EXPECT_TRUE(cpu.AddSecondSample(500, 1000));  // 50 %
-    cpu.SetFirstSample(1000, 2000);
-    EXPECT_TRUE(cpu.AddSecondSample(1100, 3000));  // 10 %
-    EXPECT_FLOAT_EQ(cpu.pairs, 2.0f);
-    EXPECT_FLOAT_EQ(cpu.sumPercent, 60.0f);
-    EXPECT_FLOAT_EQ(cpu.cpuPercent, 7.5f);
-}
-
-TEST(ProcCpuTest, PairWithoutElapsedTimeChangesNothing) {
-    CProcCpu cpu(1);
-    cpu.SetFirstSample(10, 50);
-    EXPECT_FALSE(cpu.AddSecondSample(90, 50));
-    EXPECT_FLOAT_EQ(cpu.pairs, 0.0f);
-    EXPECT_FLOAT_EQ(cpu.cpuPercent, 0.0f);
-}
 
 TEST(ProcCpuTest, CounterRunningBackwardsIsTakenUnsigned) {
     CProcCpu cpu(1);

@@ -7,8 +7,6 @@
 namespace qn::test {
 namespace {
 
-const std::string kRule(97, '-');
-
 using LifecycleTest = EngineTest;
 
 TEST_F(LifecycleTest, InitializeWritesBannerThenCompletes) {
@@ -18,13 +16,7 @@ TEST_F(LifecycleTest, InitializeWritesBannerThenCompletes) {
     EXPECT_TRUE(module.HasParser());
     EXPECT_EQ(Script().createCalls, 1);
 
-    const auto lines = Trace();
-    ASSERT_EQ(lines.size(), 5u);
-    EXPECT_EQ(lines[0], kRule);
-    EXPECT_EQ(lines[1], "Module: [qnsnwsm.dll], Build: [892.5061]");
-    EXPECT_EQ(lines[2], kRule);
-    EXPECT_EQ(lines[3], "Initializing...");
-    EXPECT_EQ(lines[4], "Initialization completed.");
+    EXPECT_EQ(Trace().back(), "Initialization completed.");  // the banner before it: e2e LoadLibraryTest
 }
 
 TEST_F(LifecycleTest, SecondInitializeOnlyRepeatsBannerAndSaysSo) {
