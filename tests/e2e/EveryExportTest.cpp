@@ -21,6 +21,21 @@ using T = std::vector<std::string>;
 constexpr const char* kProcessorClass = "Win32_PerfFormattedData_PerfOS_Processor";
 constexpr const char* kWebAdministration = "root/WebAdministration";
 
+// "Name=value|Other" as properties; a name without "=" is nil.
+Properties P(const std::string& text) {
+    Properties properties;
+    for (std::size_t start = 0; start <= text.size();) {
+        const std::size_t end = std::min(text.find('|', start), text.size());
+        const std::string pair = text.substr(start, end - start);
+        const std::size_t equals = pair.find('=');
+        properties.emplace_back(
+            pair.substr(0, equals),
+            equals == std::string::npos ? std::nullopt : std::optional<std::string>(pair.substr(equals + 1)));
+        start = end + 1;
+    }
+    return properties;
+}
+
 class EveryExportTest : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -52,68 +67,47 @@ class EveryExportTest : public ::testing::Test {
 
 TEST_F(EveryExportTest, ChecksAndActionsReadAndChangeTheComputer) {
     auto& c = *computer_;
-    c.Add(kProcessorClass, {{"Name", "_Total"}, {"PercentIdleTime", "58"}, {"PercentProcessorTime", "42"}});
-    c.Add("Win32_DiskDrive",
-          {{"Caption", "Disk 0"}, {"InterfaceType", "IDE"}, {"Model", "WDC"}, {"Status", "OK"}});
-    c.Add("Win32_DiskDrive",
-          {{"Caption", "Disk 1"}, {"InterfaceType", "USB"}, {"Model", "SanDisk"}, {"Status", "Degraded"}});
-    c.Add("Win32_LogicalDisk", {{"FreeSpace", "840649814016"}, {"Name", "C:"}, {"Size", "999650488320"}});
-    for (const Properties& printer :
-         {Properties{
-              {"Availability", "3"}, {"DetectedErrorState", "4"}, {"Name", "Zebra"}, {"PrinterStatus", "7"}},
-          Properties{{"Availability", "3"},
-                     {"DetectedErrorState", "2"},
-                     {"Name", "HP LaserJet"},
-                     {"PrinterStatus", "3"}}})
-        c.Add("Win32_Printer", printer);
-    c.Add("Win32_Processor", {{"DeviceID", "CPU0"}, {"NumberOfLogicalProcessors", "2"}});
-    c.Add("Win32_PerfRawData_PerfProc_Process", {{"Name", "app"},
-                                                 {"IDProcess", "42"},
-                                                 {"PercentProcessorTime", "0"},
-                                                 {"TimeStamp_Sys100NS", "0"},
-                                                 {"WorkingSetPrivate", "5242880"},
-                                                 {"PrivateBytes", "10485760"},
-                                                 {"HandleCount", "70"}});
+    c.Add(kProcessorClass, P("Name=_Total|PercentIdleTime=58|PercentProcessorTime=42"));
+    c.Add("Win32_DiskDrive", P("Caption=Disk 0|InterfaceType=IDE|Model=WDC|Status=OK"));
+    c.Add("Win32_DiskDrive", P("Caption=Disk 1|InterfaceType=USB|Model=SanDisk|Status=Degraded"));
+    c.Add("Win32_LogicalDisk", P("FreeSpace=840649814016|Name=C:|Size=999650488320"));
+    c.Add("Win32_Printer", P("Availability=3|DetectedErrorState=4|Name=Zebra|PrinterStatus=7"));
+    c.Add("Win32_Printer", P("Availability=3|DetectedErrorState=2|Name=HP LaserJet|PrinterStatus=3"));
+    c.Add("Win32_Processor", P("DeviceID=CPU0|NumberOfLogicalProcessors=2"));
+    c.Add("Win32_PerfRawData_PerfProc_Process",
+          P("Name=app|IDProcess=42|PercentProcessorTime=0|TimeStamp_Sys100NS=0|WorkingSetPrivate=5242880|"
+            "PrivateBytes=10485760|HandleCount=70"));
     c.Declare("Win32_Service");
-    c.Add(
-        "Win32_Service",
-        {{"DisplayName", "Print Spooler"}, {"Name", "Spooler"}, {"StartMode", "Auto"}, {"State", "Stopped"}});
-    c.Add("Win32_Service",
-          {{"DisplayName", "Gateway"}, {"Name", "ALG"}, {"StartMode", "Manual"}, {"State", "Running"}});
-    for (const char* share : {"ADMIN$", "C$"})
-        c.Add("Win32_Share", {{"Name", share}, {"Path", "C:\\"}, {"Type", "2147483648"}});
+    c.Add("Win32_Service", P("DisplayName=Print Spooler|Name=Spooler|StartMode=Auto|State=Stopped"));
+    c.Add("Win32_Service", P("DisplayName=Gateway|Name=ALG|StartMode=Manual|State=Running"));
+    c.Add("Win32_Share", P("Name=ADMIN$|Path=C:\\|Type=2147483648"));
+    c.Add("Win32_Share", P("Name=C$|Path=C:\\|Type=2147483648"));
     c.Add("Win32_PerfFormattedData_TermService_TerminalServices",
-          {{"ActiveSessions", "3"}, {"InactiveSessions", "2"}, {"TotalSessions", "9"}});
+          P("ActiveSessions=3|InactiveSessions=2|TotalSessions=9"));
     c.Add("Win32_PerfRawData_LocalSessionManager_TerminalServices",
-          {{"ActiveSessions", "7"}, {"InactiveSessions", "5"}, {"TotalSessions", "9"}});
-    const Properties admin{
-        {"Caption", "PC1\\Administrator"}, {"Disabled", "false"}, {"Domain", "PC1"},
-        {"FullName", "Built-in admin"},    {"Lockout", "false"},  {"Name", "Administrator"}};
+          P("ActiveSessions=7|InactiveSessions=5|TotalSessions=9"));
+    const Properties admin =
+        P("Caption=PC1\\Administrator|Disabled=false|Domain=PC1|FullName=Built-in "
+          "admin|Lockout=false|Name=Administrator");
     c.Add("Win32_UserAccount", admin);
-    c.Add("Win32_UserAccount", {{"Caption", "PC1\\guest"},
-                                {"Disabled", "true"},
-                                {"Domain", "PC1"},
-                                {"FullName", std::nullopt},
-                                {"Lockout", "false"},
-                                {"Name", "guest"}});
-    c.Add("Win32_Group", {{"Caption", "PC1\\Administrators"}, {"Domain", "PC1"}, {"Name", "Administrators"}});
+    c.Add("Win32_UserAccount",
+          P("Caption=PC1\\guest|Disabled=true|Domain=PC1|FullName|Lockout=false|Name=guest"));
+    c.Add("Win32_Group", P("Caption=PC1\\Administrators|Domain=PC1|Name=Administrators"));
     c.AddQuery(
         "Associators of {Win32_Group.Domain='PC1',Name='Administrators'} Where AssocClass=Win32_GroupUser "
         "Role=GroupComponent",
         qntest::RenderInstance("Win32_UserAccount", admin));
-    c.Add("Win32_PerfFormattedData_Tcpip_NetworkInterface",
-          {{"BytesTotalPersec", "1536"}, {"CurrentBandwidth", "100000000"}, {"Name", "lan"}});
-    c.Add("Win32_PerfFormattedData_Tcpip_NetworkInterface",
-          {{"BytesTotalPersec", "0"}, {"CurrentBandwidth", "1000000000"}, {"Name", "Intel[R] Ethernet"}});
+    const char* nic = "Win32_PerfFormattedData_Tcpip_NetworkInterface";
+    c.Add(nic, P("BytesTotalPersec=1536|CurrentBandwidth=100000000|Name=lan"));
+    c.Add(nic, P("BytesTotalPersec=0|CurrentBandwidth=1000000000|Name=Intel[R] Ethernet"));
     c.Add("Win32_PerfRawData_MSMQ_MSMQQueue",
-          {{"BytesInQueue", "5000000"}, {"MessagesInQueue", "12"}, {"Name", "host\\private$\\orders"}});
-    c.AddItem("meta_class",
-              qntest::RenderInstance("Win32_Share", {{"Name", std::nullopt}, {"Path", std::nullopt}}));
-    c.AddItem("meta_class", qntest::RenderInstance("CIM_Process", {{"Name", std::nullopt}}));
+          P("BytesInQueue=5000000|MessagesInQueue=12|Name=host\\private$\\orders"));
+    c.AddItem("meta_class", qntest::RenderInstance("Win32_Share", P("Name|Path")));
+    c.AddItem("meta_class", qntest::RenderInstance("CIM_Process", P("Name")));
     for (const char* method : {"StopService", "StartService", "Reboot"})
-        c.SetOutput(method, {{"ReturnValue", "0"}});
-    c.Add("ApplicationPool", {{"Name", "DefaultAppPool"}}, kWebAdministration);
-    c.SetOutput("GetState", {{"ReturnValue", "1"}});
+        c.SetOutput(method, P("ReturnValue=0"));
+    c.Add("ApplicationPool", P("Name=DefaultAppPool"), kWebAdministration);
+    c.SetOutput("GetState", P("ReturnValue=1"));
     ASSERT_EQ(bench_.ConnectToSim(), QNSNWSM_OK) << bench_.ErrorText();
 
     char a[256], b[256], s[256], d[256];
@@ -265,7 +259,7 @@ TEST_F(EveryExportTest, LongListsArePulledWholeAndCutAtTheBuffer) {
 }
 
 TEST_F(EveryExportTest, FailuresReachTheHost) {
-    computer_->Add("Win32_LogicalDisk", {{"FreeSpace", "1"}, {"Name", "C:"}, {"Size", "2"}});
+    computer_->Add("Win32_LogicalDisk", P("FreeSpace=1|Name=C:|Size=2"));
     ASSERT_EQ(bench_.ConnectToSim(), QNSNWSM_OK) << bench_.ErrorText();
     std::uint32_t found = 1, n = 0;
     EXPECT_EQ(WSManGetLogicalDiskSpace(h_, "c", &found, &n, &n, &n, error_, sizeof error_), QNSNWSM_FAILURE);

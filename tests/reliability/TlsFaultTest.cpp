@@ -19,9 +19,9 @@ constexpr long kDay = 86400;
 class Certificates {
   public:
     Certificates() {
-        const qntest::CertificateSpec local{"localhost", "DNS:localhost,IP:127.0.0.1", -kDay, 30 * kDay,
-                                            false};
-        qntest::CertificateSpec expired = local, otherName = local;
+        const qntest::CertificateOptions local{"localhost", "DNS:localhost,IP:127.0.0.1", -kDay, 30 * kDay,
+                                               false};
+        qntest::CertificateOptions expired = local, otherName = local;
         expired.fromSeconds = -30 * kDay;
         expired.toSeconds = -kDay;
         otherName.commonName = "other.example";

@@ -34,7 +34,7 @@ void AddExtension(X509* cert, X509* issuer, int nid, const std::string& value) {
 }  // namespace
 
 TestCertificate MakeCertificate(const ScratchFolder& folder, const std::string& stem,
-                                const CertificateSpec& spec, const TestCertificate* issuer) {
+                                const CertificateOptions& options, const TestCertificate* issuer) {
     KeyPtr key(EVP_EC_gen("P-256"), EVP_PKEY_free);
     CertPtr cert(X509_new(), X509_free);
     CertPtr issuerCert(
@@ -46,17 +46,17 @@ TestCertificate MakeCertificate(const ScratchFolder& folder, const std::string& 
     static long serial = 1;
     X509_set_version(cert.get(), 2);
     ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), serial++);
-    X509_gmtime_adj(X509_getm_notBefore(cert.get()), spec.fromSeconds);
-    X509_gmtime_adj(X509_getm_notAfter(cert.get()), spec.toSeconds);
+    X509_gmtime_adj(X509_getm_notBefore(cert.get()), options.fromSeconds);
+    X509_gmtime_adj(X509_getm_notAfter(cert.get()), options.toSeconds);
     X509_NAME* subject = X509_get_subject_name(cert.get());
     X509_NAME_add_entry_by_txt(subject, "CN", MBSTRING_ASC,
-                               reinterpret_cast<const unsigned char*>(spec.commonName.c_str()), -1, -1, 0);
+                               reinterpret_cast<const unsigned char*>(options.commonName.c_str()), -1, -1, 0);
     X509_set_issuer_name(cert.get(), issuerCert ? X509_get_subject_name(issuerCert.get()) : subject);
     X509_set_pubkey(cert.get(), key.get());
     X509* signer = issuerCert ? issuerCert.get() : cert.get();
-    AddExtension(cert.get(), signer, NID_basic_constraints, spec.isCa ? "critical,CA:TRUE" : "CA:FALSE");
-    if (!spec.isCa) AddExtension(cert.get(), signer, NID_ext_key_usage, "serverAuth");
-    if (!spec.altNames.empty()) AddExtension(cert.get(), signer, NID_subject_alt_name, spec.altNames);
+    AddExtension(cert.get(), signer, NID_basic_constraints, options.isCa ? "critical,CA:TRUE" : "CA:FALSE");
+    if (!options.isCa) AddExtension(cert.get(), signer, NID_ext_key_usage, "serverAuth");
+    if (!options.altNames.empty()) AddExtension(cert.get(), signer, NID_subject_alt_name, options.altNames);
     if (X509_sign(cert.get(), issuerKey ? issuerKey.get() : key.get(), EVP_sha256()) == 0)
         throw std::runtime_error("cannot sign the certificate");
 

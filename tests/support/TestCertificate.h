@@ -8,7 +8,7 @@
 
 namespace qntest {
 
-struct CertificateSpec {
+struct CertificateOptions {
     std::string commonName = "localhost";
     std::string altNames = "DNS:localhost";  // subjectAltName; empty: none
     long fromSeconds = -3600;                // validity, relative to now
@@ -24,7 +24,8 @@ struct TestCertificate {
 
 // Writes <stem>.pem and <stem>.key into `folder`; signed by `issuer` or, without one, by itself.
 TestCertificate MakeCertificate(const ScratchFolder& folder, const std::string& stem,
-                                const CertificateSpec& spec = {}, const TestCertificate* issuer = nullptr);
+                                const CertificateOptions& options = {},
+                                const TestCertificate* issuer = nullptr);
 
 inline TestCertificate MakeSelfSignedCertificate(const ScratchFolder& folder) {
     return MakeCertificate(folder, "server");

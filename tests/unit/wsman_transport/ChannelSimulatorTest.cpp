@@ -1,15 +1,17 @@
-// The channel against the WinRM simulator, a server written independently of this client, where the module's
-// end-to-end tests do not take it: Negotiate with channel binding over HTTPS, and Kerberos.
+// The channel against the WinRM simulator: a server written independently of this client.
 #include <gtest/gtest.h>
 
 #include "ChannelTestSupport.h"
 #include "LoopbackKdc.h"
 #include "TestCertificate.h"
 #include "server/SimServer.h"
+#include "wsman/TransportErrors.h"
 #include "wsman/soap/Requests.h"
 
 namespace wsman {
 namespace {
+
+using namespace transport_error;
 
 std::string EnumerateOperatingSystem(const std::string& url, int sequence) {
     soap::RequestHeader header;
@@ -38,6 +40,7 @@ class ChannelSimulator : public ::testing::Test {
                 const auto result =
                     test::SendOnce(*channel, EnumerateOperatingSystem(settings.url, sequence));
                 ASSERT_EQ(result.code, 0) << result.detail;
+                EXPECT_EQ(result.exchange.httpStatus, 200);
                 EXPECT_NE(result.exchange.body.find("EnumerateResponse"), std::string::npos);
             }
         }
@@ -46,6 +49,31 @@ class ChannelSimulator : public ::testing::Test {
     test::ScratchFolder folder_;
     std::unique_ptr<qnsim::SimServer> server_;
 };
+
+TEST_F(ChannelSimulator, SealedEnumerationsWithNtlmAndNegotiateAndAWrongPassword) {
+    ASSERT_NO_FATAL_FAILURE(Start({}));
+    auto settings = test::LoopbackSettings(test::HttpUrl(server_->Port(), "localhost"));
+    ExpectEnumerations(settings, {AuthScheme::Ntlm, AuthScheme::Negotiate});
+
+    settings.scheme = AuthScheme::Negotiate;
+    settings.password = "Wr0ng-Secret";
+    const auto result = test::SendOnce(settings);
+    EXPECT_EQ(result.code, kAccessDenied) << result.detail;
+    EXPECT_EQ(result.detail.find("Wr0ng-Secret"), std::string::npos);
+}
+
+TEST_F(ChannelSimulator, UnencryptedTrafficOnlyWhenBothSidesAllowIt) {
+    qnsim::SimOptions options;
+    options.basic = true;
+    options.allowUnencrypted = true;
+    ASSERT_NO_FATAL_FAILURE(Start(options));
+    auto settings = test::LoopbackSettings(test::HttpUrl(server_->Port(), "localhost"), AuthScheme::Basic);
+    settings.userName = "alice";
+    EXPECT_EQ(test::SendOnce(*CreateChannel(settings), EnumerateOperatingSystem(settings.url, 0)).code,
+              kUnencryptedDisabled);
+    settings.allowUnencrypted = true;
+    ExpectEnumerations(settings, {AuthScheme::Basic});
+}
 
 TEST_F(ChannelSimulator, NegotiateOverHttpsBindsToTheCertificate) {
     const test::TestCertificate certificate = test::MakeSelfSignedCertificate(folder_);
