@@ -5,6 +5,7 @@
 
 #include "wsman/TransportErrors.h"
 #include "wsman/http/TransportErrorMapping.h"
+#include "wsman/security/AccountName.h"
 #include "wsman/security/AuthChallenge.h"
 #include "wsman/security/Base64.h"
 #include "wsman/security/EncryptedBody.h"
@@ -88,6 +89,9 @@ HResult SessionChannel::Send(const std::string& envelope, Exchange& out) {
     }
     if (envelope.empty()) {
         return Fail(kFail, "empty SOAP envelope");
+    }
+    if (!security::IsWellFormedAccountName(settings_.userName)) {
+        return Fail(kInvalidAccountName, "the user name is not of the form user, DOMAIN\\user or user@REALM");
     }
     if (!UsesGss()) {
         return SendBasic(envelope, out);

@@ -18,6 +18,7 @@
 //   0x803380DE ERROR_WSMAN_CLIENT_UNENCRYPTED_DISABLED  Basic / plain body over HTTP not allowed
 //   0x803380B2 ERROR_WSMAN_CLIENT_CREDENTIALS_NEEDED  Basic without a user name; no own identity
 //                                                    (empty user name and no Kerberos ticket)
+//   0x80070523 ERROR_INVALID_ACCOUNT_NAME             a user name of no account form ("a\b\c", "CORP\", "@x")
 //   0x8009030E SEC_E_NO_CREDENTIALS                  password credential could not be acquired (other)
 //   0x80090311 SEC_E_NO_AUTHENTICATING_AUTHORITY     no KDC reachable for the realm; security package
 //                                                    failed before the server answered (unknown SPN)
@@ -44,6 +45,7 @@ inline constexpr HResult kHttpServiceUnavailable = static_cast<HResult>(0x803381
 inline constexpr HResult kHttpServerError = static_cast<HResult>(0x80338170);
 inline constexpr HResult kUnencryptedDisabled = static_cast<HResult>(0x803380DE);
 inline constexpr HResult kCredentialsNeeded = static_cast<HResult>(0x803380B2);
+inline constexpr HResult kInvalidAccountName = static_cast<HResult>(0x80070523);
 inline constexpr HResult kNoCredentials = static_cast<HResult>(0x8009030E);
 inline constexpr HResult kNoAuthenticatingAuthority = static_cast<HResult>(0x80090311);
 inline constexpr HResult kMutualAuthFailed = static_cast<HResult>(0x803381F0);

@@ -49,6 +49,17 @@ TEST_P(ConnectTest, WrongPasswordIsAccessDenied) {
     EXPECT_EQ(Trace().find("not-the-password"), std::string::npos);
 }
 
+TEST_P(ConnectTest, UserNameOfNoAccountFormIsRefusedBeforeTheComputerIsAsked) {
+    for (const char* user : {"PC1\\", "\\monitor", "PC1\\ops\\monitor", "monitor@", "PC1\\monitor@PC1"}) {
+        char error[128];
+        EXPECT_EQ(WSManConnectToComputer(bench_.Handle(), "127.0.0.1", user, kPassword, "root\\cimv2",
+                                         bench_.SimPort(), 0, 0, error, sizeof error),
+                  QNSNWSM_FAILURE)
+            << user;
+        EXPECT_EQ(std::string(error), qntest::WinrmErrorText(0x80070523)) << user;
+    }
+}
+
 TEST_P(ConnectTest, ClassTheComputerLacksFailsValidation) {
     bench_.Scratch().WriteStore(qntest::StoreText("ValidationClass=Win32_NoSuchClass\n"));
     EXPECT_EQ(bench_.ConnectToSim(), QNSNWSM_FAILURE);

@@ -45,6 +45,7 @@ std::string ExpectedServiceList() {
 std::string WinrmErrorText(std::uint32_t code) {
     static const std::pair<std::uint32_t, const char*> kSuffixes[] = {
         {0x80070005, ": Access is denied"},
+        {0x80070523, ": The name provided is not a properly formed account name."},
         {0x80338000, ": No items can be found at the selected URI."},
         {0x80338012, ": The WS-Management service does not support the action specified in the request."},
         {0x8033801A, ": The service cannot find the resource identified by the resource URI and selectors."},
