@@ -145,8 +145,9 @@ QNSNWSM_API uint32_t WSManGetCpuUsage(QNSNWSM_HANDLE handle, const char* cpuName
  *   size           the size of each of the three buffers above.
  * An unhealthy drive is a completed check (QNSNWSM_OK with allDisksOk 0).
  */
-QNSNWSM_API uint32_t WSManGetDisksState(QNSNWSM_HANDLE handle, uint32_t* allDisksOk, char* diskList, char* badDisk,
-                                        char* badDiskStatus, uint32_t size, char* error, uint32_t errorSize);
+QNSNWSM_API uint32_t WSManGetDisksState(QNSNWSM_HANDLE handle, uint32_t* allDisksOk, char* diskList,
+                                        char* badDisk, char* badDiskStatus, uint32_t size, char* error,
+                                        uint32_t errorSize);
 
 /*
  * Space on one logical disk (Win32_LogicalDisk), in MiB (truncated).
@@ -156,9 +157,9 @@ QNSNWSM_API uint32_t WSManGetDisksState(QNSNWSM_HANDLE handle, uint32_t* allDisk
  *   freeMB, usedMB, sizeMB  free, used (size - free) and total space.
  * Fails with an empty error text when no such drive exists.
  */
-QNSNWSM_API uint32_t WSManGetLogicalDiskSpace(QNSNWSM_HANDLE handle, const char* diskName, uint32_t* driveFound,
-                                              uint32_t* freeMB, uint32_t* usedMB, uint32_t* sizeMB, char* error,
-                                              uint32_t errorSize);
+QNSNWSM_API uint32_t WSManGetLogicalDiskSpace(QNSNWSM_HANDLE handle, const char* diskName,
+                                              uint32_t* driveFound, uint32_t* freeMB, uint32_t* usedMB,
+                                              uint32_t* sizeMB, char* error, uint32_t errorSize);
 
 /*
  * Memory (Win32_PerfFormattedData_PerfOS_Memory).
@@ -221,13 +222,11 @@ QNSNWSM_API uint32_t WSManGetProcessState(QNSNWSM_HANDLE handle, const char* pro
  * When several processes match, the one the computer listed last is reported. Every number that was not
  * measured is 0xFFFFFFFF; on failure all four numbers are 0xFFFFFFFF.
  */
-QNSNWSM_API uint32_t WSManGetProcessCpuMemHandles(QNSNWSM_HANDLE handle, const char* processName,
-                                                  const char* excludeNames, uint32_t cpuThreshold, uint32_t sleepMs,
-                                                  uint32_t durationMs, uint32_t memoryThreshold,
-                                                  uint32_t memoryCounter, uint32_t handlesThreshold,
-                                                  uint32_t* processId, char* instanceName,
-                                                  uint32_t instanceNameSize, uint32_t* cpuUsage, uint32_t* memoryMB,
-                                                  uint32_t* handles, char* error, uint32_t errorSize);
+QNSNWSM_API uint32_t WSManGetProcessCpuMemHandles(
+    QNSNWSM_HANDLE handle, const char* processName, const char* excludeNames, uint32_t cpuThreshold,
+    uint32_t sleepMs, uint32_t durationMs, uint32_t memoryThreshold, uint32_t memoryCounter,
+    uint32_t handlesThreshold, uint32_t* processId, char* instanceName, uint32_t instanceNameSize,
+    uint32_t* cpuUsage, uint32_t* memoryMB, uint32_t* handles, char* error, uint32_t errorSize);
 
 /*
  * The IIS application pools (ApplicationPool), sorted: "DefaultAppPool||Classic .NET AppPool". Connect the
@@ -245,9 +244,9 @@ QNSNWSM_API uint32_t WSManGetApplicationPoolList(QNSNWSM_HANDLE handle, char* li
  *              read.
  *   stateText  "Starting", "Started", "Stopping", "Stopped" or "Unknown".
  */
-QNSNWSM_API uint32_t WSManGetApplicationPoolState(QNSNWSM_HANDLE handle, const char* poolName, uint32_t* isStarted,
-                                                  char* stateText, uint32_t stateTextSize, char* error,
-                                                  uint32_t errorSize);
+QNSNWSM_API uint32_t WSManGetApplicationPoolState(QNSNWSM_HANDLE handle, const char* poolName,
+                                                  uint32_t* isStarted, char* stateText,
+                                                  uint32_t stateTextSize, char* error, uint32_t errorSize);
 
 /*
  * The MSMQ queues (Win32_PerfRawData_MSMQ_MSMQQueue), without the computer part of their names, sorted:
@@ -288,8 +287,9 @@ QNSNWSM_API uint32_t WSManGetServiceList(QNSNWSM_HANDLE handle, char* list, uint
  */
 QNSNWSM_API uint32_t WSManGetServiceState(QNSNWSM_HANDLE handle, const char* serviceName, char* name,
                                           uint32_t nameSize, char* displayName, uint32_t displayNameSize,
-                                          uint32_t* installed, char* state, uint32_t stateSize, char* startMode,
-                                          uint32_t startModeSize, char* error, uint32_t errorSize);
+                                          uint32_t* installed, char* state, uint32_t stateSize,
+                                          char* startMode, uint32_t startModeSize, char* error,
+                                          uint32_t errorSize);
 
 /*
  * Whether a share exists (Win32_Share), by name without regard to case ("C$", "Users").
@@ -308,8 +308,8 @@ QNSNWSM_API uint32_t WSManGetShareState(QNSNWSM_HANDLE handle, const char* share
  *   thirdCount        repeats inactiveSessions (kept for hosts that read it).
  */
 QNSNWSM_API uint32_t WSManGetTerminalServerSessions(QNSNWSM_HANDLE handle, uint32_t* activeSessions,
-                                                    uint32_t* inactiveSessions, uint32_t* thirdCount, char* error,
-                                                    uint32_t errorSize);
+                                                    uint32_t* inactiveSessions, uint32_t* thirdCount,
+                                                    char* error, uint32_t errorSize);
 
 /*
  * One property ("counter") of one instance of any WMI class.
@@ -322,13 +322,14 @@ QNSNWSM_API uint32_t WSManGetTerminalServerSessions(QNSNWSM_HANDLE handle, uint3
  * Note the order: class, counter, instance. A class without instances is a completed check with an empty
  * value; a missing instance or property fails with an empty error text.
  */
-QNSNWSM_API uint32_t WSManGetWmiCounterData(QNSNWSM_HANDLE handle, const char* className, const char* counterName,
-                                            const char* instanceName, uint32_t* isNumeric, char* value,
-                                            uint32_t valueSize, char* error, uint32_t errorSize);
+QNSNWSM_API uint32_t WSManGetWmiCounterData(QNSNWSM_HANDLE handle, const char* className,
+                                            const char* counterName, const char* instanceName,
+                                            uint32_t* isNumeric, char* value, uint32_t valueSize, char* error,
+                                            uint32_t errorSize);
 
 /* The models of the USB disk drives (Win32_DiskDrive), separated by ";": "SanDisk Ultra;Kingston DT". */
-QNSNWSM_API uint32_t WSManGetRemovableDrives(QNSNWSM_HANDLE handle, char* list, uint32_t listSize, char* error,
-                                             uint32_t errorSize);
+QNSNWSM_API uint32_t WSManGetRemovableDrives(QNSNWSM_HANDLE handle, char* list, uint32_t listSize,
+                                             char* error, uint32_t errorSize);
 
 /*
  * The user accounts (Win32_UserAccount), sorted, as "caption;;full name;;name;;lockout;;disabled" entries
@@ -336,8 +337,8 @@ QNSNWSM_API uint32_t WSManGetRemovableDrives(QNSNWSM_HANDLE handle, char* list, 
  * entries that fit whole. On failure (NULL handle included) `list` stays empty; a NULL handle writes
  * "Handle is a NULL pointer" to `error`.
  */
-QNSNWSM_API uint32_t WSManGetWinUserAccountList(QNSNWSM_HANDLE handle, char* list, uint32_t listSize, char* error,
-                                                uint32_t errorSize);
+QNSNWSM_API uint32_t WSManGetWinUserAccountList(QNSNWSM_HANDLE handle, char* list, uint32_t listSize,
+                                                char* error, uint32_t errorSize);
 
 /*
  * The groups (Win32_Group), sorted, as "caption;;name;;domain" entries joined with "||". Buffers as for
@@ -352,8 +353,9 @@ QNSNWSM_API uint32_t WSManGetWinGroupList(QNSNWSM_HANDLE handle, char* list, uin
  *   domain     the group's domain, or the computer's name for a local group ("PC1").
  * Buffers as for WSManGetWinUserAccountList.
  */
-QNSNWSM_API uint32_t WSManGetWinGroupMemberList(QNSNWSM_HANDLE handle, const char* groupName, const char* domain,
-                                                char* list, uint32_t listSize, char* error, uint32_t errorSize);
+QNSNWSM_API uint32_t WSManGetWinGroupMemberList(QNSNWSM_HANDLE handle, const char* groupName,
+                                                const char* domain, char* list, uint32_t listSize,
+                                                char* error, uint32_t errorSize);
 
 /*
  * The network interfaces (Win32_PerfFormattedData_Tcpip_NetworkInterface), sorted, joined with "||". Fails,

@@ -43,7 +43,7 @@ struct Result {
 using Selectors = std::map<std::string, std::string>;  // key property -> value, as on the wire
 
 class ComputerModel {
-public:
+  public:
     virtual ~ComputerModel() = default;
 
     virtual std::string HostName() const = 0;
@@ -51,15 +51,18 @@ public:
     virtual bool HasNamespace(const std::string& wmiNamespace) const = 0;
     // Runs a WQL query (SELECT, ASSOCIATORS OF, meta_class) in a namespace at the given moment (sampled
     // counters move with time). Items are rendered as Windows renders them for that namespace.
-    virtual Result<std::vector<RenderedItem>> ExecQuery(const std::string& wmiNamespace, const std::string& wql,
+    virtual Result<std::vector<RenderedItem>> ExecQuery(const std::string& wmiNamespace,
+                                                        const std::string& wql,
                                                         std::chrono::steady_clock::time_point now) = 0;
     // Get of one instance by class and keys (a singleton takes no selectors).
     virtual Result<RenderedItem> Get(const std::string& wmiNamespace, const std::string& className,
-                                     const Selectors& selectors, std::chrono::steady_clock::time_point now) = 0;
+                                     const Selectors& selectors,
+                                     std::chrono::steady_clock::time_point now) = 0;
     // Invoke of a method; inputXml is the <p:Method_INPUT> element. Returns the <p:Method_OUTPUT> element.
     virtual Result<RenderedItem> Invoke(const std::string& wmiNamespace, const std::string& className,
                                         const Selectors& selectors, const std::string& method,
-                                        const std::string& inputXml, std::chrono::steady_clock::time_point now) = 0;
+                                        const std::string& inputXml,
+                                        std::chrono::steady_clock::time_point now) = 0;
 };
 
 // Loads a bundled profile by name ("workstation", "server", "unhealthy") or a profile file by path.

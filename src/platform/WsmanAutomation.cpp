@@ -8,7 +8,9 @@ namespace {
 std::atomic<WsmanFactory> g_factory{nullptr};
 }
 
-void SetWsmanFactory(WsmanFactory factory) { g_factory.store(factory); }
+void SetWsmanFactory(WsmanFactory factory) {
+    g_factory.store(factory);
+}
 
 HResult CreateWsman(std::unique_ptr<Wsman>& wsman) {
     wsman.reset();

@@ -17,22 +17,28 @@ namespace qn::platform {
 using HResult = std::int32_t;
 
 constexpr HResult kOk = 0;
-constexpr bool Failed(HResult hr) { return hr < 0; }
-constexpr bool Succeeded(HResult hr) { return hr >= 0; }
-constexpr HResult ToHResult(std::uint32_t code) { return static_cast<HResult>(code); }
+constexpr bool Failed(HResult hr) {
+    return hr < 0;
+}
+constexpr bool Succeeded(HResult hr) {
+    return hr >= 0;
+}
+constexpr HResult ToHResult(std::uint32_t code) {
+    return static_cast<HResult>(code);
+}
 
 // WSManSessionFlags of the automation API that the module uses.
 constexpr std::int32_t kWsmanFlagCredUsernamePassword = 0x1000;  // 4096
 
 class WsmanConnectionOptions {
-public:
+  public:
     virtual ~WsmanConnectionOptions() = default;
     virtual HResult SetUserName(const std::string& userName) = 0;
     virtual HResult SetPassword(const std::string& password) = 0;
 };
 
 class WsmanEnumerator {
-public:
+  public:
     virtual ~WsmanEnumerator() = default;
     // atEnd := true once every item has been read.
     virtual HResult AtEndOfStream(bool& atEnd) = 0;
@@ -41,7 +47,7 @@ public:
 };
 
 class WsmanSession {
-public:
+  public:
     virtual ~WsmanSession() = default;
     // Starts an enumeration of resourceUri with a filter in the given dialect (the WQL dialect URI for WQL).
     // On success `enumerator` is set; a success with no enumerator is the "null pointer cast" case.
@@ -55,12 +61,13 @@ public:
 };
 
 class Wsman {
-public:
+  public:
     virtual ~Wsman() = default;
     virtual HResult CreateConnectionOptions(std::unique_ptr<WsmanConnectionOptions>& options) = 0;
     // options may be null (the caller's own credentials).
     virtual HResult CreateSession(const std::string& connection, std::int32_t flags,
-                                  WsmanConnectionOptions* options, std::unique_ptr<WsmanSession>& session) = 0;
+                                  WsmanConnectionOptions* options,
+                                  std::unique_ptr<WsmanSession>& session) = 0;
 };
 
 // The stand-in for CoCreateInstance of the WSMan class. On failure returns the code and leaves `wsman`

@@ -20,19 +20,37 @@ bool ParseInteger(const std::string& text, Int& value) {
 std::optional<CliOptions> ParseCommandLine(const std::vector<std::string>& args, std::string& error) {
     CliOptions options;
     using Setter = std::function<bool(const std::string&)>;
-    auto text = [](std::string& target) { return Setter([&target](const std::string& v) { target = v; return true; }); };
-    auto u32 = [](std::uint32_t& target) { return Setter([&target](const std::string& v) { return ParseInteger(v, target); }); };
-    auto i32 = [](std::int32_t& target) { return Setter([&target](const std::string& v) { return ParseInteger(v, target); }); };
+    auto text = [](std::string& target) {
+        return Setter([&target](const std::string& v) {
+            target = v;
+            return true;
+        });
+    };
+    auto u32 = [](std::uint32_t& target) {
+        return Setter([&target](const std::string& v) { return ParseInteger(v, target); });
+    };
+    auto i32 = [](std::int32_t& target) {
+        return Setter([&target](const std::string& v) { return ParseInteger(v, target); });
+    };
     const std::map<std::string, Setter> valued = {
-        {"--computer", text(options.computer)},       {"-c", text(options.computer)},
-        {"--user", text(options.user)},               {"-u", text(options.user)},
-        {"--password-file", text(options.passwordFile)}, {"--password-env", text(options.passwordEnv)},
-        {"--namespace", text(options.wmiNamespace)},  {"-n", text(options.wmiNamespace)},
-        {"--trace", text(options.traceFile)},         {"--config", text(options.configFile)},
-        {"--sleep-ms", u32(options.sleepMs)},         {"--duration-ms", u32(options.durationMs)},
-        {"--cpu-threshold", i32(options.cpuThreshold)}, {"--memory-threshold", i32(options.memoryThreshold)},
-        {"--handles-threshold", i32(options.handlesThreshold)}, {"--memory-counter", u32(options.memoryCounter)},
-        {"--exclude", text(options.exclude)},         {"--profile", text(options.profile)},
+        {"--computer", text(options.computer)},
+        {"-c", text(options.computer)},
+        {"--user", text(options.user)},
+        {"-u", text(options.user)},
+        {"--password-file", text(options.passwordFile)},
+        {"--password-env", text(options.passwordEnv)},
+        {"--namespace", text(options.wmiNamespace)},
+        {"-n", text(options.wmiNamespace)},
+        {"--trace", text(options.traceFile)},
+        {"--config", text(options.configFile)},
+        {"--sleep-ms", u32(options.sleepMs)},
+        {"--duration-ms", u32(options.durationMs)},
+        {"--cpu-threshold", i32(options.cpuThreshold)},
+        {"--memory-threshold", i32(options.memoryThreshold)},
+        {"--handles-threshold", i32(options.handlesThreshold)},
+        {"--memory-counter", u32(options.memoryCounter)},
+        {"--exclude", text(options.exclude)},
+        {"--profile", text(options.profile)},
         {"--port", Setter([&options](const std::string& v) {
              std::uint16_t port = 0;
              if (!ParseInteger(v, port)) return false;
@@ -47,8 +65,9 @@ std::optional<CliOptions> ParseCommandLine(const std::vector<std::string>& args,
          })},
     };
     const std::map<std::string, bool*> flags = {
-        {"--ssl", &options.ssl}, {"--json", &options.json}, {"--yes", &options.yes},   {"-y", &options.yes},
-        {"--help", &options.help}, {"-h", &options.help},   {"--quiet", &options.quiet}, {"-q", &options.quiet},
+        {"--ssl", &options.ssl},     {"--json", &options.json}, {"--yes", &options.yes},
+        {"-y", &options.yes},        {"--help", &options.help}, {"-h", &options.help},
+        {"--quiet", &options.quiet}, {"-q", &options.quiet},
     };
 
     for (std::size_t i = 0; i < args.size(); ++i) {
@@ -63,8 +82,9 @@ std::optional<CliOptions> ParseCommandLine(const std::vector<std::string>& args,
             }
         }
         if (arg == "--password") {
-            error = "--password is not accepted: a password on the command line is visible to every user of this "
-                    "computer. Use --password-file, --password-env or the prompt.";
+            error =
+                "--password is not accepted: a password on the command line is visible to every user of this "
+                "computer. Use --password-file, --password-env or the prompt.";
             return std::nullopt;
         }
         if (auto flag = flags.find(arg); flag != flags.end()) {

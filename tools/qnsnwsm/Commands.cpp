@@ -12,13 +12,13 @@ constexpr std::uint32_t kTextSize = 4096;
 constexpr std::uint32_t kListSize = 1u << 20;  // lists of a large server (2,000 processes) fit
 
 class Buffer {
-public:
+  public:
     explicit Buffer(std::uint32_t size = kTextSize) : data_(size, '\0') {}
     char* data() { return data_.data(); }
     std::uint32_t size() const { return static_cast<std::uint32_t>(data_.size()); }
     std::string str() const { return std::string(data_.data()); }
 
-private:
+  private:
     std::vector<char> data_;
 };
 
@@ -56,7 +56,8 @@ CheckResult Cpu(ModuleHandle h, const CliOptions& o, const Args& a) {
     const std::string cpu = a.empty() ? "_Total" : a[0];
     Buffer error;
     std::uint32_t usage = 0;
-    const auto code = WSManGetCpuUsage(h, cpu.c_str(), o.sleepMs, o.durationMs, &usage, error.data(), error.size());
+    const auto code =
+        WSManGetCpuUsage(h, cpu.c_str(), o.sleepMs, o.durationMs, &usage, error.data(), error.size());
     CheckResult r = Begin("cpu", code, error);
     r.AddText("cpu", cpu);
     r.AddNumber("usagePercent", usage);
@@ -66,8 +67,8 @@ CheckResult Cpu(ModuleHandle h, const CliOptions& o, const Args& a) {
 CheckResult Disks(ModuleHandle h, const CliOptions&, const Args&) {
     Buffer list(kListSize), bad(kListSize), status(kListSize), error;
     std::uint32_t allOk = 0;
-    const auto code = WSManGetDisksState(h, &allOk, list.data(), bad.data(), status.data(), list.size(), error.data(),
-                                         error.size());
+    const auto code = WSManGetDisksState(h, &allOk, list.data(), bad.data(), status.data(), list.size(),
+                                         error.data(), error.size());
     CheckResult r = Begin("disks", code, error);
     r.AddFlag("allDisksOk", allOk);
     r.AddText("badDisk", bad.str());
@@ -79,8 +80,8 @@ CheckResult Disks(ModuleHandle h, const CliOptions&, const Args&) {
 CheckResult DiskSpace(ModuleHandle h, const CliOptions&, const Args& a) {
     Buffer error;
     std::uint32_t found = 0, freeMB = 0, usedMB = 0, sizeMB = 0;
-    const auto code =
-        WSManGetLogicalDiskSpace(h, a[0].c_str(), &found, &freeMB, &usedMB, &sizeMB, error.data(), error.size());
+    const auto code = WSManGetLogicalDiskSpace(h, a[0].c_str(), &found, &freeMB, &usedMB, &sizeMB,
+                                               error.data(), error.size());
     CheckResult r = Begin("disk-space", code, error);
     r.AddText("drive", a[0]);
     r.AddFlag("found", found);
@@ -102,7 +103,8 @@ CheckResult Memory(ModuleHandle h, const CliOptions&, const Args&) {
 }
 
 template <typename Export>
-CheckResult List(const char* command, Export exportFunction, ModuleHandle h, std::vector<std::string> columns) {
+CheckResult List(const char* command, Export exportFunction, ModuleHandle h,
+                 std::vector<std::string> columns) {
     Buffer list(kListSize), error;
     const auto code = exportFunction(h, list.data(), list.size(), error.data(), error.size());
     CheckResult r = Begin(command, code, error);
@@ -113,8 +115,8 @@ CheckResult List(const char* command, Export exportFunction, ModuleHandle h, std
 CheckResult Printer(ModuleHandle h, const CliOptions&, const Args& a) {
     Buffer error;
     std::uint32_t found = 0, availability = 0, errorState = 0, status = 0;
-    const auto code = WSManGetPrinterState(h, a[0].c_str(), &found, &availability, &errorState, &status, error.data(),
-                                           error.size());
+    const auto code = WSManGetPrinterState(h, a[0].c_str(), &found, &availability, &errorState, &status,
+                                           error.data(), error.size());
     CheckResult r = Begin("printer", code, error);
     r.AddText("printer", a[0]);
     r.AddFlag("found", found);
@@ -139,9 +141,10 @@ CheckResult ProcessUsage(ModuleHandle h, const CliOptions& o, const Args& a) {
     Buffer instance, error;
     std::uint32_t pid = 0, cpu = 0, memory = 0, handles = 0;
     const auto code = WSManGetProcessCpuMemHandles(
-        h, name.c_str(), o.exclude.c_str(), static_cast<std::uint32_t>(o.cpuThreshold), o.sleepMs, o.durationMs,
-        static_cast<std::uint32_t>(o.memoryThreshold), o.memoryCounter, static_cast<std::uint32_t>(o.handlesThreshold),
-        &pid, instance.data(), instance.size(), &cpu, &memory, &handles, error.data(), error.size());
+        h, name.c_str(), o.exclude.c_str(), static_cast<std::uint32_t>(o.cpuThreshold), o.sleepMs,
+        o.durationMs, static_cast<std::uint32_t>(o.memoryThreshold), o.memoryCounter,
+        static_cast<std::uint32_t>(o.handlesThreshold), &pid, instance.data(), instance.size(), &cpu, &memory,
+        &handles, error.data(), error.size());
     CheckResult r = Begin("process-usage", code, error);
     r.AddText("instance", instance.str());
     r.AddNumber("processId", pid);
@@ -154,8 +157,8 @@ CheckResult ProcessUsage(ModuleHandle h, const CliOptions& o, const Args& a) {
 CheckResult Pool(ModuleHandle h, const CliOptions&, const Args& a) {
     Buffer state, error;
     std::uint32_t started = 0;
-    const auto code =
-        WSManGetApplicationPoolState(h, a[0].c_str(), &started, state.data(), state.size(), error.data(), error.size());
+    const auto code = WSManGetApplicationPoolState(h, a[0].c_str(), &started, state.data(), state.size(),
+                                                   error.data(), error.size());
     CheckResult r = Begin("pool", code, error);
     r.AddText("pool", a[0]);
     r.AddFlag("started", started);
@@ -166,7 +169,8 @@ CheckResult Pool(ModuleHandle h, const CliOptions&, const Args& a) {
 CheckResult Queue(ModuleHandle h, const CliOptions&, const Args& a) {
     Buffer error;
     std::uint32_t found = 0, messages = 0, kilobytes = 0;
-    const auto code = WSManGetMsMqLength(h, a[0].c_str(), &found, &messages, &kilobytes, error.data(), error.size());
+    const auto code =
+        WSManGetMsMqLength(h, a[0].c_str(), &found, &messages, &kilobytes, error.data(), error.size());
     CheckResult r = Begin("queue", code, error);
     r.AddText("queue", a[0]);
     r.AddFlag("found", found);
@@ -178,9 +182,9 @@ CheckResult Queue(ModuleHandle h, const CliOptions&, const Args& a) {
 CheckResult Service(ModuleHandle h, const CliOptions&, const Args& a) {
     Buffer name, display, state, startMode, error;
     std::uint32_t installed = 0;
-    const auto code = WSManGetServiceState(h, a[0].c_str(), name.data(), name.size(), display.data(), display.size(),
-                                           &installed, state.data(), state.size(), startMode.data(), startMode.size(),
-                                           error.data(), error.size());
+    const auto code = WSManGetServiceState(h, a[0].c_str(), name.data(), name.size(), display.data(),
+                                           display.size(), &installed, state.data(), state.size(),
+                                           startMode.data(), startMode.size(), error.data(), error.size());
     CheckResult r = Begin("service", code, error);
     r.AddFlag("installed", installed);
     r.AddText("name", name.str());
@@ -193,7 +197,8 @@ CheckResult Service(ModuleHandle h, const CliOptions&, const Args& a) {
 CheckResult Share(ModuleHandle h, const CliOptions&, const Args& a) {
     Buffer text, error;
     std::uint32_t found = 0;
-    const auto code = WSManGetShareState(h, a[0].c_str(), &found, text.data(), text.size(), error.data(), error.size());
+    const auto code =
+        WSManGetShareState(h, a[0].c_str(), &found, text.data(), text.size(), error.data(), error.size());
     CheckResult r = Begin("share", code, error);
     r.AddText("share", a[0]);
     r.AddFlag("found", found);
@@ -203,7 +208,8 @@ CheckResult Share(ModuleHandle h, const CliOptions&, const Args& a) {
 CheckResult Sessions(ModuleHandle h, const CliOptions&, const Args&) {
     Buffer error;
     std::uint32_t active = 0, inactive = 0, third = 0;
-    const auto code = WSManGetTerminalServerSessions(h, &active, &inactive, &third, error.data(), error.size());
+    const auto code =
+        WSManGetTerminalServerSessions(h, &active, &inactive, &third, error.data(), error.size());
     CheckResult r = Begin("sessions", code, error);
     r.AddNumber("active", active);
     r.AddNumber("inactive", inactive);
@@ -214,8 +220,8 @@ CheckResult Counter(ModuleHandle h, const CliOptions&, const Args& a) {
     const std::string instance = a.size() > 2 ? a[2] : "";
     Buffer value, error;
     std::uint32_t numeric = 0;
-    const auto code = WSManGetWmiCounterData(h, a[0].c_str(), a[1].c_str(), instance.c_str(), &numeric, value.data(),
-                                             value.size(), error.data(), error.size());
+    const auto code = WSManGetWmiCounterData(h, a[0].c_str(), a[1].c_str(), instance.c_str(), &numeric,
+                                             value.data(), value.size(), error.data(), error.size());
     CheckResult r = Begin("counter", code, error);
     r.AddText("class", a[0]);
     r.AddText("counter", a[1]);
@@ -235,8 +241,8 @@ CheckResult UsbDrives(ModuleHandle h, const CliOptions&, const Args&) {
 
 CheckResult Members(ModuleHandle h, const CliOptions&, const Args& a) {
     Buffer list(kListSize), error;
-    const auto code =
-        WSManGetWinGroupMemberList(h, a[0].c_str(), a[1].c_str(), list.data(), list.size(), error.data(), error.size());
+    const auto code = WSManGetWinGroupMemberList(h, a[0].c_str(), a[1].c_str(), list.data(), list.size(),
+                                                 error.data(), error.size());
     CheckResult r = Begin("members", code, error);
     AddRows(r, {"caption", "fullName", "name"}, list.str());
     return r;
@@ -245,8 +251,8 @@ CheckResult Members(ModuleHandle h, const CliOptions&, const Args& a) {
 CheckResult Nic(ModuleHandle h, const CliOptions&, const Args& a) {
     Buffer error;
     std::uint32_t found = 0, mbit = 0, bytes = 0, kilobytes = 0;
-    const auto code =
-        WSManGetNICTrafficValues(h, a[0].c_str(), &found, &mbit, &bytes, &kilobytes, error.data(), error.size());
+    const auto code = WSManGetNICTrafficValues(h, a[0].c_str(), &found, &mbit, &bytes, &kilobytes,
+                                               error.data(), error.size());
     CheckResult r = Begin("nic", code, error);
     r.AddText("interface", a[0]);
     r.AddFlag("found", found);
@@ -271,10 +277,11 @@ CheckResult Reboot(ModuleHandle h, const CliOptions&, const Args&) {
 }
 
 template <typename Export>
-CheckResult ClassList(const char* command, Export exportFunction, ModuleHandle h, const std::string& className,
-                      std::vector<std::string> columns) {
+CheckResult ClassList(const char* command, Export exportFunction, ModuleHandle h,
+                      const std::string& className, std::vector<std::string> columns) {
     Buffer list(kListSize), error;
-    const auto code = exportFunction(h, className.c_str(), list.data(), list.size(), error.data(), error.size());
+    const auto code =
+        exportFunction(h, className.c_str(), list.data(), list.size(), error.data(), error.size());
     CheckResult r = Begin(command, code, error);
     r.AddText("class", className);
     AddRows(r, std::move(columns), list.str());
@@ -325,7 +332,8 @@ std::vector<CommandSpec> BuildCommands() {
     add("counter", 2, 3, Counter);
     add("usb-drives", 0, 0, UsbDrives);
     add("users", 0, 0, [](ModuleHandle h, const CliOptions&, const Args&) {
-        return List("users", WSManGetWinUserAccountList, h, {"caption", "fullName", "name", "lockedOut", "disabled"});
+        return List("users", WSManGetWinUserAccountList, h,
+                    {"caption", "fullName", "name", "lockedOut", "disabled"});
     });
     add("groups", 0, 0, [](ModuleHandle h, const CliOptions&, const Args&) {
         return List("groups", WSManGetWinGroupList, h, {"caption", "name", "domain"});

@@ -15,8 +15,8 @@ struct CommandSpec {
     std::string name;
     std::size_t minArgs = 0;
     std::size_t maxArgs = 0;
-    bool sampling = false;         // waits and measures: show progress
-    bool changesComputer = false;  // asks for confirmation
+    bool sampling = false;           // waits and measures: show progress
+    bool changesComputer = false;    // asks for confirmation
     bool webAdministration = false;  // runs in root/WebAdministration unless a namespace is given
     std::function<CheckResult(ModuleHandle, const CliOptions&, const std::vector<std::string>&)> run;
 };

@@ -1,5 +1,6 @@
 #include "Demo.h"
 
+#include <openssl/rand.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -7,7 +8,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <openssl/rand.h>
 
 #include "Render.h"
 #include "Runner.h"
@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 
 // A private folder for the demo's account and configuration, removed again at the end.
 class TempFolder {
-public:
+  public:
     TempFolder() {
         std::string pattern = (fs::temp_directory_path() / "qnsnwsm-demo-XXXXXX").string();
         if (mkdtemp(pattern.data()) != nullptr) path_ = pattern;
@@ -34,7 +34,7 @@ public:
     TempFolder& operator=(const TempFolder&) = delete;
     const fs::path& Path() const { return path_; }
 
-private:
+  private:
     fs::path path_;
 };
 
@@ -72,9 +72,10 @@ int RunDemo(const CliOptions& options, std::ostream& out, std::ostream& err) {
     const fs::path users = folder.Path() / "users.txt";
     const fs::path config = folder.Path() / "registry.conf";
     if (!WriteFile(users, domain + ":" + user + ":" + password + "\n") ||
-        !WriteFile(config, "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=" + DataFolder() +
-                               "\n\n[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel\\Server\\WinRM]\n"
-                               "ValidationClass=Win32_ComputerSystem\nAuthScheme=NTLM\n")) {
+        !WriteFile(config,
+                   "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=" + DataFolder() +
+                       "\n\n[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel\\Server\\WinRM]\n"
+                       "ValidationClass=Win32_ComputerSystem\nAuthScheme=NTLM\n")) {
         err << "qnsnwsm demo: cannot write the demo's files\n";
         return kExitCheckFailed;
     }
@@ -101,8 +102,9 @@ int RunDemo(const CliOptions& options, std::ostream& out, std::ostream& err) {
     demo.sleepMs = 500;
     demo.durationMs = 1500;
     if (!options.json)
-        out << "qnsnwsm demo: simulator with the '" << options.profile << "' profile on 127.0.0.1:" << simulator->Port()
-            << ", user " << demo.user << " (NTLM, message encryption)\n\n";
+        out << "qnsnwsm demo: simulator with the '" << options.profile
+            << "' profile on 127.0.0.1:" << simulator->Port() << ", user " << demo.user
+            << " (NTLM, message encryption)\n\n";
     const std::vector<CheckResult> results = RunEveryCheck(demo, password, true);
     simulator->Stop();
     options.json ? RenderJsonReport(results, out) : RenderTableReport(results, out);

@@ -16,10 +16,10 @@ bool ModuleSession::Initialize(const std::string& traceFile) {
 std::uint32_t ModuleSession::Connect(const ConnectSettings& settings, std::string& error) {
     Disconnect();
     std::vector<char> buffer(4096);
-    const std::uint32_t code =
-        WSManConnectToComputer(handle_, settings.computer.c_str(), settings.user.c_str(), settings.password.c_str(),
-                               settings.wmiNamespace.c_str(), settings.port, settings.ssl ? 1 : 0, 0, buffer.data(),
-                               static_cast<std::uint32_t>(buffer.size()));
+    const std::uint32_t code = WSManConnectToComputer(
+        handle_, settings.computer.c_str(), settings.user.c_str(), settings.password.c_str(),
+        settings.wmiNamespace.c_str(), settings.port, settings.ssl ? 1 : 0, 0, buffer.data(),
+        static_cast<std::uint32_t>(buffer.size()));
     error = buffer.data();
     connected_ = code == 0;
     return code;

@@ -25,7 +25,7 @@ struct ConnectSettings {
 };
 
 class ModuleSession {
-public:
+  public:
     ModuleSession() = default;
     ~ModuleSession();
     ModuleSession(const ModuleSession&) = delete;
@@ -39,7 +39,7 @@ public:
 
     ModuleHandle Handle() const { return handle_; }
 
-private:
+  private:
     ModuleHandle handle_{};
     bool connected_ = false;
 };

@@ -14,8 +14,10 @@ Progress::Progress(std::string label, bool enabled) : label_(std::move(label)) {
         const auto start = std::chrono::steady_clock::now();
         for (unsigned frame = 0; !stop_.load(); ++frame) {
             const auto seconds =
-                std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start).count();
-            std::fprintf(stderr, "\r%c %s (%llds)", kFrames[frame % 4], label_.c_str(), static_cast<long long>(seconds));
+                std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start)
+                    .count();
+            std::fprintf(stderr, "\r%c %s (%llds)", kFrames[frame % 4], label_.c_str(),
+                         static_cast<long long>(seconds));
             std::fflush(stderr);
             std::this_thread::sleep_for(std::chrono::milliseconds(150));
         }

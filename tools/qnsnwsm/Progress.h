@@ -8,13 +8,13 @@
 namespace qncli {
 
 class Progress {
-public:
+  public:
     Progress(std::string label, bool enabled);
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-private:
+  private:
     std::string label_;
     std::atomic<bool> stop_{false};
     std::thread thread_;

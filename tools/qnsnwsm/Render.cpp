@@ -25,7 +25,8 @@ void RenderRows(const CheckResult& result, std::ostream& out) {
     std::vector<std::size_t> widths(result.columns.size());
     for (std::size_t c = 0; c < result.columns.size(); ++c) widths[c] = result.columns[c].size();
     for (const auto& row : result.rows)
-        for (std::size_t c = 0; c < row.size() && c < widths.size(); ++c) widths[c] = std::max(widths[c], row[c].size());
+        for (std::size_t c = 0; c < row.size() && c < widths.size(); ++c)
+            widths[c] = std::max(widths[c], row[c].size());
     auto line = [&](const std::vector<std::string>& cells) {
         out << "  ";
         for (std::size_t c = 0; c < widths.size(); ++c) {
@@ -68,7 +69,8 @@ nlohmann::json ToJson(const CheckResult& result) {
         nlohmann::json items = nlohmann::json::array();
         for (const auto& row : result.rows) {
             nlohmann::json item = nlohmann::json::object();
-            for (std::size_t c = 0; c < result.columns.size(); ++c) item[result.columns[c]] = c < row.size() ? row[c] : "";
+            for (std::size_t c = 0; c < result.columns.size(); ++c)
+                item[result.columns[c]] = c < row.size() ? row[c] : "";
             items.push_back(std::move(item));
         }
         json["items"] = std::move(items);
@@ -87,16 +89,19 @@ void RenderTable(const CheckResult& result, std::ostream& out) {
     std::size_t width = 6;  // "status"
     for (const Field& field : result.fields) width = std::max(width, field.name.size());
     out << result.command << '\n';
-    out << "  " << std::left << std::setw(static_cast<int>(width)) << "status" << " : "
-        << (result.Succeeded() ? "OK" : "FAILED (code " + std::to_string(result.code) + ")") << '\n';
+    out << "  " << std::left << std::setw(static_cast<int>(width)) << "status"
+        << " : " << (result.Succeeded() ? "OK" : "FAILED (code " + std::to_string(result.code) + ")") << '\n';
     if (!result.error.empty())
-        out << "  " << std::setw(static_cast<int>(width)) << "error" << " : " << result.error << '\n';
+        out << "  " << std::setw(static_cast<int>(width)) << "error"
+            << " : " << result.error << '\n';
     for (const Field& field : result.fields)
         out << "  " << std::setw(static_cast<int>(width)) << field.name << " : " << FieldValue(field) << '\n';
     RenderRows(result, out);
 }
 
-void RenderJson(const CheckResult& result, std::ostream& out) { out << DumpJson(ToJson(result)) << '\n'; }
+void RenderJson(const CheckResult& result, std::ostream& out) {
+    out << DumpJson(ToJson(result)) << '\n';
+}
 
 void RenderTableReport(const std::vector<CheckResult>& results, std::ostream& out) {
     std::size_t passed = 0;

@@ -53,7 +53,8 @@ CheckResult ConnectFailure(const std::string& command, std::uint32_t code, const
     return result;
 }
 
-void Render(const CliOptions& options, const std::vector<CheckResult>& results, bool report, std::ostream& out) {
+void Render(const CliOptions& options, const std::vector<CheckResult>& results, bool report,
+            std::ostream& out) {
     if (report) {
         options.json ? RenderJsonReport(results, out) : RenderTableReport(results, out);
     } else {
@@ -90,13 +91,15 @@ int RunSingle(const CliOptions& options, const CommandSpec& spec, std::ostream& 
         result = spec.run(session.Handle(), options, options.arguments);
     }
     Render(options, {result}, false, out);
-    if (!result.Succeeded() && !options.json) err << "qnsnwsm: " << spec.name << " failed: " << result.error << '\n';
+    if (!result.Succeeded() && !options.json)
+        err << "qnsnwsm: " << spec.name << " failed: " << result.error << '\n';
     return result.Succeeded() ? kExitOk : kExitCheckFailed;
 }
 
 }  // namespace
 
-std::vector<CheckResult> RunEveryCheck(const CliOptions& options, const std::string& password, bool withActions) {
+std::vector<CheckResult> RunEveryCheck(const CliOptions& options, const std::string& password,
+                                       bool withActions) {
     std::vector<CheckResult> results;
     ModuleSession session;
     if (!session.Initialize(options.traceFile)) {
@@ -117,7 +120,8 @@ std::vector<CheckResult> RunEveryCheck(const CliOptions& options, const std::str
         return results.back();
     };
     auto firstRow = [](const CheckResult& result, std::size_t column = 0) -> std::optional<std::string> {
-        if (!result.Succeeded() || result.rows.empty() || result.rows.front().size() <= column) return std::nullopt;
+        if (!result.Succeeded() || result.rows.empty() || result.rows.front().size() <= column)
+            return std::nullopt;
         return result.rows.front()[column];
     };
 
@@ -158,7 +162,8 @@ std::vector<CheckResult> RunEveryCheck(const CliOptions& options, const std::str
         web.Connect(SettingsFor(webOptions, password, nullptr), error) == 0) {
         const CommandSpec* pools = FindCommand("pools");
         results.push_back(pools->run(web.Handle(), webOptions, {}));
-        if (auto pool = firstRow(results.back())) results.push_back(FindCommand("pool")->run(web.Handle(), webOptions, {*pool}));
+        if (auto pool = firstRow(results.back()))
+            results.push_back(FindCommand("pool")->run(web.Handle(), webOptions, {*pool}));
     } else {
         results.push_back(ConnectFailure("pools", 0xFFFFFFFFu, "root/WebAdministration: " + error));
     }

@@ -26,7 +26,7 @@ std::optional<std::string> ReadFirstLine(const std::string& path, std::string& e
 
 // Restores the terminal's echo however the prompt ends.
 class EchoOff {
-public:
+  public:
     EchoOff() {
         if (tcgetattr(STDIN_FILENO, &saved_) == 0) {
             termios quiet = saved_;
@@ -40,7 +40,7 @@ public:
     EchoOff(const EchoOff&) = delete;
     EchoOff& operator=(const EchoOff&) = delete;
 
-private:
+  private:
     termios saved_{};
     bool active_ = false;
 };

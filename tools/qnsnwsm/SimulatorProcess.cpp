@@ -47,7 +47,9 @@ bool Accepts(std::uint16_t port) {
     return ok;
 }
 
-bool IsExecutable(const fs::path& path) { return !path.empty() && access(path.c_str(), X_OK) == 0; }
+bool IsExecutable(const fs::path& path) {
+    return !path.empty() && access(path.c_str(), X_OK) == 0;
+}
 
 }  // namespace
 
@@ -123,7 +125,9 @@ SimulatorProcess::SimulatorProcess(SimulatorProcess&& other) noexcept : pid_(oth
     other.pid_ = -1;
 }
 
-SimulatorProcess::~SimulatorProcess() { Stop(); }
+SimulatorProcess::~SimulatorProcess() {
+    Stop();
+}
 
 void SimulatorProcess::Stop() {
     if (pid_ <= 0) return;

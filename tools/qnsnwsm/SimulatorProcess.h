@@ -16,7 +16,7 @@ struct SimulatorLaunch {
 };
 
 class SimulatorProcess {
-public:
+  public:
     // Starts qnsnwsm-sim on a free loopback port and waits until it accepts connections.
     static std::optional<SimulatorProcess> Start(const SimulatorLaunch& launch, std::string& error);
 
@@ -28,7 +28,7 @@ public:
     std::uint16_t Port() const { return port_; }
     void Stop();
 
-private:
+  private:
     SimulatorProcess(pid_t pid, std::uint16_t port) : pid_(pid), port_(port) {}
     pid_t pid_ = -1;
     std::uint16_t port_ = 0;
