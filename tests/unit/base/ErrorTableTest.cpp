@@ -1,26 +1,27 @@
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "base/QncErrors.h"
 
 namespace {
 
-TEST(ErrorTableTest, ParserCodesHaveTheirExactTexts) {
+TEST(ErrorTableTest, CodesHaveTheirExactTextsAndOthersAreGeneric) {
+    const std::pair<int, const char*> rows[] = {
+        {0, "Success"},
+        {25700, "Failed to initialize MSXML::XMLDOMDocument"},
+        {25701, "XSL Stylesheet missing"},
+        {25702, "Load XML data failed"},
+        {25703, "Tranform XML data failed"},
+        {25704, "XML attribute missing"},
+        {11001, "No such host is known"},
+    };
     CQncString text;
-    EXPECT_STREQ(GetErrorDescription(0, text).GetText(), "Success");
-    EXPECT_STREQ(GetErrorDescription(25700, text).GetText(), "Failed to initialize MSXML::XMLDOMDocument");
-    EXPECT_STREQ(GetErrorDescription(25701, text).GetText(), "XSL Stylesheet missing");
-    EXPECT_STREQ(GetErrorDescription(25702, text).GetText(), "Load XML data failed");
-    EXPECT_STREQ(GetErrorDescription(25703, text).GetText(), "Tranform XML data failed");
-    EXPECT_STREQ(GetErrorDescription(25704, text).GetText(), "XML attribute missing");
-    EXPECT_EQ(&GetErrorDescription(1, text), &text);
-}
-
-TEST(ErrorTableTest, CodesWithoutARowAreGeneric) {
-    CQncString text;
-    for (const int code : {25705, 25699, -1, -25700, 1, 2147483647}) {
+    for (const auto& [code, expected] : rows)
+        EXPECT_STREQ(GetErrorDescription(code, text).GetText(), expected);
+    for (const int code : {25705, 25699, -1, -25700, 1, 2147483647})
         EXPECT_STREQ(GetErrorDescription(code, text).GetText(), "Generic Error") << code;
-    }
-    EXPECT_STREQ(GetErrorDescription(11001, text).GetText(), "No such host is known");
+    EXPECT_EQ(&GetErrorDescription(1, text), &text);
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ std::string Joined(CQncListString& list, int maxLength) {
     return list.Join(out, maxLength).GetText();
 }
 
-TEST(ListStringTest, RefusesNamesThatDifferOnlyInCase) {
+TEST(ListStringTest, DuplicatesDifferingOnlyInCaseAreRefusedUnlessAsked) {
     CQncListString list;
     EXPECT_EQ(list.AddString("Spooler"), 1);
     EXPECT_EQ(list.AddString("SPOOLER"), 0);
@@ -32,40 +32,31 @@ TEST(ListStringTest, RefusesNamesThatDifferOnlyInCase) {
     EXPECT_EQ(Items(list), (std::vector<std::string>{"Spooler", "x", ""}));
     EXPECT_EQ(list.GetCurrent(), list.GetHead());
     EXPECT_EQ(list.Count(), 3u);
-}
 
-TEST(ListStringTest, AddAllowsDuplicatesOnlyWhenAsked) {
-    CQncListString list;
-    auto* first = new CQnsString("a");
-    auto* second = new CQnsString("A");
-    EXPECT_EQ(list.Add(first, 0), 1);
-    EXPECT_EQ(list.Add(second, 0), 0);  // refused: still ours
-    EXPECT_EQ(list.Add(second, 1), 1);
-    EXPECT_EQ(list.GetTail()->item, second);
+    // Add takes a duplicate only when asked to.
+    EXPECT_EQ(list.Add(new CQnsString("Themes"), 0), 1);
+    auto* again = new CQnsString("SPOOLER");
+    EXPECT_EQ(list.Add(again, 0), 0);  // refused: still ours
+    EXPECT_EQ(list.Add(again, 1), 1);
+    EXPECT_EQ(list.GetTail()->item, again);
     EXPECT_EQ(list.Add(nullptr, 1), 0);
 }
 
-TEST(ListStringTest, SortIsCaseInsensitiveAndKeepsTheNodes) {
+TEST(ListStringTest, SortIsCaseInsensitiveKeepsTheNodesAndWritesTheDebugFile) {
+    qn::test::ScopedFixedClock clock;
+    qntest::ScratchFolder folder;
     CQncListString list;
+    list.debugFile.Assign(folder.File("debug.log").c_str());
     for (const char* name : {"b", "A", "c", "_under", "B2"}) list.AddString(name);
     const CQncListNode* head = list.GetHead();
     list.Sort();
     EXPECT_EQ(Items(list), (std::vector<std::string>{"_under", "A", "b", "B2", "c"}));
     EXPECT_EQ(list.GetHead(), head);
+    EXPECT_EQ(qntest::ReadFile(folder.File("debug.log")),
+              "[01:02:03 4242] [base_tests] [Start...]\n[01:02:03 4242] [base_tests] [End.]\n");
     CQncListString empty;
     empty.Sort();
     EXPECT_TRUE(empty.IsEmpty());
-}
-
-TEST(ListStringTest, SortWritesStartAndEndToTheDebugFile) {
-    qn::test::ScopedFixedClock clock;
-    qntest::ScratchFolder folder;
-    CQncListString list;
-    list.debugFile.Assign(folder.File("debug.log").c_str());
-    list.AddString("z");
-    list.Sort();
-    EXPECT_EQ(qntest::ReadFile(folder.File("debug.log")),
-              "[01:02:03 4242] [base_tests] [Start...]\n[01:02:03 4242] [base_tests] [End.]\n");
 }
 
 TEST(ListStringTest, JoinCountsTheSeparatorBeforeTheFirstItem) {
@@ -93,14 +84,10 @@ TEST(ListStringTest, JoinStopsAtTheFirstItemThatDoesNotFit) {
     list.separatorLength = 0;        // the count, not the text, is what the limit uses
     EXPECT_EQ(Joined(list, 9), "long-name");
     EXPECT_EQ(Joined(list, 10), "long-name,x");
-}
-
-TEST(ListStringTest, JoinOfEmptyListOrEmptySeparatorIsEmpty) {
-    CQncListString list;
+    list.separator.Assign("");  // an empty separator joins nothing
     EXPECT_EQ(Joined(list, -1), "");
-    list.AddString("a");
-    list.separator.Assign("");
-    EXPECT_EQ(Joined(list, -1), "");
+    CQncListString empty;
+    EXPECT_EQ(Joined(empty, -1), "");
 }
 
 TEST(ListStringTest, ParseSplitsTrimsDeduplicatesAndSorts) {

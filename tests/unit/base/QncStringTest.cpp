@@ -3,6 +3,7 @@
 #include <clocale>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "base/QncString.h"
 
@@ -18,39 +19,26 @@ TEST(QncStringTest, FormatAcceptsUpTo2046CharactersAndEmptiesLongerResults) {
     EXPECT_STREQ(text.GetText(), "");
     text.Format("%d-%s-%08lX", -5, "x", 0xABCUL);
     EXPECT_STREQ(text.GetText(), "-5-x-00000ABC");
+    text.Format("[%s]", text.GetText());  // its own text as an argument
+    EXPECT_STREQ(text.GetText(), "[-5-x-00000ABC]");
 }
 
-TEST(QncStringTest, FormatMayUseItsOwnText) {
-    CQncString text("abc");
-    text.Format("[%s]", text.GetText());
-    EXPECT_STREQ(text.GetText(), "[abc]");
-}
-
-TEST(QncStringTest, AppendCharIfMissing) {
+TEST(QncStringTest, AppendCharIfMissingTrimAndRemovePrefix) {
     CQncString text;
-    text.AppendCharIfMissing('\\');
-    EXPECT_STREQ(text.GetText(), "\\");
-    text.AppendCharIfMissing('\\');
-    EXPECT_STREQ(text.GetText(), "\\");
+    EXPECT_STREQ(text.AppendCharIfMissing('\\').GetText(), "\\");
+    EXPECT_STREQ(text.AppendCharIfMissing('\\').GetText(), "\\");
     text.Assign("c:\\dir");
-    text.AppendCharIfMissing('\\');
-    EXPECT_STREQ(text.GetText(), "c:\\dir\\");
-}
+    EXPECT_STREQ(text.AppendCharIfMissing('\\').GetText(), "c:\\dir\\");
 
-TEST(QncStringTest, TrimRemovesBlanksTabsAndBreaksAtBothEnds) {
-    CQncString text(" \t\r\n a b \r\n\t ");
+    text.Assign(" \t\r\n a b \r\n\t ");
     EXPECT_STREQ(text.Trim().GetText(), "a b");
     text.Assign(" \r\n ");
     EXPECT_STREQ(text.Trim().GetText(), "");
-}
 
-TEST(QncStringTest, RemovePrefixIgnoresCase) {
-    CQncString text("WIN32_Process");
-    EXPECT_STREQ(text.RemovePrefix("win32_").GetText(), "Process");
-    EXPECT_STREQ(text.RemovePrefix("").GetText(), "Process");
-    EXPECT_STREQ(text.RemovePrefix("ProcessAndMore").GetText(), "Process");
-    EXPECT_STREQ(text.RemovePrefix("ess").GetText(), "Process");
-    EXPECT_STREQ(text.RemovePrefix(nullptr).GetText(), "Process");
+    text.Assign("WIN32_Process");
+    EXPECT_STREQ(text.RemovePrefix("win32_").GetText(), "Process");  // without regard to case
+    for (const char* kept : {"", "ProcessAndMore", "ess", static_cast<const char*>(nullptr)})
+        EXPECT_STREQ(text.RemovePrefix(kept).GetText(), "Process");
 }
 
 TEST(QncStringTest, ReplaceAllFindsWithoutCaseAndKeepsTheRest) {
@@ -65,39 +53,27 @@ TEST(QncStringTest, ReplaceAllFindsWithoutCaseAndKeepsTheRest) {
     EXPECT_STREQ(text.ReplaceAll("", "z").GetText(), "aaXaa");
 }
 
-TEST(QncStringTest, TokenSplitsAtTheSeparator) {
+// Token(index) for each index in turn, on one string: jumps back and forward rescan from the start.
+std::vector<std::string> Tokens(CQncString& text, const char* separator, const std::vector<int>& indexes) {
+    std::vector<std::string> tokens;
+    CQncString token;
+    for (int index : indexes) tokens.emplace_back(text.Token(separator, token, index).GetText());
+    return tokens;
+}
+
+TEST(QncStringTest, TokenSplitsAtTheSeparatorKeepingEmptyPieces) {
     CQncString text("one\r\ntwo\r\nthree");
-    CQncString token;
-    EXPECT_STREQ(text.Token("\r\n", token, 0).GetText(), "one");
-    EXPECT_STREQ(text.Token("\r\n", token, 1).GetText(), "two");
-    EXPECT_STREQ(text.Token("\r\n", token, 2).GetText(), "three");
-    EXPECT_STREQ(text.Token("\r\n", token, 3).GetText(), "");
-    EXPECT_STREQ(text.Token("\r\n", token, 5).GetText(), "");
-    // Jumps back and forward rescan from the start.
-    EXPECT_STREQ(text.Token("\r\n", token, 1).GetText(), "two");
-    EXPECT_STREQ(text.Token("\r\n", token, 0).GetText(), "one");
-    EXPECT_STREQ(text.Token("\r\n", token, 2).GetText(), "three");
-    EXPECT_STREQ(text.Token("\r\n", token, 1).GetText(), "two");
-    EXPECT_STREQ(text.Token("x", token, 0).GetText(), "one\r\ntwo\r\nthree");
-}
+    EXPECT_EQ(Tokens(text, "\r\n", {0, 1, 2, 3, 5, 1, 0, 2, 1}),
+              (std::vector<std::string>{"one", "two", "three", "", "", "two", "one", "three", "two"}));
+    EXPECT_EQ(Tokens(text, "x", {0}), std::vector<std::string>{"one\r\ntwo\r\nthree"});
 
-TEST(QncStringTest, TokenKeepsEmptyPiecesAndRestartsAfterANewText) {
-    CQncString text("a;;;;b;;");
-    CQncString token;
-    EXPECT_STREQ(text.Token(";;", token, 0).GetText(), "a");
-    EXPECT_STREQ(text.Token(";;", token, 1).GetText(), "");
-    EXPECT_STREQ(text.Token(";;", token, 2).GetText(), "b");
-    EXPECT_STREQ(text.Token(";;", token, 3).GetText(), "");
-    EXPECT_STREQ(text.Token(";;", token, 4).GetText(), "");
-    text.Assign("x;;y;;z");
-    EXPECT_STREQ(text.Token(";;", token, 0).GetText(), "x");
-    EXPECT_STREQ(text.Token(";;", token, 1).GetText(), "y");
-    EXPECT_STREQ(text.Token(";;", token, 2).GetText(), "z");
-}
+    text.Assign("a;;;;b;;");
+    EXPECT_EQ(Tokens(text, ";;", {0, 1, 2, 3, 4}), (std::vector<std::string>{"a", "", "b", "", ""}));
+    text.Assign("x;;y;;z");  // a new text restarts the scan
+    EXPECT_EQ(Tokens(text, ";;", {0, 1, 2}), (std::vector<std::string>{"x", "y", "z"}));
 
-TEST(QncStringTest, TokenIntoItself) {
-    CQncString text("left|right");
-    text.Token("|", text, 1);
+    text.Assign("left|right");
+    text.Token("|", text, 1);  // into itself
     EXPECT_STREQ(text.GetText(), "right");
 }
 
@@ -116,8 +92,8 @@ TEST(QncStringTest, CopiesAreDeepAndOwnTextMayBeReused) {
     EXPECT_STREQ(original.GetText(), "cabc");
     CQncString moved(std::move(original));
     EXPECT_STREQ(moved.GetText(), "cabc");
-    EXPECT_STREQ(original.GetText(),
-                 "");  // NOLINT(bugprone-use-after-move): a moved-from string stays usable
+    // NOLINTNEXTLINE(bugprone-use-after-move): a moved-from string stays usable
+    EXPECT_STREQ(original.GetText(), "");
     original.Append("again");
     EXPECT_STREQ(original.GetText(), "again");
     original.Assign(nullptr);
@@ -136,12 +112,10 @@ TEST(QncStringTest, AssignBstrConvertsToUtf8InTheCLocale) {
 }
 
 TEST(QncTextTest, NumericTestAllowsDigitsAndMinusOnly) {
-    for (const char* numeric : {"12", "-5", "1-2", "0", " 7\r\n", "\t-\t"}) {
+    for (const char* numeric : {"12", "-5", "1-2", "0", " 7\r\n", "\t-\t"})
         EXPECT_TRUE(QncIsNumeric(numeric)) << numeric;
-    }
-    for (const char* other : {"1.5", "12 MB", "", "  \r\n", "+3", "0x10"}) {
+    for (const char* other : {"1.5", "12 MB", "", "  \r\n", "+3", "0x10"})
         EXPECT_FALSE(QncIsNumeric(other)) << other;
-    }
     EXPECT_FALSE(QncIsNumeric(nullptr));
     EXPECT_TRUE(CQncString(" 42 ").IsNumeric());
 }

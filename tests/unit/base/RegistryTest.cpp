@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 
 #include "FixedClock.h"
 #include "TestFiles.h"
 #include "base/QncRegistry.h"
+#include "platform/ConfigStore.h"
 #include "platform/ProfileFile.h"
 
 namespace {
@@ -39,19 +41,15 @@ TEST_F(RegistryTest, FolderGetsATrailingBackslashAndIsStoredBackSo) {
     EXPECT_STREQ(folder.GetText(), "/usr/share/qnsnwsm\\");
 }
 
-TEST_F(RegistryTest, BlankFolderReadsEmptyAndIsStoredEmpty) {
-    WriteFile(store_, "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=\"   \"\n");
-    CQncString folder("stale");
-    GetProgFilesFolder(folder);
-    EXPECT_STREQ(folder.GetText(), "");
-    EXPECT_EQ(ReadFile(store_), "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=\n");
-}
-
-TEST_F(RegistryTest, MissingStoreGetsTheKeyAndAnEmptyValue) {
-    CQncString folder("stale");
-    GetProgFilesFolder(folder);
-    EXPECT_STREQ(folder.GetText(), "");
-    EXPECT_EQ(ReadFile(store_), "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=\n");
+TEST_F(RegistryTest, BlankOrMissingFolderReadsEmptyAndIsStoredEmpty) {
+    for (const bool blank : {true, false}) {
+        if (blank) Store("\"   \"");
+        CQncString folder("stale");
+        GetProgFilesFolder(folder);
+        EXPECT_STREQ(folder.GetText(), "");
+        EXPECT_EQ(ReadFile(store_), "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=\n");
+        std::remove(store_.c_str());
+    }
 }
 
 TEST_F(RegistryTest, OverlongValueReadsAsEmpty) {
@@ -78,7 +76,7 @@ TEST_F(RegistryTest, EnsureAndSetWorkOnNestedKeys) {
     EXPECT_EQ(EnsureRegistryKey(kHkeyLocalMachine, "Software\\Quillon"), 1);
 }
 
-TEST_F(RegistryTest, ReadOnlyStoreStillReadsAndIgnoresTheWriteBack) {
+TEST_F(RegistryTest, ReadOnlyStoreStillReadsAndRefusesWrites) {
     Store("/opt/qn");
     const std::string before = ReadFile(store_);
     const int result = qntest::RunWithReadOnlyFile(folder_.Path(), store_, [] {
@@ -86,7 +84,16 @@ TEST_F(RegistryTest, ReadOnlyStoreStillReadsAndIgnoresTheWriteBack) {
         GetProgFilesFolder(folder);
         if (std::string(folder.GetText()) != "/opt/qn\\") return 1;
         if (EnsureRegistryKey(kHkeyLocalMachine, "Software\\New") != 0) return 2;
-        return SetRegistryString(kHkeyLocalMachine, kQncProductKey, "ProgFilesFolder", "x") != -1 ? 3 : 0;
+        if (SetRegistryString(kHkeyLocalMachine, kQncProductKey, "ProgFilesFolder", "x") != -1) return 3;
+        // Underneath, keys open for reading only.
+        using namespace qn::platform;
+        ConfigKey key;
+        if (OpenConfigKey(ConfigRoot::LocalMachine, kQncProductKey, kKeyWrite, key) != kConfigAccessDenied)
+            return 4;
+        return CreateConfigKey(ConfigRoot::LocalMachine, "Software\\New", kKeyAllAccess, key) !=
+                       kConfigAccessDenied
+                   ? 5
+                   : 0;
     });
     if (result == -1) GTEST_SKIP() << "cannot make the store read-only for this process";
     EXPECT_EQ(result, 0);

@@ -37,7 +37,8 @@ TEST_F(TraceTest, LineIsTimeBlankMessageWithBreaksEscaped) {
 
 TEST_F(TraceTest, BannerKeepsItsBreaksAndNeedsNoFileBit) {
     traced_.Trace(kTraceBanner, "----\r\nModule: [%s]\r\n----\r", "qnsnwsm.dll");
-    EXPECT_EQ(ReadFile(traceFile_), "[01:02:03] ----\nModule: [qnsnwsm.dll]\n----\r\n");
+    traced_.TraceSized(kTraceBanner, 100, "a\r\nb\n");  // the sized form keeps the text as it is
+    EXPECT_EQ(ReadFile(traceFile_), "[01:02:03] ----\nModule: [qnsnwsm.dll]\n----\r\n[01:02:03] a\r\nb\n\n");
 }
 
 TEST_F(TraceTest, NothingIsWrittenWithoutPathLevelOrFormat) {
@@ -84,11 +85,6 @@ TEST_F(TraceTest, SizedTraceTakesLongMessagesAndAssertsOnTinyBounds) {
                              "[..\\..\\common\\VisualC\\Source\\QncBase]; LINE: 582\n"),
               std::string::npos)
         << assertion;
-}
-
-TEST_F(TraceTest, SizedTraceWithBannerBitKeepsTheTextAsItIs) {
-    traced_.TraceSized(kTraceBanner, 100, "a\r\nb\n");
-    EXPECT_EQ(ReadFile(traceFile_), "[01:02:03] a\r\nb\n\n");
 }
 
 TEST_F(TraceTest, ObjectsAndThreadsSharingAFileWriteWholeLines) {

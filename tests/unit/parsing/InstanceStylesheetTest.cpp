@@ -7,7 +7,6 @@
 
 namespace {
 
-using parsing_test::HexBytes;
 using parsing_test::StylesheetTest;
 
 constexpr const char* kNamespaces =
@@ -20,11 +19,6 @@ std::string Instance(const std::string& properties) {
 }
 
 using InstanceStylesheetTest = StylesheetTest;
-
-TEST_F(InstanceStylesheetTest, LinesEndWithCrLf) {
-    const std::string record = Record(Instance("<p:A>1</p:A><p:B></p:B>"));
-    EXPECT_EQ(HexBytes(record), HexBytes("__CLASS:=Test_Class\r\nA:=1\r\nB:=\r\n"));
-}
 
 TEST_F(InstanceStylesheetTest, RealLogicalDisk) {
     const std::string item = FixtureItem("get_response_Win32_LogicalDisk_real.xml", "//s:Body/*");
@@ -53,44 +47,36 @@ TEST_F(InstanceStylesheetTest, RealLogicalDisk) {
     EXPECT_EQ(lines, 40);
 }
 
-TEST_F(InstanceStylesheetTest, IndentedItemFromWindows7) {
-    const std::string item = FixtureItem("get_response_Win32_OperatingSystem_trimmed_win7.xml", "//s:Body/*");
-    SKIP_WITHOUT_FIXTURE(item);
-    EXPECT_EQ(Record(item),
-              "__CLASS:=Win32_OperatingSystem\r\nBootDevice:=\\Device\\HarddiskVolume2\r\n"
-              "BuildNumber:=7601\r\nBuildType:=Multiprocessor Free\r\n");
-}
-
-TEST_F(InstanceStylesheetTest, DatetimeIntervalAndArrayFromAnEnumeration) {
-    const std::string item = FixtureItem(
-        "enumerate_response_Win32_Process_trimmed_cim_Datetime_Interval_array.xml", "//w:Items/*");
-    SKIP_WITHOUT_FIXTURE(item);
-    EXPECT_EQ(Record(item),
-              "__CLASS:=Win32_Process\r\nCaption:=System Idle Process\r\nCommandLine:=\r\n"
-              "CreationDate:=2014-04-03T14:45:50.46875+08:00\r\n"
-              "AutomaticStartupActionDelay:=P0DT0H1M40S\r\n"
-              "IPAddress:=192.168.1.103,fe80::6962:c157:2318:423d,192.168.1.102\r\n");
-}
-
-TEST_F(InstanceStylesheetTest, ItemOfAPullResponse) {
-    const std::string item =
-        FixtureItem("pull_response_Win32_Process_trimmed_EndOfSequence.xml", "//w:Items/*");
-    SKIP_WITHOUT_FIXTURE(item);
-    EXPECT_EQ(Record(item), "__CLASS:=Win32_Process\r\nCaption:=SystemTest\r\nCommandLine:=\r\n");
-}
-
-TEST_F(InstanceStylesheetTest, ReferencesBecomeObjectPathsOnOneLine) {
-    const std::string item =
-        FixtureItem("enumerate_response_association_class_Msvm_SettingsDefineCapabilities_EPR_properties.xml",
-                    "//w:Items/*");
-    SKIP_WITHOUT_FIXTURE(item);
-    EXPECT_EQ(Record(item),
-              "__CLASS:=Msvm_SettingsDefineCapabilities\r\n"
-              "GroupComponent:=Msvm_AllocationCapabilities.InstanceID=\"Microsoft:06FF76FA-2D58-4BAF-9F8D-"
-              "455773824F37\"\r\n"
-              "PartComponent:=Msvm_Synthetic3DDisplayControllerSettingData.InstanceID="
-              "\"Microsoft:Definition\\\\06FF76FA-2D58-4BAF-9F8D-455773824F37\\\\Default\"\r\n"
-              "PropertyPolicy:=0\r\nValueRange:=0\r\nValueRole:=0\r\n");
+TEST_F(InstanceStylesheetTest, CapturedItemsOfEveryForm) {
+    const struct {
+        const char* fixture;
+        const char* xpath;
+        const char* record;
+    } cases[] = {
+        {"get_response_Win32_OperatingSystem_trimmed_win7.xml", "//s:Body/*",  // indented
+         "__CLASS:=Win32_OperatingSystem\r\nBootDevice:=\\Device\\HarddiskVolume2\r\nBuildNumber:=7601\r\n"
+         "BuildType:=Multiprocessor Free\r\n"},
+        {"enumerate_response_Win32_Process_trimmed_cim_Datetime_Interval_array.xml", "//w:Items/*",
+         "__CLASS:=Win32_Process\r\nCaption:=System Idle Process\r\nCommandLine:=\r\n"
+         "CreationDate:=2014-04-03T14:45:50.46875+08:00\r\nAutomaticStartupActionDelay:=P0DT0H1M40S\r\n"
+         "IPAddress:=192.168.1.103,fe80::6962:c157:2318:423d,192.168.1.102\r\n"},
+        {"pull_response_Win32_Process_trimmed_EndOfSequence.xml", "//w:Items/*",
+         "__CLASS:=Win32_Process\r\nCaption:=SystemTest\r\nCommandLine:=\r\n"},
+        // References become object paths on one line.
+        {"enumerate_response_association_class_Msvm_SettingsDefineCapabilities_EPR_properties.xml",
+         "//w:Items/*",
+         "__CLASS:=Msvm_SettingsDefineCapabilities\r\n"
+         "GroupComponent:=Msvm_AllocationCapabilities.InstanceID=\"Microsoft:06FF76FA-2D58-4BAF-9F8D-"
+         "455773824F37\"\r\n"
+         "PartComponent:=Msvm_Synthetic3DDisplayControllerSettingData.InstanceID="
+         "\"Microsoft:Definition\\\\06FF76FA-2D58-4BAF-9F8D-455773824F37\\\\Default\"\r\n"
+         "PropertyPolicy:=0\r\nValueRange:=0\r\nValueRole:=0\r\n"},
+    };
+    for (const auto& c : cases) {
+        const std::string item = FixtureItem(c.fixture, c.xpath);
+        SKIP_WITHOUT_FIXTURE(item);
+        EXPECT_EQ(Record(item), c.record) << c.fixture;
+    }
 }
 
 TEST_F(InstanceStylesheetTest, MethodOutputWithAnArray) {
@@ -123,7 +109,7 @@ TEST_F(InstanceStylesheetTest, ProjectionFragmentHasNoClassLine) {
               "Group:=Win32_Group.Name=\"Users\"\r\n__CLASS:=Win32_Service\r\n");
 }
 
-TEST_F(InstanceStylesheetTest, ValuesStayOnOneLine) {
+TEST_F(InstanceStylesheetTest, TextStaysOnOneLineAsUtf8) {
     const std::string record =
         Record(Instance("<p:Description>first line&#13;&#10;second\tline\nthird</p:Description>"
                         "<p:Next>1</p:Next>"));
@@ -131,6 +117,12 @@ TEST_F(InstanceStylesheetTest, ValuesStayOnOneLine) {
     // An item made only of blank lines still leaves every property readable.
     Record(Instance("<p:A>&#13;&#10;&#13;&#10;</p:A><p:B>2</p:B>"));
     EXPECT_EQ(Value("B"), "2");
+    Record(
+        Instance("<p:Name>Gr\xC3\xBC\xC3\x9F"
+                 "e &amp; &lt;Tsch\xC3\xBC\xC3\x9F&gt;</p:Name>"));
+    EXPECT_EQ(Value("Name"),
+              "Gr\xC3\xBC\xC3\x9F"
+              "e & <Tsch\xC3\xBC\xC3\x9F>");
 }
 
 TEST_F(InstanceStylesheetTest, EmbeddedObjectsAndSingletonReferencesStayOnOneLine) {
@@ -149,24 +141,6 @@ TEST_F(InstanceStylesheetTest, EmbeddedObjectsAndSingletonReferencesStayOnOneLin
               "__CLASS:=Test_Class\r\nError:=Description=;Operation=ExecQuery;Codes=1,2\r\n"
               "Owner:=Win32_OperatingSystem=@\r\n"
               "Quoted:=Win32_Group.Domain=\"PC1\",Name=\"say \\\"hi\\\"\"\r\n");
-}
-
-TEST_F(InstanceStylesheetTest, TextPassesThroughAsUtf8) {
-    Record(
-        Instance("<p:Name>Gr\xC3\xBC\xC3\x9F"
-                 "e &amp; &lt;Tsch\xC3\xBC\xC3\x9F&gt;</p:Name>"));
-    EXPECT_EQ(Value("Name"),
-              "Gr\xC3\xBC\xC3\x9F"
-              "e & <Tsch\xC3\xBC\xC3\x9F>");
-}
-
-TEST_F(InstanceStylesheetTest, ClassDefinitionItemNamesItsClass) {
-    Record(
-        R"(<p:Win32_Service xmlns:p="http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/Win32_Service" )"
-        R"(xmlns:cim="http://schemas.dmtf.org/wbem/wscim/1/common" xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" )"
-        R"(xsi:type="p:Win32_Service_Type"><p:Name xsi:nil="true"/><p:State xsi:nil="true"/></p:Win32_Service>)");
-    EXPECT_EQ(Value("__CLASS"), "Win32_Service");
-    EXPECT_EQ(Value("State"), "");
 }
 
 }  // namespace

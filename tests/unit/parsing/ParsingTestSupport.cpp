@@ -5,7 +5,6 @@
 #include <libxml/xpath.h>
 #include <libxml/xpathInternals.h>
 
-#include <cstdio>
 #include <memory>
 #include <stdexcept>
 
@@ -57,17 +56,6 @@ std::vector<std::string> ExtractItems(const std::string& documentText, const std
     for (int i = 0; i < found->nodesetval->nodeNr; ++i)
         items.push_back(SerialiseAsItem(found->nodesetval->nodeTab[i]));
     return items;
-}
-
-std::string HexBytes(const std::string& text) {
-    std::string hex;
-    char byte[4];
-    for (unsigned char c : text) {
-        std::snprintf(byte, sizeof byte, "%02X", c);
-        if (!hex.empty()) hex.push_back(' ');
-        hex.append(byte);
-    }
-    return hex;
 }
 
 }  // namespace parsing_test

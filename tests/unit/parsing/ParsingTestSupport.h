@@ -33,7 +33,4 @@ inline std::string ReadFixture(const std::string& fileName) {
 // stand-alone item with the namespace declarations it needs, as the WinRM client hands items over.
 std::vector<std::string> ExtractItems(const std::string& documentText, const std::string& xpath);
 
-// "41 3A 3D 0D 0A": the bytes of `text` in hex, for comparisons that must show CR and LF.
-std::string HexBytes(const std::string& text);
-
 }  // namespace parsing_test

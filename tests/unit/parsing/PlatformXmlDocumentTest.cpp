@@ -1,12 +1,10 @@
 // The platform's XML document on libxml2/libxslt: loading, the defensive parse, transformation and its
-// security policy, silence, and independence of documents on different threads.
+// security policy, and silence. Documents on several threads meet in the stylesheet reload test.
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "ParsingTestSupport.h"
 #include "platform/XmlDocument.h"
@@ -140,32 +138,6 @@ TEST_F(PlatformXmlDocumentTest, TransformationMayNotWriteFiles) {
 </xsl:stylesheet>)";
     EXPECT_EQ(Transformed("<a/>", writer), "<failed>");
     EXPECT_FALSE(std::filesystem::exists(target));
-}
-
-TEST_F(PlatformXmlDocumentTest, DocumentsOnDifferentThreadsAreIndependent) {
-    constexpr int kThreads = 4;
-    std::vector<std::string> results(kThreads);
-    std::vector<std::thread> threads;
-    const auto sheetPath = scratch_.Write("shared.xsl", kCopyTextStylesheet);
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([t, &results, &sheetPath] {
-            auto doc = CreateXmlDocument();
-            auto sheet = CreateXmlDocument();
-            for (int round = 0; round < 25; ++round) {
-                const std::string value = std::to_string(t) + "-" + std::to_string(round);
-                std::string output;
-                if (!doc->LoadText("<v>" + value + "</v>") || !sheet->LoadFile(sheetPath.c_str()) ||
-                    !doc->TransformNode(*sheet, output) || output != "[" + value + "]") {
-                    results[t] = "mismatch at " + value + ": " + output;
-                    return;
-                }
-                doc->LoadText("<broken>");  // failures on one thread must not disturb the others
-            }
-            results[t] = "ok";
-        });
-    }
-    for (auto& thread : threads) thread.join();
-    for (const auto& result : results) EXPECT_EQ(result, "ok");
 }
 
 }  // namespace

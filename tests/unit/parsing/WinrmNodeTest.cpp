@@ -101,29 +101,27 @@ TEST_F(WinrmNodeTest, GetValueRules) {
                                      "Marker:=VALUEMISSING\r\nLower:=valuemissing\r\n\r\nHidden:=1")
                                  .c_str()),
               0);
-    CQncString value("stale");
-    EXPECT_EQ(node.GetValue("flag", 1, value), 0);
-    EXPECT_STREQ(value.GetText(), "1");
-    EXPECT_EQ(node.GetValue("Off", 1, value), 0);
-    EXPECT_STREQ(value.GetText(), "0");
-    EXPECT_EQ(node.GetValue("Mixed", 1, value), 0);
-    EXPECT_STREQ(value.GetText(), "True");
-    EXPECT_EQ(node.GetValue("Flag", 0, value), 0);
-    EXPECT_STREQ(value.GetText(), "true");
-
-    EXPECT_EQ(node.GetValue("Empty", 1, value), 0);
-    EXPECT_STREQ(value.GetText(), "");
-
-    value.Assign("stale");
-    EXPECT_EQ(node.GetValue("Marker", 0, value), kQncErrorXmlAttributeMissing);
-    EXPECT_STREQ(value.GetText(), "");
-    EXPECT_EQ(node.GetValue("Lower", 0, value), 0);  // the marker is compared with its case
-    EXPECT_STREQ(value.GetText(), "valuemissing");
-
-    value.Assign("stale");
-    EXPECT_EQ(node.GetValue("Hidden", 0, value), kQncErrorXmlAttributeMissing);
-    EXPECT_STREQ(value.GetText(), "");
-    EXPECT_EQ(node.GetValue("Absent", 0, value), kQncErrorXmlAttributeMissing);
+    // Booleans become 1 and 0 when asked; the marker and anything after the empty line are missing.
+    const struct {
+        const char* name;
+        int flag, code;
+        const char* value;
+    } cases[] = {
+        {"flag", 1, 0, "1"},
+        {"Off", 1, 0, "0"},
+        {"Mixed", 1, 0, "True"},
+        {"Flag", 0, 0, "true"},
+        {"Empty", 1, 0, ""},
+        {"Marker", 0, kQncErrorXmlAttributeMissing, ""},
+        {"Lower", 0, 0, "valuemissing"},  // the marker is compared with its case
+        {"Hidden", 0, kQncErrorXmlAttributeMissing, ""},
+        {"Absent", 0, kQncErrorXmlAttributeMissing, ""},
+    };
+    for (const auto& c : cases) {
+        CQncString value("stale");
+        EXPECT_EQ(node.GetValue(c.name, c.flag, value), c.code) << c.name;
+        EXPECT_STREQ(value.GetText(), c.value) << c.name;
+    }
 }
 
 }  // namespace

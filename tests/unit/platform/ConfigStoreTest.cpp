@@ -134,29 +134,6 @@ TEST_F(ConfigStoreTest, QueryFollowsBufferSizeRules) {
     EXPECT_EQ(SetConfigString(key, "Value", "x", 2), kConfigAccessDenied);
 }
 
-TEST_F(ConfigStoreTest, ReadOnlyStoreStillReadsAndRefusesWrites) {
-    ASSERT_EQ(Set(kProductKey, "ProgFilesFolder", "/opt/qn"), kConfigOk);
-    const std::string before = ReadFile(StorePath());
-    const int result = qntest::RunWithReadOnlyFile(folder_.Path(), StorePath(), [] {
-        ConfigKey key;
-        if (OpenConfigKey(ConfigRoot::LocalMachine, kProductKey, kKeyRead, key) != kConfigOk) return 1;
-        char buffer[64] = {};
-        std::uint32_t size = sizeof(buffer);
-        if (QueryConfigString(key, "ProgFilesFolder", buffer, size) != kConfigOk) return 2;
-        if (std::string(buffer) != "/opt/qn") return 3;
-        if (OpenConfigKey(ConfigRoot::LocalMachine, kProductKey, kKeyWrite, key) != kConfigAccessDenied)
-            return 4;
-        if (CreateConfigKey(ConfigRoot::LocalMachine, "Software\\New", kKeyAllAccess, key) !=
-            kConfigAccessDenied) {
-            return 5;
-        }
-        return 0;
-    });
-    if (result == -1) GTEST_SKIP() << "cannot make the store read-only for this process";
-    EXPECT_EQ(result, 0);
-    EXPECT_EQ(ReadFile(StorePath()), before);
-}
-
 TEST_F(ConfigStoreTest, ConcurrentWritersFromTwoProcessesLoseNothing) {
     constexpr int kWritesPerProcess = 40;
     const auto writeValues = [&](const char* prefix) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -75,9 +76,7 @@ TEST_F(ProfileFileTest, SectionTooLargeForBufferReturnsSizeMinusTwo) {
 TEST_F(ProfileFileTest, WindowsStylePathIsMapped) {
     const std::string windowsPath = "c:" + folder_.File("mapped.ini");
     std::string backslashed = windowsPath;
-    for (char& c : backslashed) {
-        if (c == '/') c = '\\';
-    }
+    std::replace(backslashed.begin(), backslashed.end(), '/', '\\');
     ASSERT_NE(ProfileWriteString("Init", "NextEntry", "9", backslashed.c_str()), 0);
     EXPECT_EQ(ReadFile(folder_.File("mapped.ini")), "[Init]\nNextEntry=9\n");
 }

@@ -16,9 +16,7 @@ TEST(TextConversionTest, ConvertsToUtf8WhateverTheLocale) {
     EXPECT_EQ(Utf16ToAnsi(u"\u20ac\u65e5"), "\xe2\x82\xac\xe6\x97\xa5");
     EXPECT_EQ(Utf16ToAnsi(u"\U0001F600"), "\xf0\x9f\x98\x80");  // surrogate pair
     EXPECT_EQ(Utf16ToAnsi(u""), "");
-}
-
-TEST(TextConversionTest, UnpairedSurrogatesBecomeReplacementCharacters) {
+    // Unpaired surrogates become replacement characters.
     const char16_t lonelyHigh[] = {u'a', 0xD800, u'b'};
     const char16_t lonelyLowAtEnd[] = {u'a', 0xDC00};
     EXPECT_EQ(Utf16ToAnsi(std::u16string_view(lonelyHigh, 3)),

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <libxml/parser.h>
 
 #include <chrono>
 #include <memory>
@@ -38,20 +37,6 @@ inline std::string PropertyText(const std::string& xml, const std::string& prope
         return xml.substr(start + open.size(), end - start - open.size());
     }
     return {};
-}
-
-inline bool WellFormed(const std::string& xml) {
-    xmlDoc* doc = xmlReadMemory(xml.data(), static_cast<int>(xml.size()), nullptr, nullptr,
-                                XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING);
-    const bool parsed = doc != nullptr;
-    xmlFreeDoc(doc);
-    return parsed;
-}
-
-// The class name of a rendered instance or class definition: the local name of its element.
-inline std::string ElementClass(const std::string& xml) {
-    const std::size_t start = xml.find(':') + 1;
-    return xml.substr(start, xml.find(' ') - start);
 }
 
 }  // namespace qnsim::test

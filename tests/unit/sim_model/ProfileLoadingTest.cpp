@@ -1,4 +1,5 @@
-// Every bundled profile loads and answers each class the monitoring checks ask for.
+// Every bundled profile loads and answers each class the monitoring checks ask for. That every instance is
+// well-formed XML shows in the record writer test, which reads each one.
 #include <set>
 
 #include "ModelTestSupport.h"
@@ -18,7 +19,7 @@ const char* const kCheckedClasses[] = {
 
 class BundledProfile : public ::testing::TestWithParam<const char*> {};
 
-TEST_P(BundledProfile, AnswersEveryCheckedClass) {
+TEST_P(BundledProfile, AnswersEveryCheckedClassWithCountersPerProcessAndCpu) {
     auto model = LoadBundled(GetParam());
     ASSERT_TRUE(model);
     for (const char* className : kCheckedClasses)
@@ -28,42 +29,19 @@ TEST_P(BundledProfile, AnswersEveryCheckedClass) {
         Query(*model, "select * from Win32_PerfRawData_LocalSessionManager_TerminalServices");
     EXPECT_FALSE(sessions.empty() && rawSessions.empty());
     EXPECT_EQ(Query(*model, "select * from Win32_OperatingSystem").size(), 1u);
-}
 
-TEST_P(BundledProfile, ProcessCountersFollowTheProcesses) {
-    auto model = LoadBundled(GetParam());
-    ASSERT_TRUE(model);
+    // Process counters follow the processes, one name each; processor counters one per logical CPU.
     const auto processes = Query(*model, "select * from Win32_Process");
     const auto counters = Query(*model, "select Name, IDProcess from Win32_PerfRawData_PerfProc_Process");
     ASSERT_EQ(counters.size(), processes.size() + 1);  // plus _Total
     std::set<std::string> names;
     for (const auto& item : counters) EXPECT_TRUE(names.insert(PropertyText(item.xml, "Name")).second);
-    EXPECT_TRUE(names.contains("Idle"));
-    EXPECT_TRUE(names.contains("_Total"));
-    EXPECT_TRUE(names.contains("svchost"));
-    EXPECT_TRUE(names.contains("svchost#1"));
-}
-
-TEST_P(BundledProfile, ProcessorCountersOnePerLogicalCpuAndTotal) {
-    auto model = LoadBundled(GetParam());
-    ASSERT_TRUE(model);
-    const auto counters = Query(*model, "select Name from Win32_PerfFormattedData_PerfOS_Processor");
-    ASSERT_EQ(counters.size(), model->LogicalProcessors() + 1);
-    EXPECT_EQ(PropertyText(counters.front().xml, "Name"), "0");
-    EXPECT_EQ(PropertyText(counters.back().xml, "Name"), "_Total");
-}
-
-TEST_P(BundledProfile, EveryInstanceOfEveryClassIsWellFormed) {
-    auto model = LoadBundled(GetParam());
-    ASSERT_TRUE(model);
-    for (const char* wmiNamespace : {"root/cimv2", "root/WebAdministration"}) {
-        for (const RenderedItem& definition : Query(*model, "select * from meta_class", wmiNamespace)) {
-            ASSERT_TRUE(WellFormed(definition.xml)) << definition.xml;
-            const std::string className = ElementClass(definition.xml);
-            for (const RenderedItem& item : Query(*model, "select * from " + className, wmiNamespace))
-                ASSERT_TRUE(WellFormed(item.xml)) << item.xml;
-        }
-    }
+    for (const char* name : {"Idle", "_Total", "svchost", "svchost#1"})
+        EXPECT_TRUE(names.contains(name)) << name;
+    const auto cpus = Query(*model, "select Name from Win32_PerfFormattedData_PerfOS_Processor");
+    ASSERT_EQ(cpus.size(), model->LogicalProcessors() + 1);
+    EXPECT_EQ(PropertyText(cpus.front().xml, "Name"), "0");
+    EXPECT_EQ(PropertyText(cpus.back().xml, "Name"), "_Total");
 }
 
 INSTANTIATE_TEST_SUITE_P(Profiles, BundledProfile, ::testing::Values("workstation", "server", "unhealthy"));

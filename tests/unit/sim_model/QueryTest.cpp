@@ -76,40 +76,37 @@ TEST_F(WorkstationQuery, SystemPropertiesAndPolymorphism) {
     EXPECT_EQ(Count("select * from CIM_LogicalDisk"), 3u);
 }
 
+// "Associators of {<source>} Where AssocClass=Win32_GroupUser Role=<role>", as the group checks ask.
+std::vector<RenderedItem> Associated(SimulatedComputer& model, const std::string& source, const char* role,
+                                     const std::string& extra = "") {
+    return Query(model,
+                 "Associators of {" + source + "} Where AssocClass=Win32_GroupUser Role=" + role + extra);
+}
+
 TEST_F(WorkstationQuery, AssociatorsListGroupMembersWithNestedGroups) {
-    const auto members = Query(*model_,
-                               "Associators of {Win32_Group.Domain='WS-PC1',Name='Administrators'} Where "
-                               "AssocClass=Win32_GroupUser Role=GroupComponent");
+    const auto members =
+        Associated(*model_, "Win32_Group.Domain='WS-PC1',Name='Administrators'", "GroupComponent");
     ASSERT_EQ(members.size(), 3u);
     EXPECT_EQ(PropertyText(members[0].xml, "Caption"), "WS-PC1\\Administrator");
     EXPECT_EQ(PropertyText(members[1].xml, "Caption"), "WS-PC1\\helpdesk");
     EXPECT_EQ(PropertyText(members[2].xml, "Caption"), "CORP\\Domain Admins");
     EXPECT_NE(members[2].xml.find("<p:Win32_Group "), std::string::npos);
 
-    // Key values match without regard to case, as WMI paths do.
+    // Key values match without regard to case, as WMI paths do; keywords too.
     EXPECT_EQ(Query(*model_,
                     "associators of {Win32_Group.Name=\"administrators\",Domain=\"ws-pc1\"} where "
                     "assocclass=Win32_GroupUser role=GroupComponent resultclass=Win32_UserAccount")
                   .size(),
               2u);
-    // From the member's side the groups come back.
-    const auto groups = Query(*model_,
-                              "Associators of {Win32_UserAccount.Domain='WS-PC1',Name='helpdesk'} Where "
-                              "AssocClass=Win32_GroupUser Role=PartComponent");
-    EXPECT_EQ(groups.size(), 3u);
-    EXPECT_EQ(Query(*model_,
-                    "Associators of {Win32_Account.Domain='WS-PC1',Name='helpdesk'} Where "
-                    "AssocClass=Win32_GroupUser Role=PartComponent")
-                  .size(),
+    // From the member's side the groups come back, also when the source names the base class.
+    EXPECT_EQ(
+        Associated(*model_, "Win32_UserAccount.Domain='WS-PC1',Name='helpdesk'", "PartComponent").size(), 3u);
+    EXPECT_EQ(Associated(*model_, "Win32_Account.Domain='WS-PC1',Name='helpdesk'", "PartComponent").size(),
               3u);
-    EXPECT_TRUE(Query(*model_,
-                      "Associators of {Win32_Group.Domain='WS-PC1',Name='Backup Operators'} Where "
-                      "AssocClass=Win32_GroupUser Role=GroupComponent")
-                    .empty());
-    EXPECT_TRUE(Query(*model_,
-                      "Associators of {Win32_Group.Domain='NOWHERE',Name='Administrators'} Where "
-                      "AssocClass=Win32_GroupUser Role=GroupComponent")
-                    .empty());
+    EXPECT_TRUE(
+        Associated(*model_, "Win32_Group.Domain='WS-PC1',Name='Backup Operators'", "GroupComponent").empty());
+    EXPECT_TRUE(
+        Associated(*model_, "Win32_Group.Domain='NOWHERE',Name='Administrators'", "GroupComponent").empty());
 }
 
 TEST_F(WorkstationQuery, MetaClassListsDefinitionsOfTheNamespace) {
@@ -147,40 +144,30 @@ TEST_F(WorkstationQuery, ErrorsCarryWindowsCodes) {
               WmiError::Kind::InvalidClass);
 }
 
-TEST_F(WorkstationQuery, NamespacesIgnoreCaseAndSeparators) {
-    EXPECT_TRUE(model_->HasNamespace("root/cimv2"));
-    EXPECT_TRUE(model_->HasNamespace("ROOT\\CIMV2"));
+TEST_F(WorkstationQuery, GetByKeysAndSingletons) {
+    EXPECT_TRUE(model_->HasNamespace("ROOT\\CIMV2"));  // namespaces ignore case and separators
     EXPECT_TRUE(model_->HasNamespace("root/webadministration"));
     EXPECT_FALSE(model_->HasNamespace("root/default"));
     EXPECT_EQ(model_->HostName(), "WS-PC1");
-}
 
-TEST_F(WorkstationQuery, GetByKeysAndSingletons) {
-    const auto now = std::chrono::steady_clock::now();
-    Result<RenderedItem> spooler = model_->Get("root/cimv2", "win32_service", {{"name", "SPOOLER"}}, now);
+    const auto get = [](const char* className, const Selectors& selectors) {
+        return model_->Get("root/cimv2", className, selectors, std::chrono::steady_clock::now());
+    };
+    const Result<RenderedItem> spooler = get("win32_service", {{"name", "SPOOLER"}});
     ASSERT_TRUE(spooler.ok);
     EXPECT_EQ(PropertyText(spooler.value.xml, "Name"), "Spooler");
     EXPECT_TRUE(spooler.value.xml.starts_with("<p:Win32_Service "));
+    EXPECT_EQ(PropertyText(get("Win32_OperatingSystem", {}).value.xml, "Caption"),
+              "Microsoft Windows 10 Pro");
+    EXPECT_EQ(PropertyText(get("Win32_UserAccount", {{"Domain", "WS-PC1"}, {"Name", "kiosk"}}).value.xml,
+                           "FullName"),
+              "Kiosk User");
 
-    Result<RenderedItem> os = model_->Get("root/cimv2", "Win32_OperatingSystem", {}, now);
-    ASSERT_TRUE(os.ok);
-    EXPECT_EQ(PropertyText(os.value.xml, "Caption"), "Microsoft Windows 10 Pro");
-
-    Result<RenderedItem> user =
-        model_->Get("root/cimv2", "Win32_UserAccount", {{"Domain", "WS-PC1"}, {"Name", "kiosk"}}, now);
-    ASSERT_TRUE(user.ok);
-    EXPECT_EQ(PropertyText(user.value.xml, "FullName"), "Kiosk User");
-
-    EXPECT_EQ(model_->Get("root/cimv2", "Win32_Service", {{"Name", "NoSuchService"}}, now).error.kind,
-              WmiError::Kind::NotFound);
-    EXPECT_EQ(model_->Get("root/cimv2", "Win32_Service", {}, now).error.kind,
-              WmiError::Kind::InvalidSelectors);
-    EXPECT_EQ(model_->Get("root/cimv2", "Win32_Service", {{"DisplayName", "Print Spooler"}}, now).error.kind,
-              WmiError::Kind::InvalidSelectors);
-    EXPECT_EQ(model_->Get("root/cimv2", "Win32_UserAccount", {{"Name", "kiosk"}}, now).error.kind,
-              WmiError::Kind::InvalidSelectors);
-    EXPECT_EQ(model_->Get("root/cimv2", "Win32_Nothing", {{"Name", "x"}}, now).error.kind,
-              WmiError::Kind::InvalidClass);
+    EXPECT_EQ(get("Win32_Service", {{"Name", "NoSuchService"}}).error.kind, WmiError::Kind::NotFound);
+    EXPECT_EQ(get("Win32_Nothing", {{"Name", "x"}}).error.kind, WmiError::Kind::InvalidClass);
+    for (const Selectors& wrongKeys : {Selectors{}, Selectors{{"DisplayName", "Print Spooler"}}})
+        EXPECT_EQ(get("Win32_Service", wrongKeys).error.kind, WmiError::Kind::InvalidSelectors);
+    EXPECT_EQ(get("Win32_UserAccount", {{"Name", "kiosk"}}).error.kind, WmiError::Kind::InvalidSelectors);
 }
 
 }  // namespace

@@ -30,24 +30,14 @@ class TestXml {
                                reinterpret_cast<const xmlChar*>(binding[1]));
     }
 
-    bool Valid() const { return doc_ != nullptr; }
-
     std::string Text(const std::string& expression) const {
-        if (!context_) return "<not xml>";
-        std::unique_ptr<xmlXPathObject, decltype(&xmlXPathFreeObject)> result(
-            xmlXPathEvalExpression(reinterpret_cast<const xmlChar*>(("string(" + expression + ")").c_str()),
-                                   context_.get()),
-            &xmlXPathFreeObject);
-        if (!result || result->stringval == nullptr) return "";
-        return reinterpret_cast<const char*>(result->stringval);
+        const auto result = Evaluate("string(" + expression + ")");
+        return !context_                     ? "<not xml>"
+               : result && result->stringval ? reinterpret_cast<const char*>(result->stringval)
+                                             : "";
     }
-
     int Count(const std::string& expression) const {
-        if (!context_) return -1;
-        std::unique_ptr<xmlXPathObject, decltype(&xmlXPathFreeObject)> result(
-            xmlXPathEvalExpression(reinterpret_cast<const xmlChar*>(("count(" + expression + ")").c_str()),
-                                   context_.get()),
-            &xmlXPathFreeObject);
+        const auto result = Evaluate("count(" + expression + ")");
         return result ? static_cast<int>(result->floatval) : -1;
     }
 
@@ -56,6 +46,13 @@ class TestXml {
     std::string Subcode() const { return Text("/s:Envelope/s:Body/s:Fault/s:Code/s:Subcode/s:Value"); }
 
   private:
+    std::unique_ptr<xmlXPathObject, decltype(&xmlXPathFreeObject)> Evaluate(
+        const std::string& expression) const {
+        return {context_ ? xmlXPathEvalExpression(reinterpret_cast<const xmlChar*>(expression.c_str()),
+                                                  context_.get())
+                         : nullptr,
+                &xmlXPathFreeObject};
+    }
     struct DocFree {
         void operator()(xmlDoc* doc) const { xmlFreeDoc(doc); }
     };

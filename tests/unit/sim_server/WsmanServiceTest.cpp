@@ -13,109 +13,108 @@ namespace {
 using test::TestXml;
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* kEnumerateAction = "http://schemas.xmlsoap.org/ws/2004/09/enumeration/Enumerate";
+const std::string kEnumeration = "http://schemas.xmlsoap.org/ws/2004/09/enumeration/";
+const std::string kEnumerate = kEnumeration + "Enumerate";
+const std::string kGet = "http://schemas.xmlsoap.org/ws/2004/09/transfer/Get";
+
+ServiceReply Handle(WsmanService& service, const std::string& envelope, Clock::time_point now = {}) {
+    ParsedRequest parsed = ParseWsmanRequest(envelope);
+    EXPECT_TRUE(parsed.request) << parsed.problem;
+    return parsed.request ? service.Handle(*parsed.request, now) : ServiceReply{};
+}
 
 class WsmanServiceTest : public ::testing::Test {
   protected:
-    explicit WsmanServiceTest(int services = 5) : model_(test::FakeComputer(services)) {}
-
-    ServiceReply Send(const std::string& envelope, Clock::time_point now = Clock::time_point{}) {
-        ParsedRequest parsed = ParseWsmanRequest(envelope);
-        EXPECT_TRUE(parsed.request) << parsed.problem;
-        if (!parsed.request) return {};
-        return service_.Handle(*parsed.request, now);
+    ServiceReply Send(const std::string& envelope, Clock::time_point now = {}) {
+        return Handle(service_, envelope, now);
+    }
+    TestXml Reply(const test::RequestText& request) {
+        return TestXml(Send(test::Envelope(request)).envelope);
     }
 
-    // Pulls until EndOfSequence; returns every Name seen, the Enumerate's included.
-    std::vector<std::string> EnumerateAll(const std::string& wql, unsigned maxElements,
-                                          unsigned* round_trips) {
+    // Enumerates and pulls until EndOfSequence; returns every Name seen and counts the requests.
+    std::vector<std::string> EnumerateAll(const std::string& wql, unsigned maxElements, unsigned& requests) {
         std::vector<std::string> names;
-        ServiceReply reply = Send(test::EnumerateWql(wql, maxElements));
-        TestXml xml(reply.envelope);
-        for (int i = 1; i <= xml.Count("//w:Items/*"); ++i)
-            names.push_back(xml.Text("(//w:Items/svc:Win32_Service)[" + std::to_string(i) + "]/svc:Name"));
-        std::string context = xml.Text("//n:EnumerationContext");
-        bool end = xml.Count("//n:EndOfSequence") == 1;
-        *round_trips = 1;
-        while (!end && *round_trips < 100) {
-            TestXml pull(Send(test::Pull(context, maxElements)).envelope);
-            for (int i = 1; i <= pull.Count("//n:Items/*"); ++i)
-                names.push_back(
-                    pull.Text("(//n:Items/svc:Win32_Service)[" + std::to_string(i) + "]/svc:Name"));
-            end = pull.Count("//n:EndOfSequence") == 1;
-            ++*round_trips;
+        std::string envelope = test::EnumerateWql(wql, maxElements);
+        for (requests = 1; requests < 100; ++requests) {
+            const TestXml xml(Send(envelope).envelope);
+            const std::string items =
+                requests == 1 ? "(//w:Items/svc:Win32_Service)[" : "(//n:Items/svc:Win32_Service)[";
+            for (int i = 1; i <= xml.Count("//*[local-name()='Items']/*"); ++i)
+                names.push_back(xml.Text(items + std::to_string(i) + "]/svc:Name"));
+            if (xml.Count("//n:EndOfSequence") == 1) break;
+            envelope = test::Pull(xml.Text("//n:EnumerationContext"), maxElements);
         }
         return names;
     }
 
-    std::shared_ptr<qntest::CannedComputer> model_;
+    std::shared_ptr<qntest::CannedComputer> model_ = test::FakeComputer();
     WsmanService service_{model_, ServiceSettings{}};
 };
 
 TEST_F(WsmanServiceTest, OptimizedEnumerateSendsFewerItemsThanAskedAndPullsDeliverTheRest) {
-    ServiceReply first = Send(test::EnumerateWql("select * from Win32_Service", 32000));
-    ASSERT_EQ(first.status, 200u);
-    TestXml xml(first.envelope);
-    EXPECT_EQ(xml.Text("/s:Envelope/s:Header/a:Action"),
-              "http://schemas.xmlsoap.org/ws/2004/09/enumeration/EnumerateResponse");
-    EXPECT_EQ(xml.Text("/s:Envelope/s:Header/a:RelatesTo"), "uuid:11111111-2222-3333-4444-555555555555");
-    EXPECT_EQ(xml.Count("//n:EnumerateResponse/w:Items/*"), 1);
-    EXPECT_EQ(xml.Count("//n:EndOfSequence"), 0);
-    EXPECT_EQ(xml.Text("//n:EnumerationContext").rfind("uuid:", 0), 0u);
+    const ServiceReply reply = Send(test::EnumerateWql("select * from Win32_Service", 10));
+    ASSERT_EQ(reply.status, 200u);
+    const TestXml first(reply.envelope);
+    EXPECT_EQ(first.Text("/s:Envelope/s:Header/a:Action"), kEnumerate + "Response");
+    EXPECT_EQ(first.Text("/s:Envelope/s:Header/a:RelatesTo"), "uuid:11111111-2222-3333-4444-555555555555");
+    EXPECT_EQ(first.Count("//n:EnumerateResponse/w:Items/*"), 1);
+    EXPECT_EQ(first.Count("//n:EndOfSequence"), 0);
+    const std::string context = first.Text("//n:EnumerationContext");
+    EXPECT_EQ(context.rfind("uuid:", 0), 0u);
 
-    const std::size_t openBefore = service_.OpenEnumerations();
-    unsigned trips = 0;
-    const auto names = EnumerateAll("select * from Win32_Service", 2, &trips);
-    EXPECT_EQ(names, (std::vector<std::string>{"svc0", "svc1", "svc2", "svc3", "svc4"}));
-    EXPECT_EQ(trips, 3u);                                // 1 in the Enumerate, then Pulls of 2 and 2
-    EXPECT_EQ(service_.OpenEnumerations(), openBefore);  // the finished enumeration is gone
-}
-
-TEST_F(WsmanServiceTest, PullResponseUsesEnumerationNamespaceItemsAndEndsWithEndOfSequence) {
-    TestXml first(Send(test::EnumerateWql("select * from Win32_Service", 10)).envelope);
-    ServiceReply pull = Send(test::Pull(first.Text("//n:EnumerationContext"), 10));
-    TestXml xml(pull.envelope);
-    EXPECT_EQ(xml.Text("/s:Envelope/s:Header/a:Action"),
-              "http://schemas.xmlsoap.org/ws/2004/09/enumeration/PullResponse");
-    EXPECT_EQ(xml.Count("//n:PullResponse/n:Items/*"), 4);
-    EXPECT_EQ(xml.Count("//n:PullResponse/n:EndOfSequence"), 1);
+    const TestXml pull(Send(test::Pull(context, 10)).envelope);
+    EXPECT_EQ(pull.Text("/s:Envelope/s:Header/a:Action"), kEnumeration + "PullResponse");
+    EXPECT_EQ(pull.Count("//n:PullResponse/n:Items/*"), 4);
+    EXPECT_EQ(pull.Count("//n:PullResponse/n:EndOfSequence"), 1);
     // The context is finished: another Pull is refused.
-    TestXml again(Send(test::Pull(first.Text("//n:EnumerationContext"), 10)).envelope);
+    const TestXml again(Send(test::Pull(context, 10)).envelope);
     EXPECT_EQ(again.Subcode(), "n:InvalidEnumerationContext");
     EXPECT_EQ(again.FaultCode(), "2150858779");
-}
 
-TEST_F(WsmanServiceTest, EmptyResultEndsInTheEnumerateResponse) {
-    TestXml xml(Send(test::EnumerateWql("select * from Win32_Empty")).envelope);
-    EXPECT_EQ(xml.Count("//w:Items/*"), 0);
-    EXPECT_EQ(xml.Count("//n:EnumerateResponse/n:EndOfSequence"), 1);
+    const std::size_t openBefore = service_.OpenEnumerations();
+    unsigned requests = 0;
+    EXPECT_EQ(EnumerateAll("select * from Win32_Service", 2, requests),
+              (std::vector<std::string>{"svc0", "svc1", "svc2", "svc3", "svc4"}));
+    EXPECT_EQ(requests, 3u);                             // 1 in the Enumerate, then Pulls of 2 and 2
+    EXPECT_EQ(service_.OpenEnumerations(), openBefore);  // the finished enumeration is gone
+
+    // Nothing to send: the EnumerateResponse ends the sequence.
+    const TestXml empty(Send(test::EnumerateWql("select * from Win32_Empty")).envelope);
+    EXPECT_EQ(empty.Count("//w:Items/*"), 0);
+    EXPECT_EQ(empty.Count("//n:EnumerateResponse/n:EndOfSequence"), 1);
+    // A class URI without a filter enumerates the class, not optimized: the items wait for Pulls.
+    const TestXml unfiltered =
+        Reply({.action = kEnumerate, .resourceUri = test::kServiceUri, .body = "<n:Enumerate/>"});
+    EXPECT_EQ(unfiltered.Count("//w:Items"), 0);
+    const TestXml pulled(Send(test::Pull(unfiltered.Text("//n:EnumerationContext"), 10)).envelope);
+    EXPECT_EQ(pulled.Count("//n:Items/*"), 5);
 }
 
 TEST_F(WsmanServiceTest, ContextsExpireAndReleaseForgetsThem) {
     const Clock::time_point start{};
-    TestXml first(Send(test::EnumerateWql("select * from Win32_Service", 1), start).envelope);
+    const TestXml first(Send(test::EnumerateWql("select * from Win32_Service", 1), start).envelope);
     const std::string context = first.Text("//n:EnumerationContext");
     // Within EnumerationTimeoutms the context lives; a Pull renews it.
     EXPECT_EQ(Send(test::Pull(context, 1), start + std::chrono::seconds(200)).status, 200u);
     EXPECT_EQ(Send(test::Pull(context, 1), start + std::chrono::seconds(400)).status, 200u);
-    TestXml expired(Send(test::Pull(context, 1), start + std::chrono::seconds(700)).envelope);
+    const TestXml expired(Send(test::Pull(context, 1), start + std::chrono::seconds(700)).envelope);
     EXPECT_EQ(expired.Subcode(), "n:InvalidEnumerationContext");
 
-    TestXml second(Send(test::EnumerateWql("select * from Win32_Service", 1)).envelope);
+    const TestXml second(Send(test::EnumerateWql("select * from Win32_Service", 1)).envelope);
     const std::string release =
-        test::Envelope({"http://schemas.xmlsoap.org/ws/2004/09/enumeration/Release", test::kCimv2All,
-                        "uuid:3", 153600, "PT60S", "",
-                        "<n:Release><n:EnumerationContext>" + second.Text("//n:EnumerationContext") +
-                            "</n:EnumerationContext></n:Release>"});
-    ServiceReply released = Send(release);
+        test::Envelope({.action = kEnumeration + "Release",
+                        .body = "<n:Release><n:EnumerationContext>" + second.Text("//n:EnumerationContext") +
+                                "</n:EnumerationContext></n:Release>"});
+    const ServiceReply released = Send(release);
     EXPECT_EQ(released.status, 200u);
     EXPECT_EQ(TestXml(released.envelope).Text("/s:Envelope/s:Header/a:Action"),
-              "http://schemas.xmlsoap.org/ws/2004/09/enumeration/ReleaseResponse");
+              kEnumeration + "ReleaseResponse");
     EXPECT_EQ(TestXml(Send(release).envelope).Subcode(), "n:InvalidEnumerationContext");
 }
 
 TEST_F(WsmanServiceTest, PullWithOtherParametersThanTheEnumerateIsRefused) {
-    TestXml first(Send(test::EnumerateWql("select * from Win32_Service", 2)).envelope);
+    const TestXml first(Send(test::EnumerateWql("select * from Win32_Service", 2)).envelope);
     const std::string context = first.Text("//n:EnumerationContext");
     EXPECT_EQ(TestXml(Send(test::Pull(context, 3)).envelope).FaultCode(), "2150859181");
     EXPECT_EQ(TestXml(Send(test::Pull(context, 2, 512000)).envelope).FaultCode(), "2150859181");
@@ -126,32 +125,26 @@ TEST(WsmanServiceEnvelopeTest, ItemsAreSplitSoEachEnvelopeFitsAndAnItemTooLargeI
     ServiceSettings settings;
     settings.maxItemsInEnumerateResponse = 100;
     WsmanService service(test::FakeComputer(5, 3000), settings);
-    const auto send = [&](const std::string& envelope) {
-        return service.Handle(*ParseWsmanRequest(envelope).request, Clock::time_point{});
-    };
-    test::RequestText enumerate;
-    enumerate.action = kEnumerateAction;
-    enumerate.maxEnvelopeSize = 8192;
-    enumerate.body =
-        "<n:Enumerate><w:OptimizeEnumeration/><w:MaxElements>100</w:MaxElements><w:Filter>select * from "
-        "Big_Class"
-        "</w:Filter></n:Enumerate>";
-    ServiceReply first = send(test::Envelope(enumerate));
+    test::RequestText enumerate{.action = kEnumerate,
+                                .maxEnvelopeSize = 8192,
+                                .body =
+                                    "<n:Enumerate><w:OptimizeEnumeration/><w:MaxElements>100</w:MaxElements>"
+                                    "<w:Filter>select * from Big_Class</w:Filter></n:Enumerate>"};
+    const ServiceReply first = Handle(service, test::Envelope(enumerate));
     ASSERT_EQ(first.status, 200u);
     EXPECT_LE(first.envelope.size(), 8192u);
-    TestXml xml(first.envelope);
+    const TestXml xml(first.envelope);
     EXPECT_EQ(xml.Count("//w:Items/*"), 2);  // three 3000-byte items do not fit in 8192
-    ServiceReply pull = send(test::Pull(xml.Text("//n:EnumerationContext"), 100, 8192));
+    const ServiceReply pull = Handle(service, test::Pull(xml.Text("//n:EnumerationContext"), 100, 8192));
     EXPECT_LE(pull.envelope.size(), 8192u);
     EXPECT_EQ(TestXml(pull.envelope).Count("//n:Items/*"), 1);
 
     enumerate.maxEnvelopeSize = 2048;
-    ServiceReply tooSmall = send(test::Envelope(enumerate));
+    const ServiceReply tooSmall = Handle(service, test::Envelope(enumerate));
     EXPECT_EQ(tooSmall.status, 500u);
     EXPECT_EQ(TestXml(tooSmall.envelope).Subcode(), "w:EncodingLimit");
-
     enumerate.maxEnvelopeSize = 1024000;
-    EXPECT_EQ(TestXml(send(test::Envelope(enumerate)).envelope).FaultCode(), "2150858823");
+    EXPECT_EQ(TestXml(Handle(service, test::Envelope(enumerate)).envelope).FaultCode(), "2150858823");
 }
 
 TEST_F(WsmanServiceTest, FilterAndResourceUriFaults) {
@@ -159,35 +152,35 @@ TEST_F(WsmanServiceTest, FilterAndResourceUriFaults) {
         std::string name, resourceUri, body, subcode, code;
     };
     const std::string wql = "<w:Filter Dialect=\"http://schemas.microsoft.com/wbem/wsman/1/WQL\">";
+    const std::string services = wql + "select * from Win32_Service</w:Filter>";
     const Case cases[] = {
         {"unknown class", test::kCimv2All, wql + "select * from Win32_Nothing</w:Filter>",
          "n:CannotProcessFilter", "2150858778"},
         {"bad WQL", test::kCimv2All, wql + "selec * frm</w:Filter>", "n:CannotProcessFilter", "2150858778"},
-        {"WQL on a class URI", test::kServiceUri, wql + "select * from Win32_Service</w:Filter>",
-         "w:InvalidParameter", "2150859003"},
-        {"backslashes", "http://schemas.microsoft.com/wbem/wsman/1/wmi\\root\\cimv2\\*",
-         wql + "select * from Win32_Service</w:Filter>", "w:InvalidResourceURI", "2150858811"},
-        {"unknown namespace", "http://schemas.microsoft.com/wbem/wsman/1/wmi/root/nothing/*",
-         wql + "select * from Win32_Service</w:Filter>", "a:DestinationUnreachable", "2150858752"},
+        {"WQL on a class URI", test::kServiceUri, services, "w:InvalidParameter", "2150859003"},
+        {"backslashes", "http://schemas.microsoft.com/wbem/wsman/1/wmi\\root\\cimv2\\*", services,
+         "w:InvalidResourceURI", "2150858811"},
+        {"unknown namespace", "http://schemas.microsoft.com/wbem/wsman/1/wmi/root/nothing/*", services,
+         "a:DestinationUnreachable", "2150858752"},
         {"other dialect", test::kCimv2All, "<w:Filter Dialect=\"http://example.com/xpath\">/x</w:Filter>",
          "n:FilterDialectRequestedUnavailable", "2150858777"},
         {"no filter on the all-classes URI", test::kCimv2All, "", "n:CannotProcessFilter", "2150858778"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        ServiceReply reply =
-            Send(test::Envelope({kEnumerateAction, c.resourceUri, "uuid:7", 153600, "PT60S", "",
-                                 "<n:Enumerate><w:OptimizeEnumeration/>" + c.body + "</n:Enumerate>"}));
+        const ServiceReply reply = Send(
+            test::Envelope({.action = kEnumerate,
+                            .resourceUri = c.resourceUri,
+                            .messageId = "uuid:7",
+                            .body = "<n:Enumerate><w:OptimizeEnumeration/>" + c.body + "</n:Enumerate>"}));
         EXPECT_EQ(reply.status, 500u);
-        TestXml xml(reply.envelope);
+        const TestXml xml(reply.envelope);
         EXPECT_EQ(xml.Subcode(), c.subcode);
         EXPECT_EQ(xml.FaultCode(), c.code);
         EXPECT_EQ(xml.Text("/s:Envelope/s:Header/a:RelatesTo"), "uuid:7");
     }
-}
-
-TEST_F(WsmanServiceTest, UnknownClassFaultCarriesTheWmiProviderFaultWithTheQuery) {
-    TestXml xml(Send(test::EnumerateWql("select * from Win32_Nothing")).envelope);
+    // An unknown class also carries WMI's provider fault with the query.
+    const TestXml xml(Send(test::EnumerateWql("select * from Win32_Nothing")).envelope);
     const std::string provider = "//f:WSManFault/f:Message/f:ProviderFault";
     EXPECT_EQ(xml.Text(provider + "/@provider"), "WMI Provider");
     EXPECT_EQ(xml.Text(provider + "/f:WSManFault/f:Message"),
@@ -196,100 +189,80 @@ TEST_F(WsmanServiceTest, UnknownClassFaultCarriesTheWmiProviderFaultWithTheQuery
               "select * from Win32_Nothing");
 }
 
-TEST_F(WsmanServiceTest, ClassUriWithoutFilterEnumeratesTheClass) {
-    ServiceReply reply = Send(test::Envelope(
-        {kEnumerateAction, test::kServiceUri, "uuid:8", 153600, "PT60S", "", "<n:Enumerate/>"}));
-    ASSERT_EQ(reply.status, 200u);
-    TestXml xml(reply.envelope);
-    EXPECT_EQ(xml.Count("//w:Items"), 0);  // not optimized: the items wait for Pulls
-    ServiceReply pull = Send(test::Pull(xml.Text("//n:EnumerationContext"), 10));
-    EXPECT_EQ(TestXml(pull.envelope).Count("//n:Items/*"), 5);
-}
-
 TEST_F(WsmanServiceTest, GetAndInvoke) {
-    const std::string getAction = "http://schemas.xmlsoap.org/ws/2004/09/transfer/Get";
-    ServiceReply got = Send(test::Envelope({getAction, test::kServiceUri, "uuid:9", 153600, "PT60S",
-                                            "<w:Selector Name=\"Name\">svc3</w:Selector>", ""}));
+    const std::string svc3 = "<w:Selector Name=\"Name\">svc3</w:Selector>";
+    const ServiceReply got =
+        Send(test::Envelope({.action = kGet, .resourceUri = test::kServiceUri, .selectors = svc3}));
     ASSERT_EQ(got.status, 200u);
-    TestXml xml(got.envelope);
-    EXPECT_EQ(xml.Text("/s:Envelope/s:Header/a:Action"),
-              "http://schemas.xmlsoap.org/ws/2004/09/transfer/GetResponse");
+    const TestXml xml(got.envelope);
+    EXPECT_EQ(xml.Text("/s:Envelope/s:Header/a:Action"), kGet + "Response");
     EXPECT_EQ(xml.Text("/s:Envelope/s:Body/svc:Win32_Service/svc:Name"), "svc3");
 
-    TestXml missing(Send(test::Envelope({getAction, test::kServiceUri, "uuid:9", 153600, "PT60S",
-                                         "<w:Selector Name=\"Name\">nope</w:Selector>", ""}))
-                        .envelope);
+    const TestXml missing = Reply({.action = kGet,
+                                   .resourceUri = test::kServiceUri,
+                                   .selectors = "<w:Selector Name=\"Name\">nope</w:Selector>"});
     EXPECT_EQ(missing.Subcode(), "a:DestinationUnreachable");
     EXPECT_EQ(missing.Text("//w:FaultDetail"),
               "http://schemas.dmtf.org/wbem/wsman/1/wsman/faultDetail/InvalidResourceURI");
-    TestXml badKeys(
-        Send(test::Envelope({getAction, test::kServiceUri, "uuid:9", 153600, "PT60S", "", ""})).envelope);
-    EXPECT_EQ(badKeys.Subcode(), "w:InvalidSelectors");
+    EXPECT_EQ(Reply({.action = kGet, .resourceUri = test::kServiceUri}).Subcode(), "w:InvalidSelectors");
 
     const std::string stop = test::kServiceUri + "/StopService";
-    ServiceReply invoked = Send(test::Envelope(
-        {stop, test::kServiceUri, "uuid:10", 153600, "PT60S", "<w:Selector Name=\"Name\">svc1</w:Selector>",
-         "<p:StopService_INPUT xmlns:p=\"" + test::kServiceUri + "\"/>"}));
+    const ServiceReply invoked =
+        Send(test::Envelope({.action = stop,
+                             .resourceUri = test::kServiceUri,
+                             .selectors = "<w:Selector Name=\"Name\">svc1</w:Selector>",
+                             .body = "<p:StopService_INPUT xmlns:p=\"" + test::kServiceUri + "\"/>"}));
     ASSERT_EQ(invoked.status, 200u);
     EXPECT_EQ(TestXml(invoked.envelope).Text("/s:Envelope/s:Header/a:Action"), stop + "Response");
     EXPECT_NE(model_->Calls().back().input.find("StopService_INPUT"), std::string::npos);
 
-    TestXml unknownMethod(Send(test::Envelope({test::kServiceUri + "/Explode", test::kServiceUri, "uuid:11",
-                                               153600, "PT60S", "", "<p:Explode_INPUT xmlns:p=\"x\"/>"}))
-                              .envelope);
+    const TestXml unknownMethod = Reply({.action = test::kServiceUri + "/Explode",
+                                         .resourceUri = test::kServiceUri,
+                                         .body = "<p:Explode_INPUT xmlns:p=\"x\"/>"});
     EXPECT_EQ(unknownMethod.Subcode(), "a:ActionNotSupported");
-    TestXml unknownAction(Send(test::Envelope({"http://example.com/Frobnicate", test::kServiceUri, "uuid:12",
-                                               153600, "PT60S", "", ""}))
-                              .envelope);
+    const TestXml unknownAction =
+        Reply({.action = "http://example.com/Frobnicate", .resourceUri = test::kServiceUri});
     EXPECT_EQ(unknownAction.Subcode(), "a:ActionNotSupported");
     EXPECT_EQ(unknownAction.FaultCode(), "2150858771");
 }
 
-TEST_F(WsmanServiceTest, EnvelopeLanguageFollowsTheRequestLocale) {
-    std::string request = test::EnumerateWql("select * from Win32_Service");
-    request.replace(request.find("xml:lang=\"en-US\""), 16, "xml:lang=\"zh-CN\"");
-    EXPECT_EQ(TestXml(Send(request).envelope).Text("/s:Envelope/@xml:lang"), "zh-CN");
-    std::string faulting = test::EnumerateWql("select * from Win32_Nothing");
-    faulting.replace(faulting.find("xml:lang=\"en-US\""), 16, "xml:lang=\"de-DE\"");
-    EXPECT_EQ(TestXml(Send(faulting).envelope).Text("/s:Envelope/@xml:lang"), "de-DE");
-}
-
 TEST_F(WsmanServiceTest, DmtfResourceUrisOfTheCimCmdletsAddressTheSameClasses) {
     const std::string dmtfService = "http://schemas.dmtf.org/wbem/wscim/1/cim-schema/2/Win32_Service";
-    ServiceReply got = Send(test::Envelope({"http://schemas.xmlsoap.org/ws/2004/09/transfer/Get", dmtfService,
-                                            "uuid:13", 153600, "PT60S",
-                                            "<w:Selector Name=\"__cimnamespace\">root/cimv2</w:Selector>"
-                                            "<w:Selector Name=\"Name\">svc2</w:Selector>",
-                                            ""}));
-    ASSERT_EQ(got.status, 200);
-    EXPECT_EQ(TestXml(got.envelope).Text("/s:Envelope/s:Body/svc:Win32_Service/svc:Name"), "svc2");
-
-    ServiceReply enumerated = Send(test::Envelope(
-        {kEnumerateAction, dmtfService, "uuid:14", 153600, "PT60S", "",
-         "<n:Enumerate><w:OptimizeEnumeration/><w:MaxElements>10</w:MaxElements></n:Enumerate>"}));
-    EXPECT_EQ(TestXml(enumerated.envelope).Count("//w:Items/*"), 1);
-
-    TestXml elsewhere(
-        Send(test::Envelope({kEnumerateAction, "http://schemas.dmtf.org/wbem/wscim/1/*", "uuid:15", 153600,
-                             "PT60S", "<w:Selector Name=\"__cimnamespace\">root/nothing</w:Selector>",
-                             "<n:Enumerate><w:Filter>select * from Win32_Service</w:Filter></n:Enumerate>"}))
-            .envelope);
+    const TestXml got = Reply({.action = kGet,
+                               .resourceUri = dmtfService,
+                               .selectors = "<w:Selector Name=\"__cimnamespace\">root/cimv2</w:Selector>"
+                                            "<w:Selector Name=\"Name\">svc2</w:Selector>"});
+    EXPECT_EQ(got.Text("/s:Envelope/s:Body/svc:Win32_Service/svc:Name"), "svc2");
+    const TestXml enumerated = Reply(
+        {.action = kEnumerate,
+         .resourceUri = dmtfService,
+         .body = "<n:Enumerate><w:OptimizeEnumeration/><w:MaxElements>10</w:MaxElements></n:Enumerate>"});
+    EXPECT_EQ(enumerated.Count("//w:Items/*"), 1);
+    const TestXml elsewhere =
+        Reply({.action = kEnumerate,
+               .resourceUri = "http://schemas.dmtf.org/wbem/wscim/1/*",
+               .selectors = "<w:Selector Name=\"__cimnamespace\">root/nothing</w:Selector>",
+               .body = "<n:Enumerate><w:Filter>select * from Win32_Service</w:Filter></n:Enumerate>"});
     EXPECT_EQ(elsewhere.Subcode(), "a:DestinationUnreachable");
 }
 
-TEST_F(WsmanServiceTest, HeaderFaults) {
-    test::RequestText noMessageId;
-    noMessageId.action = kEnumerateAction;
-    noMessageId.messageId = "";
-    EXPECT_EQ(TestXml(Send(test::Envelope(noMessageId)).envelope).Subcode(),
-              "a:MessageInformationHeaderRequired");
+TEST_F(WsmanServiceTest, HeaderFaultsAndTheLanguageOfTheReply) {
+    EXPECT_EQ(Reply({.action = kEnumerate, .messageId = ""}).Subcode(), "a:MessageInformationHeaderRequired");
 
     std::string unknownHeader = test::EnumerateWql("select * from Win32_Service");
     unknownHeader.replace(unknownHeader.find("<w:OperationTimeout>"), 0,
                           "<x:Strange xmlns:x=\"urn:x\" s:mustUnderstand=\"true\">1</x:Strange>");
-    TestXml mustUnderstand(Send(unknownHeader).envelope);
+    const TestXml mustUnderstand(Send(unknownHeader).envelope);
     EXPECT_EQ(mustUnderstand.Text("/s:Envelope/s:Body/s:Fault/s:Code/s:Value"), "s:MustUnderstand");
     EXPECT_EQ(mustUnderstand.FaultCode(), "2150858768");
+
+    // The envelope's language follows the request's locale, for answers and faults alike.
+    for (const auto& [wql, language] : {std::pair{"select * from Win32_Service", "zh-CN"},
+                                        std::pair{"select * from Win32_Nothing", "de-DE"}}) {
+        std::string request = test::EnumerateWql(wql);
+        request.replace(request.find("xml:lang=\"en-US\""), 16, std::string("xml:lang=\"") + language + "\"");
+        EXPECT_EQ(TestXml(Send(request).envelope).Text("/s:Envelope/@xml:lang"), language);
+    }
 }
 
 }  // namespace

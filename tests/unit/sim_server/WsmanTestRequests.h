@@ -16,8 +16,8 @@ struct RequestText {
     std::string messageId = "uuid:11111111-2222-3333-4444-555555555555";
     std::optional<unsigned> maxEnvelopeSize = 153600;
     std::string operationTimeout = "PT60.000S";
-    std::string selectors;  // inner w:Selector elements
-    std::string body;       // content of s:Body
+    std::string selectors = {};  // inner w:Selector elements
+    std::string body = {};       // content of s:Body
 };
 
 inline std::string Envelope(const RequestText& r) {
@@ -46,19 +46,20 @@ inline std::string Envelope(const RequestText& r) {
 
 inline std::string EnumerateWql(const std::string& wql, unsigned maxElements = 32000) {
     return Envelope(
-        {"http://schemas.xmlsoap.org/ws/2004/09/enumeration/Enumerate", kCimv2All,
-         "uuid:11111111-2222-3333-4444-555555555555", 153600, "PT60.000S", "",
-         "<n:Enumerate><w:OptimizeEnumeration/><w:MaxElements>" + std::to_string(maxElements) +
-             "</w:MaxElements><w:Filter Dialect=\"http://schemas.microsoft.com/wbem/wsman/1/WQL\">" + wql +
-             "</w:Filter></n:Enumerate>"});
+        {.action = "http://schemas.xmlsoap.org/ws/2004/09/enumeration/Enumerate",
+         .body = "<n:Enumerate><w:OptimizeEnumeration/><w:MaxElements>" + std::to_string(maxElements) +
+                 "</w:MaxElements><w:Filter Dialect=\"http://schemas.microsoft.com/wbem/wsman/1/WQL\">" +
+                 wql + "</w:Filter></n:Enumerate>"});
 }
 
 inline std::string Pull(const std::string& context, unsigned maxElements = 32000,
                         unsigned maxEnvelope = 153600) {
-    return Envelope({"http://schemas.xmlsoap.org/ws/2004/09/enumeration/Pull", kCimv2All,
-                     "uuid:22222222-2222-3333-4444-555555555555", maxEnvelope, "PT60.000S", "",
-                     "<n:Pull><n:EnumerationContext>" + context + "</n:EnumerationContext><n:MaxElements>" +
-                         std::to_string(maxElements) + "</n:MaxElements></n:Pull>"});
+    return Envelope({.action = "http://schemas.xmlsoap.org/ws/2004/09/enumeration/Pull",
+                     .messageId = "uuid:22222222-2222-3333-4444-555555555555",
+                     .maxEnvelopeSize = maxEnvelope,
+                     .body = "<n:Pull><n:EnumerationContext>" + context +
+                             "</n:EnumerationContext><n:MaxElements>" + std::to_string(maxElements) +
+                             "</n:MaxElements></n:Pull>"});
 }
 
 }  // namespace qnsim::test

@@ -1,5 +1,6 @@
 """pywinrm, a client nobody here wrote, against the simulator: NTLM with message encryption, a WQL
-Enumerate followed by Pulls, and the refusal of the same query sent unencrypted."""
+Enumerate followed by Pulls, and the refusals of an unknown class, a clear body, a wrong password and a user
+without rights."""
 import os
 import re
 import subprocess
@@ -7,18 +8,12 @@ import sys
 import tempfile
 import xml.etree.ElementTree as ET
 
+import openssl_legacy
+
 HOST = sys.argv[1]
 WORK = tempfile.mkdtemp(prefix="qnsim-pywinrm-")
 
-# Debian's OpenSSL 3 keeps MD4 (needed by NTLM) in the legacy provider; enable it before hashlib loads.
-if "QNSIM_OPENSSL_READY" not in os.environ:
-    conf = os.path.join(WORK, "openssl.cnf")
-    with open(conf, "w") as f:
-        f.write("openssl_conf = init\n[init]\nproviders = providers\n[providers]\n"
-                "default = default_sect\nlegacy = legacy_sect\n[default_sect]\nactivate = 1\n"
-                "[legacy_sect]\nactivate = 1\n")
-    env = dict(os.environ, OPENSSL_CONF=conf, QNSIM_OPENSSL_READY="1")
-    os.execve(sys.executable, [sys.executable] + sys.argv, env)
+openssl_legacy.restart_with_md4(WORK)
 
 import winrm.exceptions  # noqa: E402
 from winrm.protocol import Protocol  # noqa: E402
@@ -31,6 +26,7 @@ NS = {
     "svc": "http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/Win32_Service",
 }
 ALL = "http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/*"
+ENUMERATE = "http://schemas.xmlsoap.org/ws/2004/09/enumeration/Enumerate"
 
 
 def envelope(action, body, message_id):
@@ -61,6 +57,14 @@ def check(condition, what):
     print("ok:", what)
 
 
+def refused(client, wql, error_type, what, accept=lambda error: True):
+    try:
+        client.send_message(envelope(ENUMERATE, enumerate_body(wql), "uuid:2"))
+        check(False, what)
+    except error_type as error:
+        check(accept(error), "%s: %s" % (what, error))
+
+
 def start_host(*extra):
     users = os.path.join(WORK, "users")
     with open(users, "w") as f:
@@ -84,8 +88,7 @@ def main():
     try:
         p = protocol(port, "always")
         reply = ET.fromstring(p.send_message(envelope(
-            "http://schemas.xmlsoap.org/ws/2004/09/enumeration/Enumerate",
-            enumerate_body("select * from Win32_Service"), "uuid:00000000-0000-0000-0000-000000000001")))
+            ENUMERATE, enumerate_body("select * from Win32_Service"), "uuid:00000000-0000-0000-0000-000000000001")))
         check(reply.findtext("s:Header/a:RelatesTo", namespaces=NS) == "uuid:00000000-0000-0000-0000-000000000001",
               "RelatesTo names the Enumerate's MessageID")
         names = [e.text for e in reply.findall(".//w:Items/svc:Win32_Service/svc:Name", NS)]
@@ -104,36 +107,15 @@ def main():
             check(pulls < 10, "pull %d" % pulls)
         check(names == ["svc0", "svc1", "svc2", "svc3", "svc4"], "every item arrives, in order: %s" % names)
 
-        try:
-            p.send_message(envelope("http://schemas.xmlsoap.org/ws/2004/09/enumeration/Enumerate",
-                                    enumerate_body("select * from Win32_Nothing"), "uuid:2"))
-            check(False, "an unknown class faults")
-        except winrm.exceptions.WinRMError as error:
-            check("CannotProcessFilter" in str(error) or "500" in str(error), "an unknown class faults: %s" % error)
-
-        try:
-            protocol(port, "never").send_message(envelope(
-                "http://schemas.xmlsoap.org/ws/2004/09/enumeration/Enumerate",
-                enumerate_body("select * from Win32_Service"), "uuid:3"))
-            check(False, "the unencrypted query is refused")
-        except winrm.exceptions.WinRMTransportError as error:
-            check(error.code == 500, "the unencrypted query is refused with HTTP %s" % error.code)
-
-        try:
-            protocol(port, "always", password="wrong").send_message(envelope(
-                "http://schemas.xmlsoap.org/ws/2004/09/enumeration/Enumerate",
-                enumerate_body("select * from Win32_Service"), "uuid:4"))
-            check(False, "a wrong password is refused")
-        except winrm.exceptions.InvalidCredentialsError:
-            check(True, "a wrong password is refused with 401")
-
-        try:
-            protocol(port, "always", user="SIMDOM\\bob").send_message(envelope(
-                "http://schemas.xmlsoap.org/ws/2004/09/enumeration/Enumerate",
-                enumerate_body("select * from Win32_Service"), "uuid:5"))
-            check(False, "a user without rights is denied")
-        except winrm.exceptions.WinRMError as error:
-            check("AccessDenied" in str(error) or "500" in str(error), "a user without rights is denied: %s" % error)
+        refused(p, "select * from Win32_Nothing", winrm.exceptions.WinRMError, "an unknown class faults",
+                lambda e: "CannotProcessFilter" in str(e) or "500" in str(e))
+        refused(protocol(port, "never"), "select * from Win32_Service", winrm.exceptions.WinRMTransportError,
+                "the unencrypted query is refused with HTTP 500", lambda e: e.code == 500)
+        refused(protocol(port, "always", password="wrong"), "select * from Win32_Service",
+                winrm.exceptions.InvalidCredentialsError, "a wrong password is refused with 401")
+        refused(protocol(port, "always", user="SIMDOM\\bob"), "select * from Win32_Service",
+                winrm.exceptions.WinRMError, "a user without rights is denied",
+                lambda e: "AccessDenied" in str(e) or "500" in str(e))
     finally:
         host.terminate()
         host.wait(timeout=10)

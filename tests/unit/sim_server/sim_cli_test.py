@@ -7,16 +7,12 @@ import subprocess
 import sys
 import tempfile
 
+import openssl_legacy
+
 SIM, PROFILES = sys.argv[1], sys.argv[2]
 WORK = tempfile.mkdtemp(prefix="qnsim-cli-")
 
-if "QNSIM_OPENSSL_READY" not in os.environ:  # NTLM's MD4 lives in OpenSSL 3's legacy provider
-    conf = os.path.join(WORK, "openssl.cnf")
-    with open(conf, "w") as f:
-        f.write("openssl_conf = init\n[init]\nproviders = providers\n[providers]\n"
-                "default = default_sect\nlegacy = legacy_sect\n[default_sect]\nactivate = 1\n"
-                "[legacy_sect]\nactivate = 1\n")
-    os.execve(sys.executable, [sys.executable] + sys.argv, dict(os.environ, OPENSSL_CONF=conf, QNSIM_OPENSSL_READY="1"))
+openssl_legacy.restart_with_md4(WORK)
 
 
 def check(condition, what):

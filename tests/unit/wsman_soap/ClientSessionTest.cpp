@@ -232,16 +232,14 @@ TEST_F(ClientSessionTest, InvokeAddressesTheInstanceAndReturnsTheOutput) {
     EXPECT_EQ(session->Invoke("StopService", kService, "<p:Broken", output), errors::kInvalidXml);
     EXPECT_EQ(session->Invoke("", kService, input, output), errors::kBlankActionUri);
     EXPECT_EQ(sent_.size(), 1u) << "client-side errors send nothing";
-}
 
-TEST_F(ClientSessionTest, ReplyToAnotherRequestIsRefused) {
+    // A reply to another request is refused.
     other_ = [](const std::string&, Exchange& out) {
         out.httpStatus = 200;
         out.body = testing::ReplyTo("", "r", "<p:X_OUTPUT xmlns:p=\"urn:x\"/>");
         return 0;
     };
-    auto session = MakeSession();
-    std::string output;
+    output.clear();
     EXPECT_EQ(session->Invoke("X", "urn:x", "<p:X_INPUT xmlns:p=\"urn:x\"/>", output),
               errors::kInvalidHeader);
     EXPECT_TRUE(output.empty());
