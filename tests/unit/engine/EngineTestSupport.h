@@ -14,28 +14,38 @@
 
 namespace qn::test {
 
+using qn::platform::ToHResult;
 using qntest::FakeWsmanScript;
+using qntest::HasLine;
 using qntest::ResetScript;
 using qntest::Script;
 
-inline bool ContainsLine(const std::vector<std::string>& lines, const std::string& line) {
-    return qntest::HasLine(lines, line);
-}
-// True when any line contains `text` anywhere.
-bool ContainsText(const std::vector<std::string>& lines, const std::string& text);
-
 class EngineTest : public ::testing::Test {
   protected:
-    void SetUp() override;
+    void SetUp() override {
+        ResetScript();
+        qntest::InstallFakeWsman();
+    }
     void TearDown() override { qntest::UninstallFakeWsman(); }
 
     // A module initialised with the fake client and tracing to TraceFile().
-    std::unique_ptr<CQnWSMan> MakeInitializedModule();
+    std::unique_ptr<CQnWSMan> MakeInitializedModule() {
+        auto module = std::make_unique<CQnWSMan>("engine-test");
+        EXPECT_EQ(module->Initialize(TraceFile().c_str()), 0u);
+        return module;
+    }
     // A module with an open session to `wmiNamespace` (no validation unless the namespace asks for it).
-    std::unique_ptr<CQnWSMan> MakeConnectedModule(const char* wmiNamespace = "root/default");
+    std::unique_ptr<CQnWSMan> MakeConnectedModule(const char* wmiNamespace = "root/default") {
+        auto module = MakeInitializedModule();
+        module->SetNamespace(wmiNamespace);
+        EXPECT_EQ(module->OpenSession("pc1", 5985, error), 0u) << error.GetText();
+        return module;
+    }
 
     std::vector<std::string> Trace() const { return qntest::ReadTraceMessages(TraceFile()); }
     std::string TraceFile() const { return scratch_.File("trace.log"); }
+
+    CQncString error;
 
   private:
     qntest::ScratchStore scratch_;
