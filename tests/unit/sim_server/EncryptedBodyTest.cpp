@@ -48,18 +48,13 @@ TEST(EncryptedBodyTest, RefusesBrokenFrames) {
     };
     std::string hugeSignatureLength = good;
     hugeSignatureLength[good.find("octet-stream\r\n") + 14] = '\xff';
-    std::string noLength = good;
-    noLength.replace(good.find("Length="), 7, "Lenth=");
     const Case cases[] = {
-        {"plain soap content type", "application/soap+xml;charset=UTF-8", good},
         {"unknown protocol", "multipart/encrypted;protocol=\"application/HTTP-CredSSP-session-encrypted\"",
          good},
         {"length larger than the payload", kContentType,
          Frame(std::string(16, 's'), std::string(40, 'd'), 41)},
         {"signature length beyond the body", kContentType, hugeSignatureLength},
         {"missing closing boundary", kContentType, good.substr(0, good.size() - 6)},
-        {"no Length", kContentType, noLength},
-        {"truncated", kContentType, good.substr(0, 70)},
         {"empty", kContentType, ""},
     };
     for (const Case& c : cases) EXPECT_FALSE(ParseEncryptedBody(c.contentType, c.body)) << c.name;

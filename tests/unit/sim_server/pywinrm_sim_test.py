@@ -1,0 +1,112 @@
+"""The qnsnwsm-sim program as a user runs it, against pywinrm, a client nobody here wrote: refused
+arguments, start on a free port, NTLM with message encryption, a WQL Enumerate followed by Pulls, the refusals
+of an unknown class, a clear body, a wrong password and a user without rights, a request log without the
+password, a clean stop on SIGTERM."""
+import os
+import re
+import signal
+import subprocess
+import sys
+import tempfile
+import xml.etree.ElementTree as ET
+
+SIM = sys.argv[1]
+WORK = tempfile.mkdtemp(prefix="qnsim-pywinrm-")
+
+# Debian's OpenSSL 3 keeps MD4, which NTLM needs, in the legacy provider: start again with it enabled.
+if "QNSIM_OPENSSL_READY" not in os.environ:
+    conf = os.path.join(WORK, "openssl.cnf")
+    with open(conf, "w") as f:
+        f.write("openssl_conf = init\n[init]\nproviders = providers\n[providers]\ndefault = default_sect\n"
+                "legacy = legacy_sect\n[default_sect]\nactivate = 1\n[legacy_sect]\nactivate = 1\n")
+    os.execve(sys.executable, [sys.executable] + sys.argv, dict(os.environ, OPENSSL_CONF=conf, QNSIM_OPENSSL_READY="1"))
+
+import winrm.exceptions  # noqa: E402
+from winrm.protocol import Protocol  # noqa: E402
+
+NS = {"a": "http://schemas.xmlsoap.org/ws/2004/08/addressing", "n": "http://schemas.xmlsoap.org/ws/2004/09/enumeration",
+      "w": "http://schemas.dmtf.org/wbem/wsman/1/wsman.xsd",
+      "d": "http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/Win32_LogicalDisk"}
+
+
+def check(condition, what):
+    print(("ok: " if condition else "FAIL: ") + what)
+    if not condition:
+        sys.exit(1)
+
+
+def envelope(action, message_id, body):
+    return ('<s:Envelope xmlns:s="http://www.w3.org/2003/05/soap-envelope" xmlns:a="%s" xmlns:n="%s" xmlns:w="%s">'
+            '<s:Header><w:ResourceURI mustUnderstand="true">http://schemas.microsoft.com/wbem/wsman/1/wmi/root/'
+            'cimv2/*</w:ResourceURI><a:Action mustUnderstand="true">http://schemas.xmlsoap.org/ws/2004/09/'
+            'enumeration/%s</a:Action><w:MaxEnvelopeSize mustUnderstand="true">153600</w:MaxEnvelopeSize>'
+            '<a:MessageID>%s</a:MessageID></s:Header><s:Body>%s</s:Body></s:Envelope>'
+            % (NS["a"], NS["n"], NS["w"], action, message_id, body))
+
+
+def enumerate(wql):
+    return envelope("Enumerate", "uuid:00000000-0000-0000-0000-000000000001",
+                    '<n:Enumerate><w:OptimizeEnumeration/><w:MaxElements>2</w:MaxElements><w:Filter Dialect='
+                    '"http://schemas.microsoft.com/wbem/wsman/1/WQL">%s</w:Filter></n:Enumerate>' % wql)
+
+
+def refused(client, wql, error_type, what, accept=lambda error: True):
+    try:
+        client.send_message(enumerate(wql))
+        check(False, what)
+    except error_type as error:
+        check(accept(error), "%s: %s" % (what, error))
+
+
+check(subprocess.run([SIM, "--help"], capture_output=True, text=True).stdout.count("--faults FILE") == 1,
+      "--help describes the options")
+bad = subprocess.run([SIM, "--port", "70000"], capture_output=True, text=True)
+check(bad.returncode == 2 and "--port" in bad.stderr, "an out-of-range port is refused")
+check(subprocess.run([SIM, "--frobnicate"], capture_output=True).returncode == 2, "an unknown option is refused")
+
+users, log = os.path.join(WORK, "users"), os.path.join(WORK, "log")
+with open(users, "w") as f:
+    f.write("LAB:alice:Passw0rd!\nLAB:bob:Passw0rd!:norights\n")
+sim = subprocess.Popen([SIM, "--port", "0", "--users", users, "--log", log], stdout=subprocess.PIPE, text=True)
+try:
+    line = sim.stdout.readline()
+    match = re.match(r"listening on 127\.0\.0\.1:(\d+)", line)
+    check(match is not None, "prints the port it listens on: " + line.strip())
+
+    def protocol(encryption="always", user="LAB\\alice", password="Passw0rd!"):
+        return Protocol(endpoint="http://127.0.0.1:%s/wsman" % match.group(1), transport="ntlm", username=user,
+                        password=password, message_encryption=encryption)
+
+    p = protocol()
+    reply = ET.fromstring(p.send_message(enumerate("select * from Win32_LogicalDisk")))
+    check(reply.findtext(".//a:RelatesTo", namespaces=NS) == "uuid:00000000-0000-0000-0000-000000000001",
+          "RelatesTo names the Enumerate's MessageID")
+    names = [e.text for e in reply.findall(".//w:Items/d:Win32_LogicalDisk/d:Name", NS)]
+    check(len(names) == 1, "the EnumerateResponse carries one item")
+    for pull in range(1, 10):
+        if reply.find(".//n:EndOfSequence", NS) is not None:
+            break
+        reply = ET.fromstring(p.send_message(envelope(
+            "Pull", "uuid:00000000-0000-0000-0000-00000000010%d" % pull,
+            "<n:Pull><n:EnumerationContext>%s</n:EnumerationContext><n:MaxElements>2</n:MaxElements></n:Pull>"
+            % reply.findtext(".//n:EnumerationContext", namespaces=NS))))
+        names += [e.text for e in reply.findall(".//n:Items/d:Win32_LogicalDisk/d:Name", NS)]
+    check(names == ["C:", "D:", "E:"], "the Pulls deliver the rest, in order: %s" % names)
+
+    refused(p, "select * from Win32_Nothing", winrm.exceptions.WinRMError, "an unknown class faults",
+            lambda e: "CannotProcessFilter" in str(e))
+    refused(protocol("never"), "select * from Win32_Service", winrm.exceptions.WinRMTransportError,
+            "the unencrypted query is refused with HTTP 500", lambda e: e.code == 500)
+    refused(protocol(password="Wr0ngSecret"), "select * from Win32_Service", winrm.exceptions.InvalidCredentialsError,
+            "a wrong password is refused with 401")
+    refused(protocol(user="LAB\\bob"), "select * from Win32_Service", winrm.exceptions.WinRMError,
+            "a user without rights is denied", lambda e: "AccessDenied" in str(e))
+finally:
+    sim.send_signal(signal.SIGTERM)
+    code = sim.wait(timeout=10)
+check(code == 0, "stops cleanly on SIGTERM")
+with open(log) as f:
+    lines = f.read()
+check("auth=Negotiate/NTLM" in lines and 'filter="select * from Win32_LogicalDisk" status=200' in lines,
+      "logs the requests")
+check("Passw0rd" not in lines and "Wr0ngSecret" not in lines, "never logs a password")
