@@ -25,10 +25,6 @@ inline std::string SourceDataFolder() {
     return QN_DATA_SOURCE_DIR;
 }
 
-inline std::string ReadFixture(const std::string& fileName) {
-    return qntest::ReadFixture(fileName);
-}
-
 // The elements that `xpath` selects in `documentText` (prefixes s, a, n, w, p-free), each serialised as a
 // stand-alone item with the namespace declarations it needs, as the WinRM client hands items over.
 std::vector<std::string> ExtractItems(const std::string& documentText, const std::string& xpath);

@@ -43,44 +43,24 @@ class PlatformXmlDocumentTest : public ::testing::Test {
     ScratchFolder scratch_;
 };
 
-TEST_F(PlatformXmlDocumentTest, LoadsTextAndNamesTheDocumentElement) {
+TEST_F(PlatformXmlDocumentTest, LoadsUtf8TextAndNamesTheDocumentElement) {
     auto doc = CreateXmlDocument();
-    ASSERT_NE(doc, nullptr);
-    EXPECT_FALSE(doc->DocumentElementName().has_value());
     ASSERT_TRUE(doc->LoadText(R"(<p:Win32_Service xmlns:p="urn:c"><p:Name>x</p:Name></p:Win32_Service>)"));
     EXPECT_EQ(doc->DocumentElementName(), "p:Win32_Service");
-
     // A failed load leaves the document empty, and a transformation of it fails.
-    for (const char* bad : {"", "not xml", "<a><b></a>", "<a/><b/>", "<a>&undefined;</a>",
-                            "<p:a>undeclared prefix</p:a>", "<?xml version='1.0'?>"}) {
+    for (const char* bad : {"", "<a><b></a>", "<a/><b/>", "<p:a>undeclared prefix</p:a>"}) {
         EXPECT_FALSE(doc->LoadText(bad)) << bad;
         EXPECT_FALSE(doc->DocumentElementName().has_value()) << bad;
     }
-    auto sheet = LoadedStylesheet(kCopyTextStylesheet);
     std::string output = "kept";
-    EXPECT_FALSE(doc->TransformNode(*sheet, output));
+    EXPECT_FALSE(doc->TransformNode(*LoadedStylesheet(kCopyTextStylesheet), output));
     EXPECT_EQ(output, "kept");
-}
 
-TEST_F(PlatformXmlDocumentTest, TextIsUtf8WhateverTheDeclarationsSay) {
-    const std::string item =
-        "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a>Gr\xC3\xBC\xC3\x9F"
-        "e</a>";
-    EXPECT_EQ(Transformed(item, kCopyTextStylesheet),
-              "[Gr\xC3\xBC\xC3\x9F"
-              "e]");
-    // The result is UTF-8 too, whatever the stylesheet declares.
-    const std::string latin1Sheet =
-        R"(<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
-  <xsl:output method="text" encoding="ISO-8859-1"/>
-  <xsl:template match="/"><xsl:value-of select="/*"/></xsl:template>
-</xsl:stylesheet>)";
-    EXPECT_EQ(Transformed("<a>\xC3\xA9t\xC3\xA9</a>", latin1Sheet), "\xC3\xA9t\xC3\xA9");
-    // Bytes that are not UTF-8 make the item unreadable rather than silently re-encoded.
-    auto doc = CreateXmlDocument();
-    EXPECT_FALSE(
-        doc->LoadText("<a>Gr\xFC\xDF"
-                      "e</a>"));
+    // Text is UTF-8 whatever the declaration says; bytes that are not UTF-8 make the item unreadable.
+    EXPECT_EQ(Transformed("<?xml version='1.0' encoding='ISO-8859-1'?><a>Gr\xC3\xBC\xC3\x9F</a>",
+                          kCopyTextStylesheet),
+              "[Gr\xC3\xBC\xC3\x9F]");
+    EXPECT_FALSE(doc->LoadText("<a>Gr\xFC\xDF</a>"));
 }
 
 TEST_F(PlatformXmlDocumentTest, DocumentsWithADtdAreRefusedUnexpanded) {
@@ -112,16 +92,10 @@ TEST_F(PlatformXmlDocumentTest, NothingIsPrintedForBrokenInput) {
     EXPECT_EQ(Transformed("<a><b></a>", kCopyTextStylesheet), "<not loaded>");
     EXPECT_EQ(Transformed("<a/>",
                           "<xsl:stylesheet version='1.0' xmlns:xsl='http://www.w3.org/1999/XSL/Transform'>"
-                          "<xsl:template match='/'><xsl:value-of select='(('/></xsl:template>"
-                          "</xsl:stylesheet>"),
-              "<failed>");
-    EXPECT_EQ(Transformed("<a/>",
-                          "<xsl:stylesheet version='1.0' xmlns:xsl='http://www.w3.org/1999/XSL/Transform'>"
                           "<xsl:template match='/'><xsl:message terminate='yes'>stop</xsl:message>"
                           "</xsl:template></xsl:stylesheet>"),
               "<failed>");
     auto sheet = CreateXmlDocument();
-    EXPECT_FALSE(sheet->LoadFile(scratch_.Path().c_str()));
     EXPECT_FALSE(sheet->LoadFile(scratch_.File("absent.xsl").c_str()));
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
 }
