@@ -1,5 +1,4 @@
-// Loading qnsnwsm.dll the way a host does (LoadLibrary, GetProcAddress by plain name) and small helpers for
-// files and the registry of the Wine prefix.
+// Loading qnsnwsm.dll the way a host does: LoadLibrary, GetProcAddress by plain name.
 #pragma once
 
 #include <windows.h>
@@ -15,13 +14,17 @@ namespace qn::wintest {
 // The loaded module; freed with the object.
 class ModuleDll {
   public:
-    ModuleDll();
-    ~ModuleDll();
+    ModuleDll() : module_(LoadLibraryA(WinePath(QN_DLL_PATH).c_str())) {}
+    ~ModuleDll() {
+        if (module_ != nullptr) FreeLibrary(module_);
+    }
     ModuleDll(const ModuleDll&) = delete;
     ModuleDll& operator=(const ModuleDll&) = delete;
 
     bool IsLoaded() const { return module_ != nullptr; }
-    FARPROC Find(const char* name) const;
+    FARPROC Find(const char* name) const {
+        return module_ != nullptr ? GetProcAddress(module_, name) : nullptr;
+    }
 
     // The export `name` as a pointer of the header's type; throws when it is missing.
     template <typename Function>
@@ -36,8 +39,5 @@ class ModuleDll {
 };
 
 #define QN_EXPORT(dll, name) (dll).Get<decltype(name)>(#name)
-
-// HKLM\Software\Quillon\Sentrel\ProgFilesFolder := folder (64-bit view).
-bool SetProgFilesFolder(const std::string& folder);
 
 }  // namespace qn::wintest

@@ -2,7 +2,6 @@
 // it: the program folder's normalisation and write-back.
 #include <windows.h>
 
-#include <cstring>
 #include <string>
 
 #include "TestRunner.h"
@@ -11,89 +10,54 @@
 
 using namespace qn::platform;
 
-namespace {
-
-constexpr const char* kTestKey = "Software\\QnWindowsTests\\Store";
-
-std::string ReadProgFilesFolderRaw() {
-    CQncString value;
-    QueryRegistryString(kHkeyLocalMachine, kQncProductKey, "ProgFilesFolder", value);
-    return value.GetText();
-}
-
-void StoreProgFilesFolder(const char* value) {
-    SetRegistryString(kHkeyLocalMachine, kQncProductKey, "ProgFilesFolder", value);
-}
-
-}  // namespace
-
-QN_TEST(StoreKeysOpenCreateAndReportWin32Codes) {
+QN_TEST(StoreKeysReportWin32CodesAndTheSizeNeeded) {
+    constexpr const char* kTestKey = "Software\\QnWindowsTests\\Store";
     ConfigKey key;
     QN_CHECK_EQ(OpenConfigKey(ConfigRoot::LocalMachine, "Software\\QnWindowsTests\\Missing", kKeyRead, key),
                 kConfigNotFound);
-    QN_CHECK(!key.IsOpen());
     QN_CHECK_EQ(CreateConfigKey(ConfigRoot::LocalMachine, kTestKey, kKeyAllAccess | kKeyWow64_64Key, key),
                 kConfigOk);
-    QN_CHECK(key.IsOpen());
     QN_CHECK_EQ(SetConfigString(key, "Text", "hello\0ignored", 14), kConfigOk);
-    key.Close();
-    QN_CHECK(!key.IsOpen());
 
     QN_CHECK_EQ(OpenConfigKey(ConfigRoot::LocalMachine, kTestKey, kKeyRead | kKeyWow64_64Key, key),
                 kConfigOk);
+    QN_CHECK_EQ(SetConfigString(key, "Text", "x", 2), kConfigAccessDenied);
     char buffer[16];
     std::uint32_t size = sizeof buffer;
     QN_CHECK_EQ(QueryConfigString(key, "Text", buffer, size), kConfigOk);
     QN_CHECK_EQ(buffer, "hello");  // the stored text ends at the first NUL
     QN_CHECK_EQ(size, 6u);
-
     // Too small: the size needed comes back and the buffer stays as it was.
     char small[4] = "abc";
     size = sizeof small;
     QN_CHECK_EQ(QueryConfigString(key, "Text", small, size), kConfigMoreData);
     QN_CHECK_EQ(size, 6u);
     QN_CHECK_EQ(small, "abc");
-
     size = sizeof buffer;
     QN_CHECK_EQ(QueryConfigString(key, "Absent", buffer, size), kConfigNotFound);
 }
 
-QN_TEST(StoreRefusesWritesThroughAReadOnlyKey) {
-    ConfigKey key;
-    QN_CHECK_EQ(CreateConfigKey(ConfigRoot::LocalMachine, kTestKey, kKeyAllAccess, key), kConfigOk);
-    QN_CHECK_EQ(OpenConfigKey(ConfigRoot::LocalMachine, kTestKey, kKeyRead, key), kConfigOk);
-    QN_CHECK_EQ(SetConfigString(key, "Text", "x", 2), kConfigAccessDenied);
-}
-
 QN_TEST(ProgFilesFolderIsNormalisedAndWrittenBack) {
+    const auto stored = [] {
+        CQncString value;
+        const bool found =
+            QueryRegistryString(kHkeyLocalMachine, kQncProductKey, "ProgFilesFolder", value) == kConfigOk;
+        return found ? std::string(value.GetText()) : "<missing>";
+    };
     QN_CHECK_EQ(EnsureRegistryKey(kHkeyLocalMachine, kQncProductKey), 1);
-
-    StoreProgFilesFolder("  C:\\Program Files\\Quillon\t\r\n");
+    SetRegistryString(kHkeyLocalMachine, kQncProductKey, "ProgFilesFolder",
+                      "  C:\\Program Files\\Quillon\t\r\n");
     CQncString folder;
     GetProgFilesFolder(folder);
     QN_CHECK_EQ(folder.GetText(), "C:\\Program Files\\Quillon\\");
-    QN_CHECK_EQ(ReadProgFilesFolderRaw(), "C:\\Program Files\\Quillon\\");
+    QN_CHECK_EQ(stored(), "C:\\Program Files\\Quillon\\");
 
-    StoreProgFilesFolder("   ");
-    GetProgFilesFolder(folder);
-    QN_CHECK_EQ(folder.GetText(), "");
-    QN_CHECK_EQ(ReadProgFilesFolderRaw(), "");
-}
-
-QN_TEST(ProgFilesFolderMissingIsCreatedEmpty) {
+    // Missing: read empty and created empty.
     HKEY product = nullptr;
     RegOpenKeyExA(HKEY_LOCAL_MACHINE, kQncProductKey, 0, KEY_ALL_ACCESS | KEY_WOW64_64KEY, &product);
     RegDeleteValueA(product, "ProgFilesFolder");
     RegCloseKey(product);
-
-    CQncString folder;
     GetProgFilesFolder(folder);
     QN_CHECK_EQ(folder.GetText(), "");
-    ConfigKey key;
-    QN_CHECK_EQ(OpenConfigKey(ConfigRoot::LocalMachine, kQncProductKey, kKeyRead | kKeyWow64_64Key, key),
-                kConfigOk);
-    char buffer[8] = "x";
-    std::uint32_t size = sizeof buffer;
-    QN_CHECK_EQ(QueryConfigString(key, "ProgFilesFolder", buffer, size), kConfigOk);
-    QN_CHECK_EQ(buffer, "");
+    QN_CHECK_EQ(stored(), "");
 }

@@ -1,19 +1,132 @@
-// IWSMan, IWSManConnectionOptions, IWSManSession and IWSManEnumerator over the scripted replies of Script.h.
+// IWSMan, IWSManConnectionOptions, IWSManSession and IWSManEnumerator over scripted replies. Everything lives
+// in the folder that the environment variable QN_FAKE_WSMAN_DIR names, written by the test before each
+// scenario and read afresh on every call:
+//
+//   <Class>.items          one item (an instance element, UTF-8) per line, for "select * from <Class>"; a
+//                          missing file is an empty result
+//   <Class>.fault          an HRESULT in hexadecimal that the enumeration of <Class> fails with
+//   <Action>.invoke        the response of Invoke(<Action>); <Action>.invoke-fault its failure code
+//   calls.log              appended by the fake: one line per CreateSession, Enumerate and Invoke
 #include "FakeObjects.h"
 
-#include <string>
-#include <vector>
+#include <wsmandisp.h>
 
-#include "DispatchObject.h"
-#include "Script.h"
+#include <cstdlib>
+#include <fstream>
+#include <new>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace fake_wsman {
 
+std::atomic<long> g_serverReferences{0};
+
 namespace {
+
+std::string ScriptPath(const std::string& name) {
+    char folder[MAX_PATH] = {};
+    const DWORD length = GetEnvironmentVariableA("QN_FAKE_WSMAN_DIR", folder, MAX_PATH);
+    return (length > 0 && length < MAX_PATH ? std::string(folder, length) : std::string()) + "\\" + name;
+}
+
+std::optional<std::string> ReadScriptFile(const std::string& name) {
+    std::ifstream file(ScriptPath(name), std::ios::binary);
+    if (!file) return std::nullopt;
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+std::optional<HRESULT> ScriptedFault(const std::string& name) {
+    const auto text = ReadScriptFile(name);
+    if (!text) return std::nullopt;
+    return static_cast<HRESULT>(std::strtoul(text->c_str(), nullptr, 16));
+}
+
+void LogCall(const std::string& line) {
+    std::ofstream(ScriptPath("calls.log"), std::ios::binary | std::ios::app) << line << "\n";
+}
+
+std::string Narrow(const wchar_t* text) {
+    if (text == nullptr) return "(null)";
+    const int needed = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+    std::string result(needed > 0 ? needed : 1, '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text, -1, result.data(), needed, nullptr, nullptr);
+    result.resize(result.size() - 1);
+    return result;
+}
+
+BSTR Widen(const std::string& text) {
+    const int size = static_cast<int>(text.size());
+    const int needed = MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0);
+    BSTR result = SysAllocStringLen(nullptr, needed);
+    if (result != nullptr) MultiByteToWideChar(CP_UTF8, 0, text.data(), size, result, needed);
+    return result;
+}
+
+// IUnknown and IDispatch; the module drives the objects through their vtables, so late binding is not
+// offered.
+template <typename Interface>
+class DispatchObject : public Interface {
+  public:
+    DispatchObject() { ++g_serverReferences; }
+    virtual ~DispatchObject() { --g_serverReferences; }
+    DispatchObject(const DispatchObject&) = delete;
+    DispatchObject& operator=(const DispatchObject&) = delete;
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+        if (object == nullptr) return E_POINTER;
+        *object = nullptr;
+        if (!IsEqualIID(iid, IID_IUnknown) && !IsEqualIID(iid, IID_IDispatch) &&
+            !IsEqualIID(iid, __uuidof(Interface)))
+            return E_NOINTERFACE;
+        *object = static_cast<Interface*>(this);
+        this->AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        const ULONG left = --references_;
+        if (left == 0) delete this;  // COM objects own themselves
+        return left;
+    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
+        if (count != nullptr) *count = 0;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
+                                     UINT*) override {
+        return E_NOTIMPL;
+    }
+
+  private:
+    std::atomic<ULONG> references_{1};
+};
+
+// Hands a fresh object (one reference) out through an IDispatch** out-parameter.
+template <typename Object, typename... Arguments>
+HRESULT HandOut(IDispatch** out, Arguments&&... arguments) {
+    if (out == nullptr) return E_POINTER;
+    *out = new (std::nothrow) Object(std::forward<Arguments>(arguments)...);
+    return *out != nullptr ? S_OK : E_OUTOFMEMORY;
+}
 
 class FakeEnumerator final : public DispatchObject<IWSManEnumerator> {
   public:
-    explicit FakeEnumerator(std::vector<std::string> items) : items_(std::move(items)) {}
+    explicit FakeEnumerator(const std::string& script) {
+        std::istringstream lines(script);
+        for (std::string line; std::getline(lines, line);) {
+            if (!line.empty() && line.back() == '\r') line.pop_back();
+            if (!line.empty()) items_.push_back(line);
+        }
+    }
 
     HRESULT STDMETHODCALLTYPE ReadItem(BSTR* resource) override {
         if (resource == nullptr) return E_POINTER;
@@ -56,36 +169,24 @@ class FakeConnectionOptions final : public DispatchObject<IWSManConnectionOption
     std::string password_ = "(unset)";
 };
 
-std::string VariantText(const VARIANT& value) {
-    return value.vt == VT_BSTR ? Narrow(value.bstrVal) : "(not a string)";
-}
-
-// "select * from Win32_Service" -> "Win32_Service"; other queries by their whole text.
-std::string ScriptName(const std::string& filter) {
-    const std::string prefix = "select * from ";
-    return filter.rfind(prefix, 0) == 0 ? filter.substr(prefix.size()) : filter;
-}
-
 class FakeSession final : public DispatchObject<IWSManSession> {
   public:
     using DispatchObject<IWSManSession>::Invoke;
 
     HRESULT STDMETHODCALLTYPE Enumerate(VARIANT resourceUri, BSTR filter, BSTR dialect, LONG flags,
                                         IDispatch** resultSet) override {
-        const std::string query = Narrow(filter);
-        LogCall("Enumerate " + VariantText(resourceUri) + " | " + query + " | " + Narrow(dialect) +
+        std::string name = Narrow(filter);
+        LogCall("Enumerate " + Text(resourceUri) + " | " + name + " | " + Narrow(dialect) +
                 " | flags=" + std::to_string(flags));
-        const std::string name = ScriptName(query);
+        if (name.rfind("select * from ", 0) == 0) name.erase(0, 14);
         if (const auto fault = ScriptedFault(name + ".fault")) return *fault;
-        // A success that hands back something other than an enumerator.
-        if (ReadScriptFile(name + ".not-enumerator")) return HandOut<FakeConnectionOptions>(resultSet);
-        return HandOut<FakeEnumerator>(resultSet, ScriptedItems(name + ".items"));
+        return HandOut<FakeEnumerator>(resultSet, ReadScriptFile(name + ".items").value_or(""));
     }
 
     HRESULT STDMETHODCALLTYPE Invoke(BSTR actionUri, VARIANT resourceUri, BSTR parameters, LONG flags,
                                      BSTR* result) override {
         const std::string action = Narrow(actionUri);
-        LogCall("Invoke " + action + " | " + VariantText(resourceUri) + " | " + Narrow(parameters) +
+        LogCall("Invoke " + action + " | " + Text(resourceUri) + " | " + Narrow(parameters) +
                 " | flags=" + std::to_string(flags));
         if (result == nullptr) return E_POINTER;
         *result = nullptr;
@@ -104,6 +205,11 @@ class FakeSession final : public DispatchObject<IWSManSession> {
     HRESULT STDMETHODCALLTYPE put_BatchItems(LONG) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE get_Timeout(LONG*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE put_Timeout(LONG) override { return E_NOTIMPL; }
+
+  private:
+    static std::string Text(const VARIANT& value) {
+        return value.vt == VT_BSTR ? Narrow(value.bstrVal) : "(not a string)";
+    }
 };
 
 class FakeWsman final : public DispatchObject<IWSMan> {
@@ -115,8 +221,6 @@ class FakeWsman final : public DispatchObject<IWSMan> {
         LogCall("CreateSession " + Narrow(connection) + " flags=" + std::to_string(flags) + " " +
                 (options != nullptr ? options->Describe() : std::string("options=none")));
         if (session == nullptr) return E_POINTER;
-        *session = nullptr;
-        if (const auto fault = ScriptedFault("session.fault")) return *fault;
         return HandOut<FakeSession>(session);
     }
     HRESULT STDMETHODCALLTYPE CreateConnectionOptions(IDispatch** connectionOptions) override {
