@@ -19,7 +19,7 @@
 
 namespace qn::checks_test {
 
-using qn::platform::HResult;
+using qn::platform::ToHResult;
 using Numbers = std::vector<std::uint32_t>;
 
 inline std::string Instance(const std::string& className, const qntest::Properties& properties,
@@ -27,41 +27,55 @@ inline std::string Instance(const std::string& className, const qntest::Properti
     return qntest::RenderInstance(className, properties, wmiNamespace);
 }
 
-// Ticks move only when the module sleeps (plus an optional step per reading).
+// Entries of a list a check filled.
+inline std::vector<std::string> Entries(const CQncListString& list) {
+    std::vector<std::string> entries;
+    for (const CQncListNode* node = list.GetHead(); node != nullptr; node = node->next)
+        entries.emplace_back(static_cast<const CQnsString*>(node->item)->text.GetText());
+    return entries;
+}
+
+// Ticks move only when the module sleeps.
 class FakeClock final : public qn::platform::Clock {
   public:
     qn::platform::TimeOfDay LocalTimeOfDay() override { return {}; }
-    std::uint32_t TickCount() override {
-        const std::uint32_t now = ticks;
-        ticks += stepPerRead;
-        return now;
-    }
+    std::uint32_t TickCount() override { return ticks; }
     void Sleep(std::uint32_t milliseconds) override {
         sleeps.push_back(milliseconds);
         ticks += milliseconds;
     }
-
     std::uint32_t ticks = 1000;
-    std::uint32_t stepPerRead = 0;
     std::vector<std::uint32_t> sleeps;
 };
-
-// Entries of a list a check filled.
-std::vector<std::string> Entries(const CQncListString& list);
 
 // Each test starts with a module connected to root/cimv2.
 class CheckTest : public ::testing::Test {
   protected:
-    void SetUp() override;
-    void TearDown() override;
+    void SetUp() override {
+        scratch_.WriteStore("[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=" +
+                            std::string(QN_DATA_SOURCE_DIR) + "/\n");
+        qntest::ResetScript();
+        qntest::InstallFakeWsman();
+        qn::platform::SetClock(&clock_);
+        Connect();
+    }
+    void TearDown() override {
+        module_.reset();
+        qn::platform::SetClock(nullptr);
+        qntest::UninstallFakeWsman();
+    }
 
     // A module connected to the fake client in `wmiNamespace`; the queries of the connect are forgotten.
-    CQnWSMan& Connect(const char* wmiNamespace = "root/cimv2");
+    void Connect(const char* wmiNamespace = "root/cimv2") {
+        module_ = std::make_unique<CQnWSMan>("checks-test");
+        EXPECT_EQ(module_->Initialize(scratch_.File("trace.log").c_str()), 0u);
+        module_->SetNamespace(wmiNamespace);
+        EXPECT_EQ(module_->OpenSession("pc1", 5985, error), 0u) << error.GetText();
+        Fake().enumerations.clear();
+    }
     CQnWSMan& Module() { return *module_; }
     qntest::FakeWsmanScript& Fake() { return qntest::Script(); }
     FakeClock& Clock() { return clock_; }
-    // Points the configuration store's program folder elsewhere (the stylesheets are looked up there).
-    void SetProgramFolder(const std::string& folder);
     // The trace messages without their time stamps.
     std::vector<std::string> TraceLines() const {
         return qntest::ReadTraceMessages(scratch_.File("trace.log"));

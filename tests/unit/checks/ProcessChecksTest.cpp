@@ -1,5 +1,10 @@
-// Processes: name list, presence, and CPU, memory and handle measurement.
+// Processes: name list, presence, and CPU, memory and handle measurement over samples taken on a clock that
+// moves only when the module sleeps; the record list's choice of the process to report.
+#include <algorithm>
+
 #include "CheckTestSupport.h"
+#include "checks/CProcCpu.h"
+#include "checks/CWmiProcessList.h"
 
 namespace qn::checks_test {
 namespace {
@@ -7,7 +12,7 @@ namespace {
 constexpr const char* kRawClass = "Win32_PerfRawData_PerfProc_Process";
 
 std::string Process(const std::optional<std::string>& name) {
-    return Instance("Win32_Process", {{"Caption", name}, {"Name", name}, {"ProcessId", "4"}});
+    return Instance("Win32_Process", {{"Name", name}, {"ProcessId", "4"}});
 }
 
 struct Raw {
@@ -29,40 +34,23 @@ std::string RawProcess(const Raw& raw) {
                                 {"HandleCount", raw.handles}});
 }
 
-using ProcessListTest = CheckTest;
+using ProcessTest = CheckTest;
 
-TEST_F(ProcessListTest, NamesAreSortedOnceEach) {
-    Fake().Answer("Win32_Process", {Process("svchost.exe"), Process("System Idle Process"),
-                                    Process("SVCHOST.EXE"), Process(std::nullopt), Process("explorer.exe")});
+TEST_F(ProcessTest, ListIsDedupedAndStateFailsOnANamelessProcess) {
+    Fake().Answer("Win32_Process", {Process("svchost.exe"), Process("SVCHOST.EXE"), Process("explorer.exe")});
     CQncString list;
     EXPECT_EQ(Module().WinRMGetProcessList(list, error), 0);
-    EXPECT_STREQ(list.GetText(), "explorer.exe||svchost.exe||System Idle Process");
-
-    Fake().Fail("Win32_Process", static_cast<HResult>(0x80070005));
-    EXPECT_EQ(Module().WinRMGetProcessList(list, error), -1);
-    EXPECT_STREQ(list.GetText(), "");
-}
-
-using ProcessStateTest = CheckTest;
-
-TEST_F(ProcessStateTest, RunningWithoutRegardToCase) {
-    Fake().Answer("Win32_Process", {Process("System"), Process("Notepad.exe")});
-    std::uint32_t running = 0;
-    EXPECT_EQ(Module().WinRMGetProcessState("notepad.exe", running, error), 0);
-    EXPECT_EQ(running, 1u);
-    EXPECT_STREQ(error.GetText(), "");
-    EXPECT_TRUE(Traced("Process [notepad.exe] is running: yes"));
+    EXPECT_STREQ(list.GetText(), "explorer.exe||svchost.exe");
 
     // ".exe" belongs to the WMI name: without it nothing matches, and that still completes.
-    EXPECT_EQ(Module().WinRMGetProcessState("notepad", running, error), 0);
+    std::uint32_t running = 1;
+    EXPECT_EQ(Module().WinRMGetProcessState("explorer", running, error), 0);
     EXPECT_EQ(running, 0u);
     EXPECT_STREQ(error.GetText(), "Process not found");
-    EXPECT_TRUE(Traced("Process [notepad] is running: no"));
-}
+    EXPECT_TRUE(Traced("Process [explorer] is running: no"));
 
-TEST_F(ProcessStateTest, NamelessProcessFails) {
     Fake().Answer("Win32_Process", {Process("System"), Process(std::nullopt), Process("notepad.exe")});
-    std::uint32_t running = 1;
+    running = 1;
     EXPECT_EQ(Module().WinRMGetProcessState("notepad.exe", running, error), -1);
     EXPECT_EQ(running, 0u);
     EXPECT_TRUE(Traced("WinRMGetProcessState failed."));
@@ -72,9 +60,7 @@ class ProcessUsageTest : public CheckTest {
   protected:
     void SetUp() override {
         CheckTest::SetUp();
-        Fake().Answer(
-            "Win32_Processor",
-            {Instance("Win32_Processor", {{"DeviceID", "CPU0"}, {"NumberOfLogicalProcessors", "2"}})});
+        Fake().Answer("Win32_Processor", {Instance("Win32_Processor", {{"NumberOfLogicalProcessors", "2"}})});
     }
     int Run(const char* name, const char* exclude, std::int32_t cpu, std::uint32_t sleepMs,
             std::int32_t duration, std::int32_t memory, std::uint32_t counter, std::int32_t handlesLimit) {
@@ -95,9 +81,10 @@ TEST_F(ProcessUsageTest, EveryInstanceOfTheNameIsMeasuredAndTheLastReported) {
     EXPECT_EQ(Values(), (Numbers{300, 0xFFFFFFFF, 5, 70}));
     EXPECT_STREQ(instance.GetText(), "Notepad#1");
     EXPECT_TRUE(Traced("Process [#100] added, instance name:[notepad]"));
-    EXPECT_TRUE(Traced("Process [#300] added, instance name:[Notepad#1]"));
     EXPECT_FALSE(Traced("Process [#200] added, instance name:[explorer]"));
-    EXPECT_TRUE(Traced("Value: [5242880]."));
+    // The exit line is written twice on success.
+    const auto lines = TraceLines();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "CQnWSMan::WinRMGetProcessCpuMemHandles completed."), 2);
 }
 
 TEST_F(ProcessUsageTest, EmptyNameMeasuresAllButTheExcludedAndTheIdleProcess) {
@@ -107,31 +94,30 @@ TEST_F(ProcessUsageTest, EmptyNameMeasuresAllButTheExcludedAndTheIdleProcess) {
     EXPECT_EQ(Run("", "SVCHOST.exe#2;;spoolsv", -1, 0, 0, 0, 0, -1), 0);
     EXPECT_EQ(Values(), (Numbers{20, 0xFFFFFFFF, 1, 0xFFFFFFFF}));
     EXPECT_STREQ(instance.GetText(), "lsass");
-    EXPECT_FALSE(Traced("Process [#10] added, instance name:[svchost]"));
-    EXPECT_FALSE(Traced("Process [#30] added, instance name:[svchost#3]"));
 }
 
 TEST_F(ProcessUsageTest, MemoryCounterIndexSelectsTheProperty) {
     Fake().Answer(kRawClass, {RawProcess({"app", "7", 0, 0, 4 << 20})});
-    EXPECT_EQ(Run("app", nullptr, -1, 0, 0, 1, 1, -1), 0);
-    EXPECT_EQ(memoryMB, 8u);  // PrivateBytes
-    EXPECT_EQ(Run("app", nullptr, -1, 0, 0, 1, 42, -1), 0);
-    EXPECT_EQ(memoryMB, 4u);  // unknown index: private working set
-    EXPECT_EQ(Run("app", nullptr, -1, 0, 0, -1, 1, -1), 0);
-    EXPECT_EQ(memoryMB, 0xFFFFFFFFu);
+    const std::tuple<std::int32_t, std::uint32_t, std::uint32_t> cases[] = {
+        {1, 1, 8},   // PrivateBytes
+        {1, 42, 4},  // unknown index: private working set
+        {-1, 1, 0xFFFFFFFF}};
+    for (const auto& [limit, counter, expected] : cases) {
+        EXPECT_EQ(Run("app", nullptr, -1, 0, 0, limit, counter, -1), 0);
+        EXPECT_EQ(memoryMB, expected) << counter;
+    }
 }
 
 TEST_F(ProcessUsageTest, CpuIsTheMeanOfThePairsPerProcessor) {
     // Two pairs of samples 1000 ms apart: 50 % and 30 % of one processor, on two processors: 20 %.
-    Fake().AnswerNext(kRawClass, {RawProcess({"app", "7", 0, 0})});  // the list itself
-    Fake().AnswerNext(kRawClass, {RawProcess({"app", "7", 1000, 10000})});
-    Fake().AnswerNext(kRawClass, {RawProcess({"app", "7", 6000, 20000})});
-    Fake().AnswerNext(kRawClass, {RawProcess({"app", "7", 10000, 30000})});
-    Fake().AnswerNext(kRawClass, {RawProcess({"app", "7", 13000, 40000})});
+    for (const Raw& sample :
+         {Raw{"app", "7", 0, 0}, Raw{"app", "7", 1000, 10000}, Raw{"app", "7", 6000, 20000},
+          Raw{"app", "7", 10000, 30000}, Raw{"app", "7", 13000, 40000}}) {
+        Fake().AnswerNext(kRawClass, {RawProcess(sample)});
+    }
     EXPECT_EQ(Run("app", "", 0, 1000, -1500, -1, 0, -1), 0);
     EXPECT_EQ(cpuUsage, 20u);
     EXPECT_EQ(Clock().sleeps, (Numbers{1000, 1000}));
-    EXPECT_EQ(Fake().CountQueries(std::string("select * from ") + kRawClass), 5);
     EXPECT_TRUE(Traced("*lpN: [6000]"));
     EXPECT_TRUE(Traced("*lpD: [20000]"));
 }
@@ -141,7 +127,6 @@ TEST_F(ProcessUsageTest, ZeroDurationOrAStandingTimeStampLeavesCpuUnmeasured) {
     EXPECT_EQ(Run("app", "", 10, 10, 0, -1, 0, -1), 0);
     EXPECT_EQ(cpuUsage, 0xFFFFFFFFu);
     EXPECT_TRUE(Clock().sleeps.empty());
-    EXPECT_EQ(Fake().CountQueries(std::string("select * from ") + kRawClass), 1);
     EXPECT_EQ(Run("app", "", 5, 10, 10, -1, 0, -1), 0);
     EXPECT_EQ(cpuUsage, 0xFFFFFFFFu);
 }
@@ -150,10 +135,8 @@ TEST_F(ProcessUsageTest, FailuresLeaveEveryOutputUnmeasured) {
     Fake().Answer(kRawClass, {RawProcess({"other", "7"})});
     EXPECT_EQ(Run("app", "", 0, 0, 0, 0, 0, 0), -1);
     EXPECT_EQ(Values(), (Numbers{0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF}));
-    EXPECT_STREQ(instance.GetText(), "");
     EXPECT_TRUE(Traced("CQnWSMan::WinRMGetProcessCpuMemHandles failed."));
 
-    // A process without a handle count fails the measurement.
     Fake().Answer(
         kRawClass,
         {Instance(kRawClass, {{"Name", "app"}, {"IDProcess", "7"}, {"HandleCount", std::nullopt}})});
@@ -164,17 +147,45 @@ TEST_F(ProcessUsageTest, FailuresLeaveEveryOutputUnmeasured) {
     Fake().Answer("Win32_Processor", {});
     Fake().Answer(kRawClass, {RawProcess({"app", "7"})});
     EXPECT_EQ(Run("app", "", -1, 0, 0, 0, 0, 0), -1);
-    EXPECT_EQ(Fake().CountQueries(std::string("select * from ") + kRawClass), 2);
 }
 
-TEST_F(ProcessUsageTest, SuccessWritesTheExitLineTwice) {
-    Fake().Answer(kRawClass, {RawProcess({"app", "7"})});
-    EXPECT_EQ(Run("app", "", -1, 0, 0, 0, 0, 0), 0);
-    int exits = 0;
-    for (const std::string& line : TraceLines()) {
-        exits += line == "CQnWSMan::WinRMGetProcessCpuMemHandles completed." ? 1 : 0;
+TEST(ProcCpuTest, CounterRunningBackwardsIsTakenUnsigned) {
+    CProcCpu cpu(1);
+    cpu.SetFirstSample(100, 0);
+    EXPECT_TRUE(cpu.AddSecondSample(0, 100));
+    EXPECT_GT(cpu.cpuPercent, 1e18f);
+}
+
+TEST(WmiProcessListTest, FirstThresholdReachedWinsElseTheFirstZeroThresholdSorts) {
+    const auto fill = [](CWmiProcessList& list) {
+        const std::int32_t values[3][3] = {{95, 10, 5}, {20, 500, 7}, {50, 50, 900}};
+        for (int i = 0; i < 3; ++i) {
+            const std::string id = std::to_string(i + 1);
+            auto* process = new CWmiProcess(id.c_str(), id.c_str(), kCompareCpu, 1);
+            process->cpuUsage = values[i][0];
+            process->memoryMB = values[i][1];
+            process->handles = values[i][2];
+            list.Append(process);
+        }
+    };
+    const struct {
+        std::int32_t cpu, memory, handles;
+        const char* id;
+        std::uint32_t kind;
+    } cases[] = {
+        {90, 100, 0, "1", kCompareCpu},
+        {99, 100, 0, "2", kCompareMemory},
+        {99, 999, 0, "3", kCompareHandles},  // nothing reached: sorted by handles, whose threshold is 0
+        {99, 999, 999, "1", kCompareCpu}};   // CPU when no threshold is 0
+    for (const auto& c : cases) {
+        CWmiProcessList list(c.cpu, c.memory, c.handles);
+        fill(list);
+        const CWmiProcess* chosen = list.Select();
+        ASSERT_NE(chosen, nullptr);
+        EXPECT_STREQ(chosen->id.GetText(), c.id);
+        EXPECT_EQ(chosen->compareKind, c.kind);
     }
-    EXPECT_EQ(exits, 2);
+    EXPECT_EQ(CWmiProcessList().Select(), nullptr);
 }
 
 }  // namespace

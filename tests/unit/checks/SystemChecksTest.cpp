@@ -1,22 +1,9 @@
-// Domain role, disk drives, logical-disk space and memory: the records the simulator never sends.
+// Domain role, disk drives, logical-disk space, memory and processors: records without values, the unit
+// arithmetic, and CPU readings over time on a clock that moves only when the module sleeps.
 #include "CheckTestSupport.h"
 
 namespace qn::checks_test {
 namespace {
-
-std::string ComputerSystem(const std::optional<std::string>& role, const std::optional<std::string>& domain) {
-    return Instance("Win32_ComputerSystem", {{"Name", "PC1"}, {"DomainRole", role}, {"Domain", domain}});
-}
-
-std::string Disk(const std::string& caption, const std::optional<std::string>& status) {
-    return Instance("Win32_DiskDrive", {{"Caption", caption}, {"InterfaceType", "IDE"}, {"Status", status}});
-}
-
-std::string LogicalDisk(const std::string& name, const std::optional<std::string>& freeSpace,
-                        const std::optional<std::string>& size) {
-    return Instance("Win32_LogicalDisk",
-                    {{"Caption", name}, {"FreeSpace", freeSpace}, {"Name", name}, {"Size", size}});
-}
 
 class DomainTest : public CheckTest {
   protected:
@@ -24,31 +11,22 @@ class DomainTest : public CheckTest {
         isMember = 7;
         return Module().WinRMGetDomain(domain, error, isMember);
     }
-    CQncString domain{"stale"};
+    CQncString domain;
     std::uint32_t isMember = 0;
 };
 
 TEST_F(DomainTest, MemberRolesCountAsDomainMembership) {
-    const std::pair<const char*, std::uint32_t> cases[] = {{"0", 0}, {"1", 1}, {"2", 0}, {" 3 ", 1},
-                                                           {"4", 1}, {"5", 1}, {"13", 0}};
+    const std::pair<const char*, std::uint32_t> cases[] = {{"0", 0},   {"1", 1}, {"2", 0},
+                                                           {" 3 ", 1}, {"5", 1}, {"13", 0}};
     for (const auto& [role, member] : cases) {
-        Fake().Answer("Win32_ComputerSystem", {ComputerSystem(role, "CORP")});
+        Fake().Answer("Win32_ComputerSystem",
+                      {Instance("Win32_ComputerSystem", {{"DomainRole", role}, {"Domain", "CORP"}})});
         EXPECT_EQ(Run(), 0) << role;
         EXPECT_EQ(isMember, member) << role;
-        EXPECT_STREQ(domain.GetText(), "CORP");
-        EXPECT_STREQ(error.GetText(), "");
     }
 }
 
 TEST_F(DomainTest, MissingValuesNoComputerAndRefusalsFail) {
-    Fake().Answer("Win32_ComputerSystem", {});
-    EXPECT_EQ(Run(), -1);
-    EXPECT_EQ(isMember, 0u);
-
-    Fake().Answer("Win32_ComputerSystem", {ComputerSystem(std::nullopt, "CORP")});
-    EXPECT_EQ(Run(), -1);
-    EXPECT_STREQ(domain.GetText(), "");
-
     // The role is judged before the domain is found missing.
     Fake().Answer("Win32_ComputerSystem", {Instance("Win32_ComputerSystem", {{"DomainRole", "3"}})});
     EXPECT_EQ(Run(), -1);
@@ -57,53 +35,34 @@ TEST_F(DomainTest, MissingValuesNoComputerAndRefusalsFail) {
     EXPECT_TRUE(Traced("WinRMGetDomain, result:[failed], error:[XML attribute missing], domain:[]."));
 
     domain = "stale";
-    Fake().Fail("Win32_ComputerSystem", static_cast<HResult>(0x80070005));
+    Fake().Fail("Win32_ComputerSystem", ToHResult(0x80070005));
     EXPECT_EQ(Run(), -1);
     EXPECT_STREQ(error.GetText(), "WMI/WinRM Error 0x80070005: Access is denied");
     EXPECT_STREQ(domain.GetText(), "");
     EXPECT_EQ(isMember, 0u);
 }
 
-class DisksStateTest : public CheckTest {
-  protected:
-    int Run(std::vector<std::string> disks) {
-        Fake().Answer("Win32_DiskDrive", std::move(disks));
-        return Module().WinRMGetDisksState(allOk, list, bad, badStatus, error);
-    }
-    std::uint32_t allOk = 7;
-    CQncString list, bad, badStatus;
-};
-
-TEST_F(DisksStateTest, HealthyDisksAreListedAndOnlyTheFirstUnhealthyOneIsReported) {
-    EXPECT_EQ(Run({Disk("Disk 0", "OK"), Disk("Disk 1", "ok")}), 0);
-    EXPECT_EQ(allOk, 1u);
-    EXPECT_STREQ(list.GetText(), "[Disk 0],[Disk 1]");
-    EXPECT_STREQ(bad.GetText(), "");
-    EXPECT_TRUE(Traced("Found Disk Status: [ok]..."));
-
-    EXPECT_EQ(Run({Disk("Disk 0", "OK"), Disk("Disk 1", "Degraded"), Disk("Disk 2", "Pred Fail"),
-                   Disk("Disk 3", "OK")}),
-              0);
-    EXPECT_EQ(allOk, 0u);
-    EXPECT_STREQ(list.GetText(), "[Disk 0]");
-    EXPECT_STREQ(bad.GetText(), "[Disk 1]");
-    EXPECT_STREQ(badStatus.GetText(), "[Degraded]");
-    EXPECT_FALSE(Traced("Found Disk: [Disk 2]..."));
+std::string Disk(const std::string& caption, const std::optional<std::string>& status) {
+    return Instance("Win32_DiskDrive", {{"Caption", caption}, {"Status", status}});
 }
 
-TEST_F(DisksStateTest, NoDiskIsHealthyAndAMissingStatusFails) {
-    EXPECT_EQ(Run({}), 0);
-    EXPECT_EQ(allOk, 1u);
-    EXPECT_STREQ(list.GetText(), "");
+using DisksStateTest = CheckTest;
 
-    EXPECT_EQ(Run({Disk("Disk 0", "OK"), Disk("Disk 1", std::nullopt)}), -1);
+TEST_F(DisksStateTest, OnlyTheFirstUnhealthyDiskIsReportedAndAMissingStatusFails) {
+    std::uint32_t allOk = 7;
+    CQncString list, bad, status;
+    Fake().Answer("Win32_DiskDrive",
+                  {Disk("Disk 0", "ok"), Disk("Disk 1", "Degraded"), Disk("Disk 2", "Pred Fail")});
+    EXPECT_EQ(Module().WinRMGetDisksState(allOk, list, bad, status, error), 0);
+    EXPECT_EQ(allOk, 0u);
+    EXPECT_EQ((std::vector<std::string>{list.GetText(), bad.GetText(), status.GetText()}),
+              (std::vector<std::string>{"[Disk 0]", "[Disk 1]", "[Degraded]"}));
+    EXPECT_FALSE(Traced("Found Disk: [Disk 2]..."));
+
+    Fake().Answer("Win32_DiskDrive", {Disk("Disk 0", "OK"), Disk("Disk 1", std::nullopt)});
+    EXPECT_EQ(Module().WinRMGetDisksState(allOk, list, bad, status, error), -1);
     EXPECT_STREQ(list.GetText(), "[Disk 0]");
     EXPECT_TRUE(Traced("WinRMGetDisksState failed."));
-
-    Fake().Fail("Win32_DiskDrive", static_cast<HResult>(0x80338000));
-    EXPECT_EQ(Module().WinRMGetDisksState(allOk, list, bad, badStatus, error), -1);
-    EXPECT_EQ(allOk, 0u);
-    EXPECT_STREQ(error.GetText(), "WMI/WinRM Error 0x80338000: No items can be found at the selected URI.");
 }
 
 class LogicalDiskSpaceTest : public CheckTest {
@@ -118,52 +77,99 @@ class LogicalDiskSpaceTest : public CheckTest {
 
 TEST_F(LogicalDiskSpaceTest, SpaceInTruncatedMebibytesForTheExactName) {
     // 3.9 MiB of which 1.1 MiB free: used is taken from the truncated values, 3 - 1.
-    Fake().Answer("Win32_LogicalDisk",
-                  {LogicalDisk("C:", "1048575", "2097152"), LogicalDisk("D:", "1153433", "4089446")});
+    Fake().Answer(
+        "Win32_LogicalDisk",
+        {Instance("Win32_LogicalDisk", {{"FreeSpace", "1153433"}, {"Name", "D:"}, {"Size", "4089446"}}),
+         Instance("Win32_LogicalDisk", {{"FreeSpace", "5242880"}, {"Name", "E:"}, {"Size", std::nullopt}})});
     EXPECT_EQ(Run(" D "), 0);
     EXPECT_EQ(Values(), (Numbers{1, 1, 2, 3}));
-    EXPECT_EQ(Run("C"), 0);
-    EXPECT_EQ(Values(), (Numbers{1, 0, 2, 2}));
-
-    for (const char* other : std::initializer_list<const char*>{"c", "c:", "C:\\", "", nullptr}) {
-        EXPECT_EQ(Run(other), -1);
+    for (const char* other : {"d", "D:\\", ""}) {
+        EXPECT_EQ(Run(other), -1) << other;
         EXPECT_EQ(Values(), (Numbers{0, 0, 0, 0}));
-        EXPECT_STREQ(error.GetText(), "");
     }
+    EXPECT_EQ(Run("E"), -1);  // no size: the free space is kept
+    EXPECT_EQ(Values(), (Numbers{1, 5, 0, 0}));
     EXPECT_TRUE(Traced("WinRMGetLogicalDiskSpace failed."));
 }
 
-TEST_F(LogicalDiskSpaceTest, MissingSizeKeepsTheFreeSpace) {
-    Fake().Answer("Win32_LogicalDisk", {LogicalDisk("E:", "5242880", std::nullopt)});
-    EXPECT_EQ(Run("E:"), -1);
-    EXPECT_EQ(Values(), (Numbers{1, 5, 0, 0}));
+TEST_F(CheckTest, MemoryFailsAtAMissingCounterKeepingTheEarlierOnes) {
+    Fake().Answer(
+        "Win32_PerfFormattedData_PerfOS_Memory",
+        {Instance("Win32_PerfFormattedData_PerfOS_Memory",
+                  {{"AvailableBytes", " 2097152"}, {"CommittedBytes", std::nullopt}, {"PagesPerSec", "1"}})});
+    std::uint32_t available = 9, committed = 9, pages = 9;
+    EXPECT_EQ(Module().WinRMGetMemory(available, committed, pages, error), -1);
+    EXPECT_EQ((Numbers{available, committed, pages}), (Numbers{2, 0, 0}));
+    EXPECT_TRUE(Traced("WinRMGetMemory failed."));
 }
 
-class MemoryTest : public CheckTest {
+constexpr const char* kCounterClass = "Win32_PerfFormattedData_PerfOS_Processor";
+
+std::string Counter(const std::string& name, const std::optional<std::string>& percent) {
+    return Instance(kCounterClass, {{"Name", name}, {"PercentProcessorTime", percent}});
+}
+
+class CpuUsageTest : public CheckTest {
   protected:
-    int Run(const qntest::Properties& counters) {
-        Fake().Answer("Win32_PerfFormattedData_PerfOS_Memory",
-                      {Instance("Win32_PerfFormattedData_PerfOS_Memory", counters)});
-        return Module().WinRMGetMemory(available, committed, pages, error);
+    // One reply per reading, in turn.
+    void Readings(std::initializer_list<const char*> percents) {
+        Fake().enumerationsByFilter.clear();
+        Clock().sleeps.clear();
+        for (const char* percent : percents) Fake().AnswerNext(kCounterClass, {Counter("_Total", percent)});
     }
-    Numbers Values() const { return {available, committed, pages}; }
-    std::uint32_t available = 0, committed = 0, pages = 0;
+    std::uint32_t usage = 0;
 };
 
-TEST_F(MemoryTest, BytesBecomeMebibytesAndPagesStayUnscaled) {
-    EXPECT_EQ(Run({{"AvailableBytes", "4294967296"},
-                   {"CommittedBytes", "  3221225472"},
-                   {"PagesPerSec", "17 pages"}}),
-              0);
-    EXPECT_EQ(Values(), (Numbers{4096, 3072, 17}));
-    EXPECT_TRUE(Traced("Value for [PagesPerSec]: '17 pages' ([17])."));
+TEST_F(CpuUsageTest, OutOfRangeAndMissingReadingsFail) {
+    const std::tuple<const char*, int, std::uint32_t> readings[] = {
+        {"100", 0, 100}, {"101", -1, 101}, {"-1", -1, 0xFFFFFFFF}};
+    for (const auto& [percent, result, expected] : readings) {
+        Fake().Answer(kCounterClass, {Counter("_Total", percent)});
+        EXPECT_EQ(Module().GetCpuUsage("_total", usage, error), result) << percent;
+        EXPECT_EQ(usage, expected) << percent;
+    }
+    // A nil value reads as empty; a property the instance lacks is named in the error.
+    Fake().Answer(kCounterClass, {Counter("_Total", std::nullopt)});
+    EXPECT_EQ(Module().GetCpuUsage("_Total", usage, error), -1);
+    EXPECT_STREQ(error.GetText(), "");
+    Fake().Answer(kCounterClass, {Instance(kCounterClass, {{"Name", "_Total"}})});
+    EXPECT_EQ(Module().GetCpuUsage("_Total", usage, error), -1);
+    EXPECT_STREQ(error.GetText(), "XML attribute missing");
 }
 
-TEST_F(MemoryTest, MissingCounterFailsAfterTheEarlierOnes) {
-    EXPECT_EQ(Run({{"AvailableBytes", "2097152"}, {"CommittedBytes", std::nullopt}, {"PagesPerSec", "1"}}),
-              -1);
-    EXPECT_EQ(Values(), (Numbers{2, 0, 0}));
-    EXPECT_TRUE(Traced("WinRMGetMemory failed."));
+TEST_F(CpuUsageTest, ReadingsAreAveragedOverTheDurationAndTruncated) {
+    // Sleeping 10 ms three times reaches a duration of 25 ms.
+    Readings({"30", "31", "32"});
+    EXPECT_EQ(Module().WinRMGetCpuUsage("_Total", 10, 25, usage, error), 0);
+    EXPECT_EQ(usage, 31u);
+    EXPECT_EQ(Clock().sleeps, (Numbers{10, 10, 10}));
+
+    Readings({"1", "2"});
+    EXPECT_EQ(Module().WinRMGetCpuUsage("_Total", 5, 10, usage, error), 0);
+    EXPECT_EQ(usage, 1u);
+    Readings({"7"});
+    EXPECT_EQ(Module().WinRMGetCpuUsage("_Total", 3, 0, usage, error), 0);
+    EXPECT_EQ(usage, 7u);
+    EXPECT_EQ(Clock().sleeps, (Numbers{3}));  // no duration: one reading, one sleep
+}
+
+TEST_F(CpuUsageTest, FailedReadingLeavesTheUndividedSum) {
+    Readings({"20", "30", "250"});
+    EXPECT_EQ(Module().WinRMGetCpuUsage("_Total", 10, 1000, usage, error), -1);
+    EXPECT_EQ(usage, 50u);
+    EXPECT_STREQ(
+        error.GetText(),
+        "WMI property [Win32_PerfFormattedData_PerfOS_Processor:PercentProcessorTime] out of bound, value: "
+        "[250]");
+    EXPECT_EQ(Fake().CountQueries(std::string("select * from ") + kCounterClass), 3);
+}
+
+TEST_F(CpuUsageTest, TickCountWrapStillEndsTheLoop) {
+    Clock().ticks = 0xFFFFFFF0u;
+    Fake().Answer(kCounterClass, {Counter("_Total", "10")});
+    EXPECT_EQ(Module().WinRMGetCpuUsage("_Total", 16, 40, usage, error), 0);
+    EXPECT_EQ(Clock().sleeps.size(), 3u);
+    EXPECT_EQ(usage, 10u);
 }
 
 }  // namespace
