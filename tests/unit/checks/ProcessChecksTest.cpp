@@ -48,7 +48,6 @@ TEST_F(ProcessTest, ListIsDedupedAndStateFailsOnANamelessProcess) {
     EXPECT_EQ(running, 0u);
     EXPECT_STREQ(error.GetText(), "Process not found");
     EXPECT_TRUE(Traced("Process [explorer] is running: no"));
-
     Fake().Answer("Win32_Process", {Process("System"), Process(std::nullopt), Process("notepad.exe")});
     running = 1;
     EXPECT_EQ(Module().WinRMGetProcessState("notepad.exe", running, error), -1);
@@ -136,7 +135,6 @@ TEST_F(ProcessUsageTest, FailuresLeaveEveryOutputUnmeasured) {
     EXPECT_EQ(Run("app", "", 0, 0, 0, 0, 0, 0), -1);
     EXPECT_EQ(Values(), (Numbers{0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF}));
     EXPECT_TRUE(Traced("CQnWSMan::WinRMGetProcessCpuMemHandles failed."));
-
     Fake().Answer(
         kRawClass,
         {Instance(kRawClass, {{"Name", "app"}, {"IDProcess", "7"}, {"HandleCount", std::nullopt}})});

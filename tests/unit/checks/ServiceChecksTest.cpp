@@ -30,7 +30,6 @@ TEST_F(ServiceTest, StateLooksUpNamesBeforeDisplayNamesAndFailsOnIncompleteRecor
     EXPECT_EQ(run("nosuch"), 0);
     EXPECT_EQ(installed, 0u);
     EXPECT_STREQ(name.GetText(), "");
-
     Fake().Answer("Win32_Service", {Service(std::nullopt)});
     EXPECT_EQ(run("Spooler"), -1);
     EXPECT_TRUE(Traced("CQnWSMan::WinRMGetServiceState failed."));

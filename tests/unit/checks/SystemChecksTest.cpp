@@ -33,7 +33,6 @@ TEST_F(DomainTest, MissingValuesNoComputerAndRefusalsFail) {
     EXPECT_EQ(isMember, 1u);
     EXPECT_STREQ(error.GetText(), "XML attribute missing");
     EXPECT_TRUE(Traced("WinRMGetDomain, result:[failed], error:[XML attribute missing], domain:[]."));
-
     domain = "stale";
     Fake().Fail("Win32_ComputerSystem", ToHResult(0x80070005));
     EXPECT_EQ(Run(), -1);
@@ -58,7 +57,6 @@ TEST_F(DisksStateTest, OnlyTheFirstUnhealthyDiskIsReportedAndAMissingStatusFails
     EXPECT_EQ((std::vector<std::string>{list.GetText(), bad.GetText(), status.GetText()}),
               (std::vector<std::string>{"[Disk 0]", "[Disk 1]", "[Degraded]"}));
     EXPECT_FALSE(Traced("Found Disk: [Disk 2]..."));
-
     Fake().Answer("Win32_DiskDrive", {Disk("Disk 0", "OK"), Disk("Disk 1", std::nullopt)});
     EXPECT_EQ(Module().WinRMGetDisksState(allOk, list, bad, status, error), -1);
     EXPECT_STREQ(list.GetText(), "[Disk 0]");
@@ -92,7 +90,9 @@ TEST_F(LogicalDiskSpaceTest, SpaceInTruncatedMebibytesForTheExactName) {
     EXPECT_TRUE(Traced("WinRMGetLogicalDiskSpace failed."));
 }
 
-TEST_F(CheckTest, MemoryFailsAtAMissingCounterKeepingTheEarlierOnes) {
+using MemoryTest = CheckTest;
+
+TEST_F(MemoryTest, MemoryFailsAtAMissingCounterKeepingTheEarlierOnes) {
     Fake().Answer(
         "Win32_PerfFormattedData_PerfOS_Memory",
         {Instance("Win32_PerfFormattedData_PerfOS_Memory",
@@ -143,7 +143,6 @@ TEST_F(CpuUsageTest, ReadingsAreAveragedOverTheDurationAndTruncated) {
     EXPECT_EQ(Module().WinRMGetCpuUsage("_Total", 10, 25, usage, error), 0);
     EXPECT_EQ(usage, 31u);
     EXPECT_EQ(Clock().sleeps, (Numbers{10, 10, 10}));
-
     Readings({"1", "2"});
     EXPECT_EQ(Module().WinRMGetCpuUsage("_Total", 5, 10, usage, error), 0);
     EXPECT_EQ(usage, 1u);
