@@ -1,4 +1,4 @@
-// Helpers shared by the SOAP-layer tests: parsing envelopes back, and a scripted Channel.
+// Helpers shared by the SOAP-layer tests: reading envelopes back, and a scripted Channel.
 #pragma once
 
 #include <libxml/tree.h>
@@ -8,17 +8,33 @@
 #include <vector>
 
 #include "wsman/Channel.h"
+#include "wsman/soap/Namespaces.h"
 #include "wsman/soap/XmlPtr.h"
 
 namespace wsman::testing {
 
 // The s:Body of a parsed envelope (null when there is none).
-xmlNode* BodyOf(xmlDoc* doc);
+inline xmlNode* BodyOf(xmlDoc* doc) {
+    return xml::FindChild(xmlDocGetRootElement(doc), ns::kSoap, "Body");
+}
+
 // Text of the first header element with this namespace and local name.
-std::string HeaderText(xmlDoc* doc, const char* namespaceUri, const char* localName);
+inline std::string HeaderText(xmlDoc* doc, const char* namespaceUri, const char* localName) {
+    const xmlNode* header = xml::FindChild(xmlDocGetRootElement(doc), ns::kSoap, "Header");
+    return xml::TextOf(xml::FindChild(header, namespaceUri, localName));
+}
 
 // A reply envelope relating to `request`, with `bodyXml` inside s:Body (namespaces s, a, n, w declared).
-std::string ReplyTo(const std::string& request, const std::string& action, const std::string& bodyXml);
+inline std::string ReplyTo(const std::string& request, const std::string& action,
+                           const std::string& bodyXml) {
+    const xml::DocPtr doc = xml::ParseUntrusted(request);
+    const std::string messageId = doc ? HeaderText(doc.get(), ns::kAddressing, "MessageID") : std::string();
+    return std::string("<s:Envelope xmlns:s=\"") + ns::kSoap + "\" xmlns:a=\"" + ns::kAddressing +
+           "\" xmlns:n=\"" + ns::kEnumeration + "\" xmlns:w=\"" + ns::kWsman + "\"><s:Header><a:Action>" +
+           action +
+           "</a:Action><a:MessageID>uuid:00000000-0000-0000-0000-000000000001</a:MessageID><a:RelatesTo>" +
+           messageId + "</a:RelatesTo></s:Header><s:Body>" + bodyXml + "</s:Body></s:Envelope>";
+}
 
 // A Channel that records every envelope and answers through a script.
 class ScriptedChannel : public Channel {

@@ -1,6 +1,7 @@
-// Settings and a one-call helper shared by the Channel tests.
+// Settings, a one-call send and the Windows server framing shared by the transport tests.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "TestFiles.h"
@@ -12,6 +13,7 @@ namespace wsman::test {
 using namespace qntest;
 
 inline constexpr const char* kPassword = "Passw0rd!";
+inline constexpr const char* kUsers = "TESTDOM:alice:Passw0rd!\n";
 
 inline ChannelSettings LoopbackSettings(const std::string& url, AuthScheme scheme = AuthScheme::Ntlm) {
     ChannelSettings settings;
@@ -25,12 +27,8 @@ inline ChannelSettings LoopbackSettings(const std::string& url, AuthScheme schem
     return settings;
 }
 
-inline std::string HttpUrl(unsigned port, const std::string& host = "127.0.0.1") {
-    return "http://" + host + ":" + std::to_string(port) + "/wsman";
-}
-
-inline std::string HttpsUrl(unsigned port, const std::string& host = "localhost") {
-    return "https://" + host + ":" + std::to_string(port) + "/wsman";
+inline std::string Url(const char* scheme, unsigned port, const std::string& host = "localhost") {
+    return std::string(scheme) + "://" + host + ":" + std::to_string(port) + "/wsman";
 }
 
 struct SendResult {
@@ -47,8 +45,20 @@ inline SendResult SendOnce(Channel& channel, const std::string& envelope = "<s:E
 }
 
 inline SendResult SendOnce(const ChannelSettings& settings) {
-    const auto channel = CreateChannel(settings);
-    return SendOnce(*channel);
+    return SendOnce(*CreateChannel(settings));
+}
+
+// multipart/encrypted as a Windows server frames it, written apart from the client's code so that a
+// shared misreading cannot hide.
+inline std::string FrameEncrypted(const std::string& header, const std::string& sealed, std::size_t length) {
+    const auto size = static_cast<std::uint32_t>(header.size());
+    const std::string prefix = {static_cast<char>(size & 0xFF), static_cast<char>((size >> 8) & 0xFF),
+                                static_cast<char>((size >> 16) & 0xFF), static_cast<char>(size >> 24)};
+    return "--Encrypted Boundary\r\n\tContent-Type: application/HTTP-SPNEGO-session-encrypted\r\n"
+           "\tOriginalContent: type=application/soap+xml;charset=UTF-8;Length=" +
+           std::to_string(length) +
+           "\r\n--Encrypted Boundary\r\n\tContent-Type: application/octet-stream\r\n" + prefix + header +
+           sealed + "--Encrypted Boundary--\r\n";
 }
 
 }  // namespace wsman::test

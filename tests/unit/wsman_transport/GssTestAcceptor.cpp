@@ -2,21 +2,16 @@
 
 #include <gssapi/gssapi_ext.h>
 
-#include <vector>
-
 namespace wsman::test {
 
-security::GssCredential AcquireAcceptorCredential(const std::string& usersFile, const std::string& keytab) {
+security::GssCredential AcquireAcceptorCredential(const std::string& usersFile) {
     OM_uint32 minor = 0;
     security::GssName name;
     const std::string service = "HTTP@localhost";
     gss_buffer_desc serviceBuffer = security::BorrowBuffer(service);
     gss_import_name(&minor, &serviceBuffer, GSS_C_NT_HOSTBASED_SERVICE, name.Out());
-    std::vector<gss_key_value_element_desc> elements{{"ntlmssp_keyfile", usersFile.c_str()}};
-    if (!keytab.empty()) {
-        elements.push_back({"keytab", keytab.c_str()});
-    }
-    gss_key_value_set_desc store{static_cast<OM_uint32>(elements.size()), elements.data()};
+    gss_key_value_element_desc element{"ntlmssp_keyfile", usersFile.c_str()};
+    gss_key_value_set_desc store{1, &element};
     security::GssCredential credential;
     gss_acquire_cred_from(&minor, name.Get(), GSS_C_INDEFINITE, GSS_C_NO_OID_SET, GSS_C_ACCEPT, &store,
                           credential.Out(), nullptr, nullptr);
@@ -27,11 +22,8 @@ OM_uint32 GssTestAcceptor::Step(const std::string& input, std::string& output) {
     OM_uint32 minor = 0;
     gss_buffer_desc in = security::BorrowBuffer(input);
     security::GssBuffer out;
-    gss_channel_bindings_struct bindings{};
-    bindings.application_data = security::BorrowBuffer(channelBinding_);
     const OM_uint32 major =
-        gss_accept_sec_context(&minor, context_.InOut(), credential_, &in,
-                               channelBinding_.empty() ? GSS_C_NO_CHANNEL_BINDINGS : &bindings, nullptr,
+        gss_accept_sec_context(&minor, context_.InOut(), credential_, &in, GSS_C_NO_CHANNEL_BINDINGS, nullptr,
                                nullptr, out.Out(), nullptr, nullptr, nullptr);
     output = out.ToString();
     complete_ = major == GSS_S_COMPLETE;

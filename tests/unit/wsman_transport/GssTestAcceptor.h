@@ -1,5 +1,5 @@
-// The server side of GSSAPI for tests: accepts NTLM (from a users file), SPNEGO and, with a keytab,
-// Kerberos, with the same mechanism plugins the client uses.
+// The server side of GSSAPI for tests: accepts NTLM (from a users file) and SPNEGO with the same
+// mechanism plugins the client uses.
 #pragma once
 
 #include <string>
@@ -10,14 +10,11 @@ namespace wsman::test {
 
 // Users file lines: DOMAIN:user:password. The acceptor must be named (gss-ntlmssp refuses a
 // nameless credential with a key file).
-security::GssCredential AcquireAcceptorCredential(const std::string& usersFile,
-                                                  const std::string& keytab = {});
+security::GssCredential AcquireAcceptorCredential(const std::string& usersFile);
 
 class GssTestAcceptor {
   public:
-    // `channelBinding`: the application data the client must have bound to (empty: not checked).
-    explicit GssTestAcceptor(gss_cred_id_t credential, std::string channelBinding = {})
-        : credential_(credential), channelBinding_(std::move(channelBinding)) {}
+    explicit GssTestAcceptor(gss_cred_id_t credential) : credential_(credential) {}
 
     // Returns the major status; `output` gets the token for the client.
     OM_uint32 Step(const std::string& input, std::string& output);
@@ -30,7 +27,6 @@ class GssTestAcceptor {
 
   private:
     gss_cred_id_t credential_;
-    std::string channelBinding_;
     security::GssContext context_;
     bool complete_ = false;
 };
