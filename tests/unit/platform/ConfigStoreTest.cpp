@@ -1,8 +1,11 @@
+// The configuration store: a registry-like INI file that people edit by hand, rewritten atomically under a
+// lock, read as it is where it may not be written.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <string>
 
 #include "TestFiles.h"
@@ -12,15 +15,12 @@ namespace qn::platform {
 namespace {
 
 using qntest::ReadFile;
-using qntest::WriteFile;
 
 constexpr const char* kProductKey = "Software\\Quillon\\Sentrel";
 
 class ConfigStoreTest : public ::testing::Test {
   protected:
-    std::string StorePath() const { return folder_.File("registry.conf"); }
-
-    std::string Query(const char* subKey, const char* name, ConfigError* errorOut = nullptr) {
+    static std::string Query(const char* subKey, const char* name, ConfigError* errorOut = nullptr) {
         ConfigKey key;
         ConfigError error = OpenConfigKey(ConfigRoot::LocalMachine, subKey, kKeyRead, key);
         char buffer[512] = {};
@@ -29,96 +29,67 @@ class ConfigStoreTest : public ::testing::Test {
         if (errorOut != nullptr) *errorOut = error;
         return buffer;
     }
-
-    ConfigError Set(const char* subKey, const char* name, const std::string& value) {
+    static ConfigError Set(const char* subKey, const char* name, const std::string& value) {
         ConfigKey key;
-        ConfigError error = CreateConfigKey(ConfigRoot::LocalMachine, subKey, kKeyAllAccess, key);
-        if (error != kConfigOk) return error;
-        return SetConfigString(key, name, value.c_str(), static_cast<std::uint32_t>(value.size() + 1));
+        const ConfigError error = CreateConfigKey(ConfigRoot::LocalMachine, subKey, kKeyAllAccess, key);
+        return error != kConfigOk
+                   ? error
+                   : SetConfigString(key, name, value.c_str(), static_cast<std::uint32_t>(value.size() + 1));
+    }
+    ino_t Inode() const {
+        struct stat status {};
+        EXPECT_EQ(stat(store_.StorePath().c_str(), &status), 0);
+        return status.st_ino;
     }
 
-    qntest::ScratchFolder folder_;
-    qntest::ScopedEnv registry_{"QNSNWSM_REGISTRY", StorePath()};
+    qntest::ScratchStore store_;
 };
 
-TEST_F(ConfigStoreTest, MissingFileHasNoKeysAndCreatingAKeyCreatesIt) {
+TEST_F(ConfigStoreTest, MissingFileThenAHandEditedOneReadWithoutRegardToCase) {
     ConfigKey key;
     EXPECT_EQ(OpenConfigKey(ConfigRoot::LocalMachine, kProductKey, kKeyRead, key), kConfigNotFound);
     EXPECT_FALSE(key.IsOpen());
-    ASSERT_EQ(CreateConfigKey(ConfigRoot::LocalMachine, kProductKey, kKeyAllAccess, key), kConfigOk);
-    EXPECT_TRUE(key.IsOpen());
-    EXPECT_NE(ReadFile(StorePath()).find("[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]"),
-              std::string::npos);
-    EXPECT_EQ(OpenConfigKey(ConfigRoot::LocalMachine, kProductKey, kKeyRead, key), kConfigOk);
-}
-
-TEST_F(ConfigStoreTest, ReadsHandEditedFileWithoutRegardToCase) {
-    WriteFile(StorePath(),
-              "; machine settings\n"
-              "[hkey_local_machine\\SOFTWARE\\quillon\\Sentrel]\n"
-              "ProgFilesFolder = /opt/qn\\\n"
-              "\n"
-              "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel\\Server\\WinRM]\n"
-              "ValidationClass=Win32_OperatingSystem\n");
+    store_.WriteStore(
+        "; machine settings\n[hkey_local_machine\\SOFTWARE\\quillon\\Sentrel]\nProgFilesFolder = "
+        "/opt/qn\\\n\n"
+        "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel\\Server\\WinRM]\nValidationClass=Win32_"
+        "OperatingSystem\n");
     EXPECT_EQ(Query(kProductKey, "progfilesfolder"), "/opt/qn\\");
     EXPECT_EQ(Query("Software\\Quillon\\Sentrel\\Server\\WinRM", "VALIDATIONCLASS"), "Win32_OperatingSystem");
     // A parent of a listed key exists, like in the registry.
-    ConfigKey key;
     EXPECT_EQ(OpenConfigKey(ConfigRoot::LocalMachine, "Software\\Quillon", kKeyRead, key), kConfigOk);
     ConfigError error = kConfigOk;
     Query(kProductKey, "Missing", &error);
     EXPECT_EQ(error, kConfigNotFound);
 }
 
-TEST_F(ConfigStoreTest, WriteKeepsCommentsOtherKeysAndValues) {
-    WriteFile(StorePath(),
-              "; keep me\n"
-              "[HKEY_LOCAL_MACHINE\\Software\\Other]\n"
-              "Name=value\n"
-              "# and me\n"
-              "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\n"
-              "ProgFilesFolder=old\n"
-              "Keep=this\n");
-    ASSERT_EQ(Set(kProductKey, "PROGFILESFOLDER", "new"), kConfigOk);
-    ASSERT_EQ(Set(kProductKey, "Added", "x"), kConfigOk);
-    EXPECT_EQ(ReadFile(StorePath()),
-              "; keep me\n"
-              "[HKEY_LOCAL_MACHINE\\Software\\Other]\n"
-              "Name=value\n"
-              "# and me\n"
-              "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\n"
-              "PROGFILESFOLDER=new\n"
-              "Keep=this\n"
-              "Added=x\n");
-}
-
-TEST_F(ConfigStoreTest, WritingTheStoredValueAgainLeavesTheFileAlone) {
-    // The module writes back every value it reads; an unchanged value must not rewrite the file
-    // (hand edits in the same second, file watchers, and the cost of a locked rewrite per read).
-    WriteFile(StorePath(),
-              "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\n"
-              "ProgFilesFolder = /opt/qn\\\n");
-    struct stat before {};
-    ASSERT_EQ(stat(StorePath().c_str(), &before), 0);
+TEST_F(ConfigStoreTest, WritesReplaceTheFileWholeAndKeepWhatOthersWrote) {
+    store_.WriteStore(
+        "; keep me\n[HKEY_LOCAL_MACHINE\\Software\\Other]\nName=value\n# and me\n"
+        "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder = /opt/qn\\\nKeep=this\n");
+    // The module writes back every value it reads; an unchanged value must not rewrite the file (hand
+    // edits in the same second, file watchers, a locked rewrite per read).
+    const ino_t before = Inode();
     ASSERT_EQ(Set(kProductKey, "progfilesfolder", "/opt/qn\\"), kConfigOk);
-    struct stat after {};
-    ASSERT_EQ(stat(StorePath().c_str(), &after), 0);
-    EXPECT_EQ(before.st_ino, after.st_ino);
-    EXPECT_EQ(ReadFile(StorePath()),
-              "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder = /opt/qn\\\n");
-    ASSERT_EQ(Set(kProductKey, "ProgFilesFolder", "/opt/other\\"), kConfigOk);
-    EXPECT_EQ(Query(kProductKey, "ProgFilesFolder"), "/opt/other\\");
+    EXPECT_EQ(Inode(), before);
+
+    ASSERT_EQ(Set(kProductKey, "PROGFILESFOLDER", "new"), kConfigOk);
+    // Replaced by a rename, so a reader sees the old file or the new one, never a part.
+    EXPECT_NE(Inode(), before);
+    ASSERT_EQ(Set(kProductKey, "Added", "x"), kConfigOk);
+    EXPECT_EQ(ReadFile(store_.StorePath()),
+              "; keep me\n[HKEY_LOCAL_MACHINE\\Software\\Other]\nName=value\n# and me\n"
+              "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nPROGFILESFOLDER=new\nKeep=this\nAdded=x\n");
+    // Nothing left behind.
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(store_.Path()), {}), 2) << "store and lock";
 }
 
-TEST_F(ConfigStoreTest, ValuesWithBlanksAndBreaksRoundTrip) {
+TEST_F(ConfigStoreTest, ValuesRoundTripAndQueriesFollowTheBufferRules) {
     for (const std::string value :
          {"   ", " lead", "trail\t", "two\r\nlines", "\"quoted\"", "c:\\path\\", ""}) {
         ASSERT_EQ(Set(kProductKey, "Value", value), kConfigOk);
         EXPECT_EQ(Query(kProductKey, "Value"), value);
     }
-}
-
-TEST_F(ConfigStoreTest, QueryFollowsBufferSizeRules) {
     ASSERT_EQ(Set(kProductKey, "Value", "abcdef"), kConfigOk);
     ConfigKey key;
     ASSERT_EQ(OpenConfigKey(ConfigRoot::LocalMachine, kProductKey, kKeyRead, key), kConfigOk);
@@ -127,18 +98,34 @@ TEST_F(ConfigStoreTest, QueryFollowsBufferSizeRules) {
     EXPECT_EQ(QueryConfigString(key, "Value", buffer, size), kConfigMoreData);
     EXPECT_EQ(size, 7u);
     EXPECT_STREQ(buffer, "zzzzzzz");
-    size = 7;
     EXPECT_EQ(QueryConfigString(key, "Value", buffer, size), kConfigOk);
     EXPECT_STREQ(buffer, "abcdef");
-    // A key opened for reading cannot write.
-    EXPECT_EQ(SetConfigString(key, "Value", "x", 2), kConfigAccessDenied);
+    EXPECT_EQ(SetConfigString(key, "Value", "x", 2), kConfigAccessDenied) << "a key opened for reading";
+}
+
+TEST_F(ConfigStoreTest, ReadOnlyStoreStillReadsAndRefusesWrites) {
+    ASSERT_EQ(Set(kProductKey, "ProgFilesFolder", "/opt/qn"), kConfigOk);
+    const std::string before = ReadFile(store_.StorePath());
+    const int result = qntest::RunWithReadOnlyFile(store_.Path(), store_.StorePath(), [] {
+        ConfigKey key;
+        if (Query(kProductKey, "ProgFilesFolder") != "/opt/qn") return 1;
+        if (OpenConfigKey(ConfigRoot::LocalMachine, kProductKey, kKeyWrite, key) != kConfigAccessDenied)
+            return 2;
+        return CreateConfigKey(ConfigRoot::LocalMachine, "Software\\New", kKeyAllAccess, key) ==
+                       kConfigAccessDenied
+                   ? 0
+                   : 3;
+    });
+    if (result == -1) GTEST_SKIP() << "cannot make the store read-only for this process";
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(ReadFile(store_.StorePath()), before);
 }
 
 TEST_F(ConfigStoreTest, ConcurrentWritersFromTwoProcessesLoseNothing) {
     constexpr int kWritesPerProcess = 40;
-    const auto writeValues = [&](const char* prefix) {
+    const auto writeValues = [&](const std::string& prefix) {
         for (int i = 0; i < kWritesPerProcess; ++i) {
-            const std::string name = std::string(prefix) + std::to_string(i);
+            const std::string name = prefix + std::to_string(i);
             if (Set(kProductKey, name.c_str(), name) != kConfigOk) return 1;
         }
         return 0;
@@ -149,13 +136,10 @@ TEST_F(ConfigStoreTest, ConcurrentWritersFromTwoProcessesLoseNothing) {
     const int parentResult = writeValues("parent");
     int status = 0;
     waitpid(child, &status, 0);
-    ASSERT_EQ(parentResult, 0);
-    ASSERT_TRUE(WIFEXITED(status));
-    ASSERT_EQ(WEXITSTATUS(status), 0);
+    ASSERT_TRUE(parentResult == 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0);
     for (int i = 0; i < kWritesPerProcess; ++i) {
         for (const std::string prefix : {"child", "parent"}) {
-            const std::string name = prefix + std::to_string(i);
-            EXPECT_EQ(Query(kProductKey, name.c_str()), name);
+            EXPECT_EQ(Query(kProductKey, (prefix + std::to_string(i)).c_str()), prefix + std::to_string(i));
         }
     }
 }

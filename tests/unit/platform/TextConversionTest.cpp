@@ -9,20 +9,16 @@ namespace {
 
 TEST(TextConversionTest, ConvertsToUtf8WhateverTheLocale) {
     std::setlocale(LC_ALL, "C");
-    EXPECT_EQ(Utf16ToAnsi(u"Druckwarteschlange"), "Druckwarteschlange");
-    EXPECT_EQ(Utf16ToAnsi(u"Gr\u00fc\u00dfe"),
+    EXPECT_EQ(Utf16ToAnsi(u"Gr\u00fc\u00dfe \u20ac"),
               "Gr\xc3\xbc\xc3\x9f"
-              "e");
-    EXPECT_EQ(Utf16ToAnsi(u"\u20ac\u65e5"), "\xe2\x82\xac\xe6\x97\xa5");
+              "e \xe2\x82\xac");
     EXPECT_EQ(Utf16ToAnsi(u"\U0001F600"), "\xf0\x9f\x98\x80");  // surrogate pair
     EXPECT_EQ(Utf16ToAnsi(u""), "");
-    // Unpaired surrogates become replacement characters.
-    const char16_t lonelyHigh[] = {u'a', 0xD800, u'b'};
-    const char16_t lonelyLowAtEnd[] = {u'a', 0xDC00};
-    EXPECT_EQ(Utf16ToAnsi(std::u16string_view(lonelyHigh, 3)),
+    // Unpaired surrogates become replacement characters, also at the end.
+    const char16_t lonely[] = {u'a', 0xD800, u'b', 0xDC00};
+    EXPECT_EQ(Utf16ToAnsi(std::u16string_view(lonely, 4)),
               "a\xef\xbf\xbd"
-              "b");
-    EXPECT_EQ(Utf16ToAnsi(std::u16string_view(lonelyLowAtEnd, 2)), "a\xef\xbf\xbd");
+              "b\xef\xbf\xbd");
 }
 
 }  // namespace
