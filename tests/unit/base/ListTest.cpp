@@ -87,28 +87,23 @@ class CountedItem : public CQncBase {
   public:
     explicit CountedItem(int& destroyed) : destroyed_(destroyed) {}
     ~CountedItem() override { ++destroyed_; }
-
-  private:
     int& destroyed_;
 };
 
 TEST(ListTest, ItemsAreDestroyedOnlyWhenTheListOwnsThem) {
     int destroyed = 0;
+    CountedItem kept(destroyed);
     {
         CQncList owning;
         owning.Add(new CountedItem(destroyed), 1);
         owning.Clear();
         EXPECT_EQ(owning.GetTail(), nullptr);
         owning.Add(new CountedItem(destroyed), 1);
-    }
-    EXPECT_EQ(destroyed, 2);  // by Clear and by the destructor
-    CountedItem kept(destroyed);
-    {
         CQncList borrowing;
         borrowing.ownsItems = 0;
         borrowing.Add(&kept, 1);
     }
-    EXPECT_EQ(destroyed, 2);
+    EXPECT_EQ(destroyed, 2);  // by Clear and by the owning list's destructor
 }
 
 }  // namespace

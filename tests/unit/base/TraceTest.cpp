@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <thread>
@@ -39,20 +40,19 @@ class TraceTest : public ::testing::Test {
     CQncBase traced_{"Traced"};
 };
 
-TEST_F(TraceTest, LineIsTimeBlankMessageWithBreaksEscaped) {
+// A line is the time, a blank and the message with its breaks escaped; a banner (which needs no file bit)
+// keeps them.
+TEST_F(TraceTest, LineIsTimeBlankMessageWithBreaksEscapedExceptInBanners) {
     traced_.Trace(kTraceToFile, "Calling %s (%d).\n", "CQnWSMan::WinRMGetDomain", 7);
     traced_.Trace(kTraceToFile, "a\r\nb\rc\nd\r\n\r\n");
     traced_.Trace(kTraceToFile, "%s", "100% done");
+    traced_.Trace(kTraceBanner, "----\r\nModule: [%s]\r\n----\r", "qnsnwsm.dll");
+    traced_.TraceSized(kTraceBanner, 100, "a\r\nb\n");  // the sized form keeps the text as it is
     EXPECT_EQ(ReadFile(traceFile_),
               "[01:02:03] Calling CQnWSMan::WinRMGetDomain (7).\n"
               "[01:02:03] a <CRLF> b <CR> c <LF> d\n"
-              "[01:02:03] 100% done\n");
-}
-
-TEST_F(TraceTest, BannerKeepsItsBreaksAndNeedsNoFileBit) {
-    traced_.Trace(kTraceBanner, "----\r\nModule: [%s]\r\n----\r", "qnsnwsm.dll");
-    traced_.TraceSized(kTraceBanner, 100, "a\r\nb\n");  // the sized form keeps the text as it is
-    EXPECT_EQ(ReadFile(traceFile_), "[01:02:03] ----\nModule: [qnsnwsm.dll]\n----\r\n[01:02:03] a\r\nb\n\n");
+              "[01:02:03] 100% done\n"
+              "[01:02:03] ----\nModule: [qnsnwsm.dll]\n----\r\n[01:02:03] a\r\nb\n\n");
 }
 
 TEST_F(TraceTest, NothingIsWrittenWithoutPathOrLevelAndADeletedFileComesBack) {
@@ -81,13 +81,14 @@ TEST_F(TraceTest, SizedTraceTakesLongMessagesAndAssertsOnTinyBounds) {
     EXPECT_EQ(ReadFile(traceFile_), "[01:02:03] " + std::string(25000, 'y') + "\n");
 
     traced_.TraceSized(kTraceToFile, 8, "short\nline");
+    SetAssertFilePath(folder_.File("qndebug/assert.txt").c_str());
+    traced_.TraceSized(kTraceToFile, 8, "x");  // no folder, no file, no fuss
     SetAssertFilePath(nullptr);
     EXPECT_NE(ReadFile(traceFile_).find("[01:02:03] short <LF> line\n"), std::string::npos);
-    const std::string assertion = ReadFile(assertFile);
-    EXPECT_NE(assertion.find("] QUILLON ASSERTION FAILURE, MODULE: [base_tests], FILE: "
-                             "[..\\..\\common\\VisualC\\Source\\QncBase]; LINE: 582\n"),
-              std::string::npos)
-        << assertion;
+    EXPECT_EQ(ReadFile(assertFile),
+              "[01:02:03] QUILLON ASSERTION FAILURE, MODULE: [base_tests], FILE: "
+              "[..\\..\\common\\VisualC\\Source\\QncBase]; LINE: 582\n");
+    EXPECT_FALSE(std::filesystem::exists(folder_.File("qndebug")));
 }
 
 TEST_F(TraceTest, ObjectsAndThreadsSharingAFileWriteWholeLines) {
