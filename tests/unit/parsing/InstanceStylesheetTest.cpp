@@ -120,21 +120,6 @@ TEST_F(InstanceStylesheetTest, MethodOutputWithAnArray) {
     EXPECT_EQ(std::count(names.begin(), names.end(), ','), 25);
 }
 
-TEST_F(InstanceStylesheetTest, ProjectionFragmentHasNoClassLine) {
-    const std::string fragment =
-        R"(<w:XmlFragment xmlns:w="http://schemas.dmtf.org/wbem/wsman/1/wsman.xsd">)"
-        R"(<Name>Spooler</Name><State>Running</State>)"
-        R"(<InstallDate><Datetime>2020-01-02T03:04:05Z</Datetime></InstallDate>)"
-        R"(<Access xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xsi:nil="true"/>)"
-        R"(<Group><Address>http://schemas.xmlsoap.org/ws/2004/08/addressing/role/anonymous</Address>)"
-        R"(<ReferenceParameters><ResourceURI>http://h/Win32_Group</ResourceURI><SelectorSet>)"
-        R"(<Selector Name="Name">Users</Selector></SelectorSet></ReferenceParameters></Group>)"
-        R"(<__CLASS>Win32_Service</__CLASS></w:XmlFragment>)";
-    EXPECT_EQ(Record(fragment),
-              "Name:=Spooler\r\nState:=Running\r\nInstallDate:=2020-01-02T03:04:05Z\r\nAccess:=\r\n"
-              "Group:=Win32_Group.Name=\"Users\"\r\n__CLASS:=Win32_Service\r\n");
-}
-
 // Line breaks, embedded objects and references all stay on their property's line.
 TEST_F(InstanceStylesheetTest, EveryValueStaysOnOneLine) {
     EXPECT_EQ(Record(Instance("<p:Description>first line&#13;&#10;second\tline\nthird</p:Description>")),

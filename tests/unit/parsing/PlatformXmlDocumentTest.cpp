@@ -1,5 +1,5 @@
 // The platform's XML document on libxml2/libxslt: loading, the defensive parse, transformation and its
-// security policy, and silence. Documents on several threads meet in the stylesheet reload test.
+// security policy, and silence.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -43,7 +43,9 @@ class PlatformXmlDocumentTest : public ::testing::Test {
     ScratchFolder scratch_;
 };
 
-TEST_F(PlatformXmlDocumentTest, LoadsUtf8TextAndNamesTheDocumentElement) {
+// Broken input fails without a word on stderr: the module lives inside a host's process.
+TEST_F(PlatformXmlDocumentTest, LoadsUtf8TextAndFailsSilently) {
+    ::testing::internal::CaptureStderr();
     auto doc = CreateXmlDocument();
     ASSERT_TRUE(doc->LoadText(R"(<p:Win32_Service xmlns:p="urn:c"><p:Name>x</p:Name></p:Win32_Service>)"));
     EXPECT_EQ(doc->DocumentElementName(), "p:Win32_Service");
@@ -61,6 +63,13 @@ TEST_F(PlatformXmlDocumentTest, LoadsUtf8TextAndNamesTheDocumentElement) {
                           kCopyTextStylesheet),
               "[Gr\xC3\xBC\xC3\x9F]");
     EXPECT_FALSE(doc->LoadText("<a>Gr\xFC\xDF</a>"));
+    EXPECT_EQ(Transformed("<a/>",
+                          "<xsl:stylesheet version='1.0' xmlns:xsl='http://www.w3.org/1999/XSL/Transform'>"
+                          "<xsl:template match='/'><xsl:message terminate='yes'>stop</xsl:message>"
+                          "</xsl:template></xsl:stylesheet>"),
+              "<failed>");
+    EXPECT_FALSE(doc->LoadFile(scratch_.File("absent.xsl").c_str()));
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
 }
 
 TEST_F(PlatformXmlDocumentTest, DocumentsWithADtdAreRefusedUnexpanded) {
@@ -85,19 +94,6 @@ TEST_F(PlatformXmlDocumentTest, DocumentsWithADtdAreRefusedUnexpanded) {
     // Stylesheet files get the same treatment.
     auto sheet = CreateXmlDocument();
     EXPECT_FALSE(sheet->LoadFile(scratch_.Write("dtd.xsl", externalEntity).c_str()));
-}
-
-TEST_F(PlatformXmlDocumentTest, NothingIsPrintedForBrokenInput) {
-    ::testing::internal::CaptureStderr();
-    EXPECT_EQ(Transformed("<a><b></a>", kCopyTextStylesheet), "<not loaded>");
-    EXPECT_EQ(Transformed("<a/>",
-                          "<xsl:stylesheet version='1.0' xmlns:xsl='http://www.w3.org/1999/XSL/Transform'>"
-                          "<xsl:template match='/'><xsl:message terminate='yes'>stop</xsl:message>"
-                          "</xsl:template></xsl:stylesheet>"),
-              "<failed>");
-    auto sheet = CreateXmlDocument();
-    EXPECT_FALSE(sheet->LoadFile(scratch_.File("absent.xsl").c_str()));
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
 }
 
 TEST_F(PlatformXmlDocumentTest, TransformationMayNotWriteFiles) {

@@ -69,11 +69,7 @@ TEST_F(StylesheetReloadTest, EveryChangeOfTheFileIsReadAndNothingElse) {
     const fs::path other = WriteSettled("other.xsl", Stylesheet("#"));
     EXPECT_EQ(Transform(other), "a#1");
     EXPECT_EQ(Transform(sheet), "a so 1");
-}
-
-TEST_F(StylesheetReloadTest, BrokenOrVanishedFileFailsAndARepairedOneWorksAgain) {
-    const fs::path sheet = WriteSettled("value.xsl", Stylesheet("="));
-    ASSERT_EQ(Transform(sheet), "a=1");
+    // A broken or vanished file fails; a repaired one works again.
     WriteSettled("value.xsl", "<xsl:stylesheet");
     EXPECT_EQ(Transform(sheet), "failed");
     fs::remove(sheet);
