@@ -1,4 +1,5 @@
-// Files, profiles, the trace log, assertions and locks on their Win32 implementations.
+// Files, the trace log, assertions and locks on their Win32 implementations. (Profile files serve only the
+// event log, which the module never writes.)
 #include <windows.h>
 
 #include <string>
@@ -12,7 +13,6 @@
 #include "platform/CriticalSection.h"
 #include "platform/FileSystem.h"
 #include "platform/ProcessInfo.h"
-#include "platform/ProfileFile.h"
 
 using namespace qn::wintest;
 
@@ -48,21 +48,6 @@ QN_TEST(AssertionAndTraceLinesEndInCrLf) {
     const std::string log = ReadWholeFile(trace);
     QN_CHECK(log.starts_with("[") && log.find("] first\r\n[") != std::string::npos);
     QN_CHECK(log.find("] two <CRLF> parts\r\n") != std::string::npos);
-}
-
-// Wine's WritePrivateProfileSectionA drops lines without "=", so the trace's event-log section (whose lines
-// have none) cannot be checked here; the module itself never writes an event log.
-QN_TEST(ProfileSectionsRoundTripThroughWin32) {
-    const std::string ini = FreshFolder("profile") + "\\events.ini";
-    const std::string section("First=a\0Second=b\0", 17);
-    QN_CHECK(qn::platform::ProfileWriteSection("Log", section.c_str(), ini.c_str()) != 0);
-    QN_CHECK(WriteProfileInt("Init", "NextEntry", 2, ini.c_str()) != 0);
-    QN_CHECK_EQ(qn::platform::ProfileGetInt("Init", "NextEntry", 0, ini.c_str()), 2u);
-    char read[64];
-    QN_CHECK_EQ(std::string(read, qn::platform::ProfileGetSection("Log", read, sizeof read, ini.c_str())),
-                section);
-    QN_CHECK_EQ(DeleteProfileSection(ini.c_str()), 1);
-    QN_CHECK_EQ(qn::platform::ProfileGetSection("Log", read, sizeof read, ini.c_str()), 0u);
 }
 
 QN_TEST(CriticalSectionIsRecursiveAndExclusive) {

@@ -2,38 +2,32 @@
 
 #include <cstdio>
 #include <exception>
+#include <utility>
 #include <vector>
 
 namespace qn::wintest {
 
 namespace {
 
-struct Test {
-    const char* name;
-    TestFunction function;
-};
-
-std::vector<Test>& Tests() {
-    static std::vector<Test> tests;
+std::vector<std::pair<const char*, TestFunction>>& Tests() {
+    static std::vector<std::pair<const char*, TestFunction>> tests;
     return tests;
 }
 
-struct Current {
-    int checks = 0;
-    int failures = 0;
-};
-Current g_current;
+int g_checks = 0;
+int g_failures = 0;
 
 }  // namespace
 
-Registrar::Registrar(const char* name, TestFunction function) {
-    Tests().push_back({name, function});
+bool Register(const char* name, TestFunction function) {
+    Tests().emplace_back(name, function);
+    return true;
 }
 
 void Record(bool passed, const char* expression, const std::string& detail, const char* file, int line) {
-    ++g_current.checks;
+    ++g_checks;
     if (passed) return;
-    ++g_current.failures;
+    ++g_failures;
     std::printf("  %s:%d: check failed: %s%s%s\n", file, line, expression, detail.empty() ? "" : "\n    ",
                 detail.c_str());
 }
@@ -42,20 +36,20 @@ int RunAll(int argc, char** argv) {
     const std::string_view filter = argc > 1 ? argv[1] : "";
     int passed = 0;
     int failed = 0;
-    for (const Test& test : Tests()) {
-        if (!std::string_view(test.name).starts_with(filter)) continue;
-        g_current = {};
+    for (const auto& [name, function] : Tests()) {
+        if (!std::string_view(name).starts_with(filter)) continue;
+        g_checks = g_failures = 0;
         std::string problem;
         try {
-            test.function();
+            function();
         } catch (const std::exception& error) {
             problem = std::string("threw: ") + error.what();
         } catch (...) {
             problem = "threw a non-standard exception";
         }
-        if (problem.empty() && g_current.checks == 0) problem = "checked nothing";
-        const bool ok = problem.empty() && g_current.failures == 0;
-        std::printf("[%s] %s%s%s\n", ok ? "PASS" : "FAIL", test.name, problem.empty() ? "" : ": ",
+        if (problem.empty() && g_checks == 0) problem = "checked nothing";
+        const bool ok = problem.empty() && g_failures == 0;
+        std::printf("[%s] %s%s%s\n", ok ? "PASS" : "FAIL", name, problem.empty() ? "" : ": ",
                     problem.c_str());
         ok ? ++passed : ++failed;
         std::fflush(stdout);

@@ -3,7 +3,6 @@
 // checks nothing. The last line of output is "N passed, N failed".
 #pragma once
 
-#include <cstdint>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -12,37 +11,26 @@
 namespace qn::wintest {
 
 using TestFunction = void (*)();
-
-struct Registrar {
-    Registrar(const char* name, TestFunction function);
-};
+bool Register(const char* name, TestFunction function);
 
 // Records one check; `detail` explains a failure.
 void Record(bool passed, const char* expression, const std::string& detail, const char* file, int line);
 
-template <typename Value>
-std::string Show(const Value& value) {
-    std::ostringstream text;
-    if constexpr (std::is_convertible_v<Value, std::string_view>) {
-        text << '"' << std::string_view(value) << '"';
-    } else if constexpr (std::is_integral_v<Value>) {
-        text << value << " (0x" << std::hex << static_cast<std::uint64_t>(value) << ')';
-    } else {
-        text << value;
-    }
-    return text.str();
-}
-
 template <typename Left, typename Right>
 void RecordEqual(const Left& left, const Right& right, const char* expression, const char* file, int line) {
+    constexpr bool texts =
+        std::is_convertible_v<Left, std::string_view> && std::is_convertible_v<Right, std::string_view>;
     bool equal = false;
-    if constexpr (std::is_convertible_v<Left, std::string_view> &&
-                  std::is_convertible_v<Right, std::string_view>) {
+    if constexpr (texts) {
         equal = std::string_view(left) == std::string_view(right);
     } else {
         equal = left == right;
     }
-    Record(equal, expression, equal ? std::string() : Show(left) + " != " + Show(right), file, line);
+    std::ostringstream detail;
+    if (!equal)
+        detail << (texts ? "\"" : "") << left << (texts ? "\" != \"" : " != ") << right
+               << (texts ? "\"" : "");
+    Record(equal, expression, detail.str(), file, line);
 }
 
 // Runs every registered test, or those whose name starts with argv[1]; returns the number of failures.
@@ -50,9 +38,9 @@ int RunAll(int argc, char** argv);
 
 }  // namespace qn::wintest
 
-#define QN_TEST(name)                                                  \
-    static void name();                                                \
-    static const qn::wintest::Registrar name##Registrar(#name, &name); \
+#define QN_TEST(name)                                                                          \
+    static void name();                                                                        \
+    [[maybe_unused]] static const bool name##Registered = qn::wintest::Register(#name, &name); \
     static void name()
 
 #define QN_CHECK(expression) \

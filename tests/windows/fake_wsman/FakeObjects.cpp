@@ -11,6 +11,7 @@
 
 #include <wsmandisp.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <fstream>
 #include <new>
@@ -21,8 +22,6 @@
 #include <vector>
 
 namespace fake_wsman {
-
-std::atomic<long> g_serverReferences{0};
 
 namespace {
 
@@ -72,8 +71,8 @@ BSTR Widen(const std::string& text) {
 template <typename Interface>
 class DispatchObject : public Interface {
   public:
-    DispatchObject() { ++g_serverReferences; }
-    virtual ~DispatchObject() { --g_serverReferences; }
+    DispatchObject() = default;
+    virtual ~DispatchObject() = default;
     DispatchObject(const DispatchObject&) = delete;
     DispatchObject& operator=(const DispatchObject&) = delete;
 

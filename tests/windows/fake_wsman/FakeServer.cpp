@@ -27,10 +27,7 @@ class ClassFactory final : public IClassFactory {
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
         return outer != nullptr ? CLASS_E_NOAGGREGATION : fake_wsman::CreateFakeWsman(iid, object);
     }
-    HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override {
-        lock ? ++fake_wsman::g_serverReferences : --fake_wsman::g_serverReferences;
-        return S_OK;
-    }
+    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
 };
 
 ClassFactory g_factory;
@@ -55,8 +52,9 @@ extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE
     return g_factory.QueryInterface(iid, object);
 }
 
+// Stays loaded for the life of the test process.
 extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE DllCanUnloadNow() {
-    return fake_wsman::g_serverReferences.load() == 0 ? S_OK : S_FALSE;
+    return S_FALSE;
 }
 
 extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE DllRegisterServer() {
