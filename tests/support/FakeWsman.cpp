@@ -72,10 +72,8 @@ class FakeSession final : public qn::platform::WsmanSession {
             response = found->second.second;
             return found->second.first;
         }
-        response = !g_script.invokeResponse.empty()
-                       ? g_script.invokeResponse
-                       : "<p:" + action + "_OUTPUT xmlns:p=\"urn:x\"><p:ReturnValue>0" +
-                             "</p:ReturnValue></p:" + action + "_OUTPUT>";
+        response = "<p:" + action +
+                   "_OUTPUT xmlns:p=\"urn:x\"><p:ReturnValue>0</p:ReturnValue></p:" + action + "_OUTPUT>";
         return g_script.invokeResult;
     }
 };
@@ -87,12 +85,11 @@ class FakeWsman final : public qn::platform::Wsman {
         return g_script.optionsResult;
     }
     HResult CreateSession(const std::string& connection, std::int32_t flags,
-                          qn::platform::WsmanConnectionOptions* options,
+                          qn::platform::WsmanConnectionOptions*,
                           std::unique_ptr<qn::platform::WsmanSession>& session) override {
         ++g_script.sessionCalls;
         g_script.connection = connection;
         g_script.sessionFlags = flags;
-        g_script.optionsPassed = options != nullptr;
         if (qn::platform::Failed(g_script.sessionResult)) return g_script.sessionResult;
         if (!g_script.sessionNull) session = std::make_unique<FakeSession>();
         return g_script.sessionResult;

@@ -45,18 +45,15 @@ struct FakeWsmanScript {
     EnumerationReply defaultEnumeration;
     // Replies by WQL text, in turn; the last one repeats.
     std::map<std::string, std::deque<EnumerationReply>> enumerationsByFilter;
-    // Invoke replies by action; other actions get invokeResult and invokeResponse, or, when that is empty,
-    // an output with ReturnValue 0.
+    // Invoke replies by action; other actions get invokeResult and an output with ReturnValue 0.
     std::map<std::string, std::pair<HResult, std::string>> invokeReplies;
     HResult invokeResult = qn::platform::kOk;
-    std::string invokeResponse;
 
     // What the module asked for.
     int createCalls = 0;
     int sessionCalls = 0;
     std::string connection;
     std::int32_t sessionFlags = 0;
-    bool optionsPassed = false;
     bool userNameSet = false;
     bool passwordSet = false;
     std::string userName;

@@ -8,12 +8,14 @@
 namespace qntest {
 namespace {
 
+constexpr int kServiceCount = 40;
+
 std::string TwoDigits(int i) {
     return (i < 10 ? "0" : "") + std::to_string(i);
 }
 
-}  // namespace
-
+// root/cimv2 with the validation class, kServiceCount services, memory counters and five processes, and an
+// empty root/WebAdministration.
 std::unique_ptr<CannedComputer> SmallComputer() {
     auto computer =
         std::make_unique<CannedComputer>(std::vector<std::string>{"root/cimv2", "root/WebAdministration"});
@@ -33,6 +35,8 @@ std::unique_ptr<CannedComputer> SmallComputer() {
     }
     return computer;
 }
+
+}  // namespace
 
 std::string ExpectedServiceList() {
     std::string list;
@@ -94,12 +98,12 @@ bool Bench::StartSim(const SimSetup& setup, std::string& error) {
     if (!setup.profile.empty()) {
         options.profile = setup.profile;
         server_ = qnsim::StartSimServer(options, error);
-        return server_ != nullptr;
+    } else {
+        auto computer = SmallComputer();
+        CannedComputer* canned = computer.get();
+        server_ = qnsim::StartSimServer(options, std::move(computer), error);
+        if (server_) computer_ = canned;
     }
-    auto computer = SmallComputer();
-    computer_ = computer.get();
-    server_ = qnsim::StartSimServer(options, std::move(computer), error);
-    if (!server_) computer_ = nullptr;
     return server_ != nullptr;
 }
 
@@ -123,8 +127,7 @@ std::uint32_t Bench::ServiceList(std::string& list) {
 }
 
 std::uint32_t Bench::Memory(std::uint32_t& availableMB) {
-    std::uint32_t committed = 0;
-    std::uint32_t pages = 0;
+    std::uint32_t committed = 0, pages = 0;
     return WSManGetMemory(handle_, &availableMB, &committed, &pages, error_, sizeof error_);
 }
 

@@ -16,12 +16,8 @@ namespace qntest {
 
 inline constexpr const char* kUser = "PC1\\monitor";
 inline constexpr const char* kPassword = "Corr3ct-Horse";
-inline constexpr int kServiceCount = 40;
 
-// root/cimv2 with the validation class, kServiceCount services, memory counters and five processes, and an
-// empty root/WebAdministration.
-std::unique_ptr<CannedComputer> SmallComputer();
-// What WSManGetServiceList yields for it.
+// What WSManGetServiceList yields for the small computer the bench simulates unless given a profile.
 std::string ExpectedServiceList();
 
 // The text the module reports for a WinRM failure code.
@@ -40,7 +36,7 @@ struct SimSetup {
     std::uint32_t maxItemsInEnumerateResponse = 0;  // 0: the simulator's default
     bool https = false;
     std::string certFile = {}, keyFile = {};
-    std::string profile = {};  // a bundled computer instead of SmallComputer()
+    std::string profile = {};  // a bundled computer instead of the small one
 };
 
 // The client settings are read when the handle is made, so they are fixed per bench.

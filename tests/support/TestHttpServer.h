@@ -9,7 +9,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -34,8 +33,7 @@ struct HttpReply {
 };
 
 struct ConnectionState {
-    int requests = 0;
-    std::shared_ptr<void> data;  // handler-defined
+    int requests = 0;  // so far on this connection, this one included
 };
 
 using Handler = std::function<HttpReply(const HttpRequest&, ConnectionState&)>;
@@ -54,7 +52,6 @@ class TestHttpServer {
     TestHttpServer& operator=(const TestHttpServer&) = delete;
 
     std::uint16_t Port() const { return port_; }
-    int Connections() const { return connections_; }
 
   private:
     void Serve();
@@ -65,7 +62,6 @@ class TestHttpServer {
     int listener_ = -1;
     std::uint16_t port_ = 0;
     std::atomic<bool> stopping_{false};
-    std::atomic<int> connections_{0};
     std::atomic<int> current_{-1};
     std::thread thread_;
 };
