@@ -12,52 +12,41 @@
 namespace qn::e2e {
 namespace {
 
+// The first failure of one thread's handle; empty when every call succeeded.
+std::string RunHandle(const qntest::Bench& bench, int thread) {
+    QNSNWSM_HANDLE handle = nullptr;
+    const std::string trace = bench.Scratch().File("trace-" + std::to_string(thread) + ".log");
+    if (WSManInitialize("many", trace.c_str(), &handle) != QNSNWSM_OK) return "initialize";
+    std::string failure;
+    char text[1 << 16], err[512];
+    if (WSManConnectToComputer(handle, "127.0.0.1", qntest::kUser, qntest::kPassword, "root/cimv2",
+                               bench.SimPort(), 0, 0, err, sizeof err) != QNSNWSM_OK)
+        failure = std::string("connect: ") + err;
+    for (int round = 0; round < 3 && failure.empty(); ++round) {
+        std::uint32_t role = 0, available = 0, committed = 0, pages = 0;
+        if (WSManGetDomain(handle, text, sizeof text, err, sizeof err, &role) != QNSNWSM_OK || role != 1)
+            failure = std::string("domain: ") + err;
+        else if (WSManGetMemory(handle, &available, &committed, &pages, err, sizeof err) != QNSNWSM_OK ||
+                 available == 0)
+            failure = std::string("memory: ") + err;
+        else if (WSManGetServiceList(handle, text, sizeof text, err, sizeof err) != QNSNWSM_OK ||
+                 std::string(text).find("Spooler") == std::string::npos)
+            failure = std::string("services: ") + err;
+    }
+    WSManDisconnectComputer(handle);
+    WSManShutdown(handle);
+    return failure;
+}
+
 TEST(ManyHandlesTest, IndependentHandlesOnSeparateThreadsAllSucceed) {
     qntest::Bench bench(qntest::Transport::SealedNtlm);
     std::string error;
     ASSERT_TRUE(bench.StartSim({.profile = "workstation"}, error)) << error;
-
-    constexpr int kThreads = 8;
-    constexpr int kRounds = 3;
-    std::vector<std::string> firstErrors(kThreads);
+    std::vector<std::string> failures(8);
     std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([&, t] {
-            QNSNWSM_HANDLE handle = nullptr;
-            const std::string trace = bench.Scratch().File("trace-" + std::to_string(t) + ".log");
-            if (WSManInitialize("many", trace.c_str(), &handle) != QNSNWSM_OK) {
-                firstErrors[t] = "initialize";
-                return;
-            }
-            char text[1 << 16];
-            char err[512];
-            auto fail = [&](const char* what) {
-                if (firstErrors[t].empty()) firstErrors[t] = std::string(what) + ": " + err;
-            };
-            if (WSManConnectToComputer(handle, "127.0.0.1", qntest::kUser, qntest::kPassword, "root/cimv2",
-                                       bench.SimPort(), 0, 0, err, sizeof err) != QNSNWSM_OK) {
-                fail("connect");
-            } else {
-                for (int round = 0; round < kRounds; ++round) {
-                    std::uint32_t role = 0, available = 0, committed = 0, pages = 0;
-                    if (WSManGetDomain(handle, text, sizeof text, err, sizeof err, &role) != QNSNWSM_OK ||
-                        role != 1)
-                        fail("domain");
-                    if (WSManGetMemory(handle, &available, &committed, &pages, err, sizeof err) !=
-                            QNSNWSM_OK ||
-                        available == 0)
-                        fail("memory");
-                    if (WSManGetServiceList(handle, text, sizeof text, err, sizeof err) != QNSNWSM_OK ||
-                        std::string(text).find("Spooler") == std::string::npos)
-                        fail("services");
-                }
-                WSManDisconnectComputer(handle);
-            }
-            WSManShutdown(handle);
-        });
-    }
+    for (int t = 0; t < 8; ++t) threads.emplace_back([&, t] { failures[t] = RunHandle(bench, t); });
     for (std::thread& thread : threads) thread.join();
-    for (int t = 0; t < kThreads; ++t) EXPECT_EQ(firstErrors[t], "") << "thread " << t;
+    for (int t = 0; t < 8; ++t) EXPECT_EQ(failures[t], "") << "thread " << t;
 }
 
 }  // namespace
