@@ -3,11 +3,12 @@
 // break the handle (the suite runs under AddressSanitizer and UBSan in CI).
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <cstring>
 #include <functional>
 #include <string>
+#include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include "ReliabilitySupport.h"
@@ -20,26 +21,22 @@ struct Outputs {
     static constexpr std::size_t kBlock = 16;
     static constexpr char kFill = 'Z';
 
-    explicit Outputs(std::uint32_t bufferSize, bool withNumbers) : size(bufferSize), numbers(withNumbers) {
+    Outputs(std::uint32_t bufferSize, bool withNumbers) : size(bufferSize), numbers(withNumbers) {
         for (auto& block : blocks) block.fill(kFill);
         values.fill(0xA5A5A5A5u);
     }
-    char* Text(int i) { return blocks[static_cast<std::size_t>(i)].data(); }
-    std::uint32_t* Number(int i) {
-        numbersHandedOut = std::max(numbersHandedOut, static_cast<std::size_t>(i) + 1);
-        return numbers ? &values[static_cast<std::size_t>(i)] : nullptr;
-    }
+    char* Text() { return blocks.at(texts++).data(); }
+    std::uint32_t* Number() { return numbers ? &values.at(numbersHandedOut++) : nullptr; }
 
-    // The buffer rule: nothing written with size 0; with size n, exactly the first n bytes are the text
-    // (NUL-terminated within them) and nothing after.
+    // The buffer rule: nothing written with size 0; with size n, the text is NUL-terminated within the first
+    // n bytes and nothing after them is touched.
     void ExpectBuffersRespected(const std::string& name) const {
-        for (std::size_t b = 0; b < blocks.size(); ++b) {
+        for (std::size_t b = 0; b < texts; ++b) {
             const auto& block = blocks[b];
             if (size == 0) {
                 EXPECT_EQ(block[0], kFill) << name << " wrote into buffer " << b << " of size 0";
                 continue;
             }
-            if (block[0] == kFill) continue;  // not a buffer of this export
             EXPECT_NE(std::memchr(block.data(), '\0', size), nullptr) << name << " buffer " << b;
             for (std::size_t i = size; i < kBlock; ++i)
                 EXPECT_EQ(block[i], kFill) << name << " wrote past buffer " << b << " at " << i;
@@ -50,157 +47,93 @@ struct Outputs {
     bool numbers;
     std::array<std::array<char, kBlock>, 5> blocks{};
     std::array<std::uint32_t, 8> values{};
+    std::size_t texts = 0;
     std::size_t numbersHandedOut = 0;
 };
+
+// One argument of an export by its type: the text under test, the next buffer or number, and the buffer
+// size for every other number (sizes, and the few counts and durations a host passes in).
+template <typename T>
+T Argument(const char* text, Outputs& outputs) {
+    if constexpr (std::is_same_v<T, const char*>) {
+        return text;
+    } else if constexpr (std::is_same_v<T, char*>) {
+        return outputs.Text();
+    } else if constexpr (std::is_same_v<T, std::uint32_t*>) {
+        return outputs.Number();
+    } else {
+        return outputs.size;
+    }
+}
 
 struct Export {
     const char* name;
     bool listFamily;     // writes "Handle is a NULL pointer" for a NULL handle
     bool zeroesNumbers;  // every number output is zeroed on entry; else the check sets them itself
     std::function<std::uint32_t(QNSNWSM_HANDLE, const char*, Outputs&)> call;
+
+    template <typename... Args>
+    Export(const char* exportName, std::uint32_t (*function)(QNSNWSM_HANDLE, Args...), bool list = false,
+           bool zeroes = true)
+        : name(exportName), listFamily(list), zeroesNumbers(zeroes) {
+        call = [function](QNSNWSM_HANDLE handle, const char* text, Outputs& outputs) {
+            // A braced list evaluates in order, so the buffers are handed out left to right.
+            std::tuple<QNSNWSM_HANDLE, Args...> arguments{handle, Argument<Args>(text, outputs)...};
+            return std::apply(function, arguments);
+        };
+    }
 };
 
-// The 30 checks and actions; `text` goes into every text argument.
-std::vector<Export> Checks() {
-    using H = QNSNWSM_HANDLE;
-    using O = Outputs;
-    return {
-        {"WSManGetDomain", false, true,
-         [](H h, const char*, O& o) {
-             return WSManGetDomain(h, o.Text(0), o.size, o.Text(1), o.size, o.Number(0));
-         }},
-        {"WSManGetCpuUsage", false, true,
-         [](H h, const char* t, O& o) {
-             return WSManGetCpuUsage(h, t, 0, 0, o.Number(0), o.Text(0), o.size);
-         }},
-        {"WSManGetDisksState", false, true,
-         [](H h, const char*, O& o) {
-             return WSManGetDisksState(h, o.Number(0), o.Text(0), o.Text(1), o.Text(2), o.size, o.Text(3),
-                                       o.size);
-         }},
-        {"WSManGetLogicalDiskSpace", false, true,
-         [](H h, const char* t, O& o) {
-             return WSManGetLogicalDiskSpace(h, t, o.Number(0), o.Number(1), o.Number(2), o.Number(3),
-                                             o.Text(0), o.size);
-         }},
-        {"WSManGetMemory", false, true,
-         [](H h, const char*, O& o) {
-             return WSManGetMemory(h, o.Number(0), o.Number(1), o.Number(2), o.Text(0), o.size);
-         }},
-        {"WSManGetPrinterList", false, true,
-         [](H h, const char*, O& o) { return WSManGetPrinterList(h, o.Text(0), o.size, o.Text(1), o.size); }},
-        {"WSManGetPrinterState", false, true,
-         [](H h, const char* t, O& o) {
-             return WSManGetPrinterState(h, t, o.Number(0), o.Number(1), o.Number(2), o.Number(3), o.Text(0),
-                                         o.size);
-         }},
-        {"WSManGetProcessList", false, true,
-         [](H h, const char*, O& o) { return WSManGetProcessList(h, o.Text(0), o.size, o.Text(1), o.size); }},
-        {"WSManGetProcessState", false, true,
-         [](H h, const char* t, O& o) { return WSManGetProcessState(h, t, o.Number(0), o.Text(0), o.size); }},
-        {"WSManGetProcessCpuMemHandles", false, true,
-         [](H h, const char* t, O& o) {
-             return WSManGetProcessCpuMemHandles(h, t, t, 0, 0, 0, 0, 0, 0, o.Number(0), o.Text(0), o.size,
-                                                 o.Number(1), o.Number(2), o.Number(3), o.Text(1), o.size);
-         }},
-        {"WSManGetApplicationPoolList", false, true,
-         [](H h, const char*, O& o) {
-             return WSManGetApplicationPoolList(h, o.Text(0), o.size, o.Text(1), o.size);
-         }},
-        {"WSManGetApplicationPoolState", false, false,
-         [](H h, const char* t, O& o) {
-             return WSManGetApplicationPoolState(h, t, o.Number(0), o.Text(0), o.size, o.Text(1), o.size);
-         }},
-        {"WSManGetMsMqList", false, true,
-         [](H h, const char*, O& o) { return WSManGetMsMqList(h, o.Text(0), o.size, o.Text(1), o.size); }},
-        {"WSManGetMsMqLength", false, false,
-         [](H h, const char* t, O& o) {
-             return WSManGetMsMqLength(h, t, o.Number(0), o.Number(1), o.Number(2), o.Text(0), o.size);
-         }},
-        {"WSManGetServiceList", false, true,
-         [](H h, const char*, O& o) { return WSManGetServiceList(h, o.Text(0), o.size, o.Text(1), o.size); }},
-        {"WSManGetServiceState", false, true,
-         [](H h, const char* t, O& o) {
-             return WSManGetServiceState(h, t, o.Text(0), o.size, o.Text(1), o.size, o.Number(0), o.Text(2),
-                                         o.size, o.Text(3), o.size, o.Text(4), o.size);
-         }},
-        {"WSManGetShareState", false, true,
-         [](H h, const char* t, O& o) {
-             return WSManGetShareState(h, t, o.Number(0), o.Text(0), o.size, o.Text(1), o.size);
-         }},
-        {"WSManGetTerminalServerSessions", false, true,
-         [](H h, const char*, O& o) {
-             return WSManGetTerminalServerSessions(h, o.Number(0), o.Number(1), o.Number(2), o.Text(0),
-                                                   o.size);
-         }},
-        {"WSManGetWmiCounterData", false, true,
-         [](H h, const char* t, O& o) {
-             return WSManGetWmiCounterData(h, t, t, t, o.Number(0), o.Text(0), o.size, o.Text(1), o.size);
-         }},
-        {"WSManGetRemovableDrives", false, true,
-         [](H h, const char*, O& o) {
-             return WSManGetRemovableDrives(h, o.Text(0), o.size, o.Text(1), o.size);
-         }},
-        {"WSManGetWinUserAccountList", true, true,
-         [](H h, const char*, O& o) {
-             return WSManGetWinUserAccountList(h, o.Text(0), o.size, o.Text(1), o.size);
-         }},
-        {"WSManGetWinGroupList", true, true,
-         [](H h, const char*, O& o) {
-             return WSManGetWinGroupList(h, o.Text(0), o.size, o.Text(1), o.size);
-         }},
-        {"WSManGetWinGroupMemberList", true, true,
-         [](H h, const char* t, O& o) {
-             return WSManGetWinGroupMemberList(h, t, t, o.Text(0), o.size, o.Text(1), o.size);
-         }},
-        {"WSManGetNICList", false, true,
-         [](H h, const char*, O& o) { return WSManGetNICList(h, o.Text(0), o.size, o.Text(1), o.size); }},
-        {"WSManGetNICTrafficValues", false, false,
-         [](H h, const char* t, O& o) {
-             return WSManGetNICTrafficValues(h, t, o.Number(0), o.Number(1), o.Number(2), o.Number(3),
-                                             o.Text(0), o.size);
-         }},
-        {"WSManRestartService", false, true,
-         [](H h, const char* t, O& o) { return WSManRestartService(h, t, o.Text(0), o.size); }},
-        {"WSManRebootComputer", false, true,
-         [](H h, const char*, O& o) { return WSManRebootComputer(h, o.Text(0), o.size); }},
-        {"WSManCollectClasses", true, true,
-         [](H h, const char*, O& o) { return WSManCollectClasses(h, o.Text(0), o.size, o.Text(1), o.size); }},
-        {"WSManCollectInstances", true, true,
-         [](H h, const char* t, O& o) {
-             return WSManCollectInstances(h, t, o.Text(0), o.size, o.Text(1), o.size);
-         }},
-        {"WSManCollectProperties", true, true,
-         [](H h, const char* t, O& o) {
-             return WSManCollectProperties(h, t, o.Text(0), o.size, o.Text(1), o.size);
-         }},
+// The 30 checks and actions.
+const std::vector<Export>& Checks() {
+    static const std::vector<Export> checks = {
+        {"WSManGetDomain", WSManGetDomain},
+        {"WSManGetCpuUsage", WSManGetCpuUsage},
+        {"WSManGetDisksState", WSManGetDisksState},
+        {"WSManGetLogicalDiskSpace", WSManGetLogicalDiskSpace},
+        {"WSManGetMemory", WSManGetMemory},
+        {"WSManGetPrinterList", WSManGetPrinterList},
+        {"WSManGetPrinterState", WSManGetPrinterState},
+        {"WSManGetProcessList", WSManGetProcessList},
+        {"WSManGetProcessState", WSManGetProcessState},
+        {"WSManGetProcessCpuMemHandles", WSManGetProcessCpuMemHandles},
+        {"WSManGetApplicationPoolList", WSManGetApplicationPoolList},
+        {"WSManGetApplicationPoolState", WSManGetApplicationPoolState, false, false},
+        {"WSManGetMsMqList", WSManGetMsMqList},
+        {"WSManGetMsMqLength", WSManGetMsMqLength, false, false},
+        {"WSManGetServiceList", WSManGetServiceList},
+        {"WSManGetServiceState", WSManGetServiceState},
+        {"WSManGetShareState", WSManGetShareState},
+        {"WSManGetTerminalServerSessions", WSManGetTerminalServerSessions},
+        {"WSManGetWmiCounterData", WSManGetWmiCounterData},
+        {"WSManGetRemovableDrives", WSManGetRemovableDrives},
+        {"WSManGetWinUserAccountList", WSManGetWinUserAccountList, true},
+        {"WSManGetWinGroupList", WSManGetWinGroupList, true},
+        {"WSManGetWinGroupMemberList", WSManGetWinGroupMemberList, true},
+        {"WSManGetNICList", WSManGetNICList},
+        {"WSManGetNICTrafficValues", WSManGetNICTrafficValues, false, false},
+        {"WSManRestartService", WSManRestartService},
+        {"WSManRebootComputer", WSManRebootComputer},
+        {"WSManCollectClasses", WSManCollectClasses, true},
+        {"WSManCollectInstances", WSManCollectInstances, true},
+        {"WSManCollectProperties", WSManCollectProperties, true},
     };
-}
-
-// The error buffer of each export is its last text buffer.
-int ErrorBufferIndex(const Outputs& outputs) {
-    int last = -1;
-    for (int i = 0; i < static_cast<int>(outputs.blocks.size()); ++i)
-        if (outputs.blocks[static_cast<std::size_t>(i)][0] != Outputs::kFill) last = i;
-    return last;
+    return checks;
 }
 
 TEST(HostileInputTest, NullHandleFailsEveryCheckWithItsBuffersZeroed) {
-    ASSERT_EQ(Checks().size(), 30u);
     for (const Export& check : Checks()) {
         SCOPED_TRACE(check.name);
         Outputs outputs(Outputs::kBlock, true);
         EXPECT_EQ(check.call(nullptr, "x", outputs), QNSNWSM_FAILURE);
-        const int error = ErrorBufferIndex(outputs);
-        ASSERT_GE(error, 0);
-        for (int b = 0; b <= error; ++b) {
-            const char* text = outputs.Text(b);
-            if (check.listFamily && b == error) {
-                EXPECT_EQ(std::string(text),
-                          std::string("Handle is a NULL pointer").substr(0, Outputs::kBlock - 1));
+        // The last buffer is the error text.
+        for (std::size_t b = 0; b < outputs.texts; ++b) {
+            const std::string text(outputs.blocks[b].data(), Outputs::kBlock);
+            if (check.listFamily && b + 1 == outputs.texts) {
+                EXPECT_EQ(text,
+                          std::string("Handle is a NULL pointer").substr(0, Outputs::kBlock - 1) + '\0');
             } else {
-                EXPECT_EQ(std::string(text, Outputs::kBlock), std::string(Outputs::kBlock, '\0'))
-                    << "buffer " << b;
+                EXPECT_EQ(text, std::string(Outputs::kBlock, '\0')) << "buffer " << b;
             }
         }
         // Numbers the check itself sets are left as they were.
@@ -242,10 +175,15 @@ class ConnectedHostileInputTest : public ::testing::Test {
         ASSERT_TRUE(bench_.StartSim({}, error)) << error;
         ASSERT_EQ(bench_.ConnectToSim(), QNSNWSM_OK) << bench_.ErrorText();
     }
-    void ExpectHandleWorks() {
+    void TearDown() override {
         std::string list;
-        EXPECT_EQ(bench_.ServiceList(list), QNSNWSM_OK) << bench_.ErrorText();
+        EXPECT_EQ(bench_.ServiceList(list), QNSNWSM_OK) << "the handle broke: " << bench_.ErrorText();
         EXPECT_EQ(list, ExpectedServiceList());
+    }
+    std::uint32_t Connect(const char* computer, const char* user, const char* password,
+                          const char* wmiNamespace, char* error, std::uint32_t errorSize) {
+        return WSManConnectToComputer(bench_.Handle(), computer, user, password, wmiNamespace,
+                                      bench_.SimPort(), 0, 0, error, errorSize);
     }
     Bench bench_;
 };
@@ -254,41 +192,32 @@ TEST_F(ConnectedHostileInputTest, ConnectWithNullEmptyAndHugeArgumentsFailsClean
     const std::string huge(64 * 1024, 'h');
     char error[256];
     for (const char* computer : {static_cast<const char*>(nullptr), "", huge.c_str(), "pc\"1'\\x"}) {
-        EXPECT_EQ(WSManConnectToComputer(bench_.Handle(), computer, kUser, kPassword, "root\\cimv2",
-                                         bench_.SimPort(), 0, 0, error, sizeof error),
-                  QNSNWSM_FAILURE);
+        EXPECT_EQ(Connect(computer, kUser, kPassword, "root\\cimv2", error, sizeof error), QNSNWSM_FAILURE);
         EXPECT_NE(error[0], '\0');
     }
     // No user name means the caller's own credentials, which Basic cannot use.
     for (const char* user : {static_cast<const char*>(nullptr), ""}) {
-        EXPECT_EQ(WSManConnectToComputer(bench_.Handle(), "127.0.0.1", user, nullptr, nullptr,
-                                         bench_.SimPort(), 0, 0, error, sizeof error),
-                  QNSNWSM_FAILURE);
+        EXPECT_EQ(Connect("127.0.0.1", user, nullptr, nullptr, error, sizeof error), QNSNWSM_FAILURE);
         EXPECT_EQ(error, WinrmErrorText(0x803380B2));
     }
     // A namespace other than root/cimv2 is not validated at connect: a 64 KiB one connects, and the first
     // check carries it in its resource URI and fails. An error buffer of size 0 may be NULL.
-    EXPECT_EQ(WSManConnectToComputer(bench_.Handle(), "127.0.0.1", huge.c_str(), huge.c_str(), huge.c_str(),
-                                     bench_.SimPort(), 0, 0, nullptr, 0),
-              QNSNWSM_OK);
+    EXPECT_EQ(Connect("127.0.0.1", huge.c_str(), huge.c_str(), huge.c_str(), nullptr, 0), QNSNWSM_OK);
     std::string list;
     EXPECT_EQ(bench_.ServiceList(list), QNSNWSM_FAILURE);
     EXPECT_EQ(std::string(bench_.ErrorText()).rfind("WMI/WinRM Error 0x", 0), 0u) << bench_.ErrorText();
     // A NULL namespace is root/cimv2, validated like any other connect.
-    ASSERT_EQ(WSManConnectToComputer(bench_.Handle(), "127.0.0.1", kUser, kPassword, nullptr,
-                                     bench_.SimPort(), 0, 0, error, 1),
-              QNSNWSM_OK);
+    ASSERT_EQ(Connect("127.0.0.1", kUser, kPassword, nullptr, error, 1), QNSNWSM_OK);
     EXPECT_EQ(error[0], '\0');
-    ExpectHandleWorks();
 }
 
 TEST_F(ConnectedHostileInputTest, EveryCheckSurvivesHostileTextsTinyBuffersAndNullNumbers) {
     const std::string huge(64 * 1024, 'n');
     const std::string quoted = "it's \"quoted\" \\ back\\slashed'";
     // Also bytes that are not UTF-8 and control characters XML 1.0 cannot carry.
-    const std::vector<const char*> texts = {nullptr, "", huge.c_str(), quoted.c_str(), "\xff\xfe<&>\x01\x1b"};
-    for (const Export& check : Checks()) {
-        for (const char* text : texts) {
+    for (const char* text :
+         {static_cast<const char*>(nullptr), "", huge.c_str(), quoted.c_str(), "\xff\xfe<&>\x01\x1b"}) {
+        for (const Export& check : Checks()) {
             for (std::uint32_t size : {0u, 1u}) {
                 for (bool numbers : {true, false}) {
                     SCOPED_TRACE(std::string(check.name) + " text " +
@@ -302,7 +231,6 @@ TEST_F(ConnectedHostileInputTest, EveryCheckSurvivesHostileTextsTinyBuffersAndNu
             }
         }
     }
-    ExpectHandleWorks();
 }
 
 // The group-member query inserts the names as they are. A quote ends the WQL string early: the service
@@ -324,15 +252,6 @@ TEST_F(ConnectedHostileInputTest, GroupMemberNamesReachTheQueryUnchanged) {
         QNSNWSM_FAILURE);
     EXPECT_EQ(error, WinrmErrorText(0x8033801A));
     EXPECT_STREQ(list, "");
-
-    EXPECT_EQ(WSManGetWinGroupMemberList(bench_.Handle(), "Back\\slash \"quoted\"", "DOMAIN\\PC1", list,
-                                         sizeof list, error, sizeof error),
-              QNSNWSM_OK)
-        << error;
-    EXPECT_NE(bench_.Computer()->LastQuery().find("Domain='DOMAIN\\PC1',Name='Back\\slash \"quoted\"'"),
-              std::string::npos)
-        << bench_.Computer()->LastQuery();
-    ExpectHandleWorks();
 }
 
 }  // namespace
