@@ -59,15 +59,9 @@ LoopbackKdc::LoopbackKdc(const ScratchFolder& folder, const std::string& passwor
         problem_ = "cannot start krb5kdc";
         return;
     }
-    for (int attempt = 0; attempt < 100 && !ready_; ++attempt) {
-        ready_ = AcceptsConnections(port);
-        if (!ready_) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-    }
-    if (!ready_) {
-        problem_ = "krb5kdc did not start listening";
-    }
+    for (int attempt = 0; attempt < 100 && !(ready_ = AcceptsConnections(port)); ++attempt)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    if (!ready_) problem_ = "krb5kdc did not start listening";
 }
 
 LoopbackKdc::~LoopbackKdc() {

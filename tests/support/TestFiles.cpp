@@ -41,11 +41,10 @@ ScopedEnv::ScopedEnv(const char* name, const std::string& value) : name_(name) {
 }
 
 ScopedEnv::~ScopedEnv() {
-    if (previous_) {
+    if (previous_)
         setenv(name_.c_str(), previous_->c_str(), 1);
-    } else {
+    else
         unsetenv(name_.c_str());
-    }
 }
 
 std::string StoreText(const std::string& winrmValues, const std::string& programFolder) {
@@ -96,9 +95,8 @@ std::vector<std::string> ReadTraceMessages(const std::string& file) {
     static const std::regex stamp(R"(^\[\d\d:\d\d:\d\d\] )");
     std::vector<std::string> lines;
     std::ifstream in(file);
-    for (std::string line; std::getline(in, line);) {
+    for (std::string line; std::getline(in, line);)
         lines.push_back(std::regex_replace(line, stamp, "", std::regex_constants::format_first_only));
-    }
     return lines;
 }
 
