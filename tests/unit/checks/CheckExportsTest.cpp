@@ -1,7 +1,5 @@
 // The check exports' rules that need a scripted computer: buffers that share a size, whole entries only in
-// the schema lists, an empty list on failure, and signed thresholds. NULL handles and inputs, sizes 0 and 1
-// and numbers left to the check are tests/reliability's (HostileInputTest); truncation, argument order and
-// the share's empty text are the e2e tests'.
+// the schema lists, an empty list on failure. Hostile inputs are tests/reliability's, truncation the e2e's.
 #include <cstring>
 #include <string>
 
@@ -69,29 +67,6 @@ TEST_F(CheckExportsTest, FailedListExportLeavesTheListEmptyAndReportsTheError) {
               QNSNWSM_FAILURE);
     EXPECT_EQ(std::string(list, sizeof list), std::string(sizeof list, '\0'));
     EXPECT_STREQ(error, "XML attribute missing");
-}
-
-TEST_F(CheckExportsTest, ProcessExportPassesThresholdsAndDurationSigned) {
-    constexpr const char* kRawClass = "Win32_PerfRawData_PerfProc_Process";
-    Fake().Answer("Win32_Processor", {Instance("Win32_Processor", {{"NumberOfLogicalProcessors", "1"}})});
-    for (const char* sample : {"0", "0", "250"}) {
-        const std::string stamp = std::string(sample) == "250" ? "1000" : "0";
-        Fake().AnswerNext(kRawClass, {Instance(kRawClass, {{"Name", "app"},
-                                                           {"IDProcess", "42"},
-                                                           {"PercentProcessorTime", sample},
-                                                           {"TimeStamp_Sys100NS", stamp}})});
-    }
-    std::uint32_t id = 0, cpu = 0, memory = 0, handles = 0;
-    char instance[16], error[32];
-    // Memory and handles are switched off by -1; the duration of -500 ms counts as 500 ms.
-    const auto minus = [](std::int32_t n) { return static_cast<std::uint32_t>(n); };
-    EXPECT_EQ(WSManGetProcessCpuMemHandles(handle_, "app.exe", nullptr, 0, 500, minus(-500), minus(-1), 0,
-                                           minus(-1), &id, instance, sizeof instance, &cpu, &memory, &handles,
-                                           error, sizeof error),
-              QNSNWSM_OK);
-    EXPECT_STREQ(instance, "app");
-    EXPECT_EQ((Numbers{id, cpu, memory, handles}), (Numbers{42, 25, 0xFFFFFFFF, 0xFFFFFFFF}));
-    EXPECT_EQ(Clock().sleeps, (Numbers{500}));
 }
 
 }  // namespace
