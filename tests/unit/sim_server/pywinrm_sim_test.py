@@ -1,6 +1,6 @@
 """The qnsnwsm-sim program as a user runs it, against pywinrm, a client nobody here wrote: refused
 arguments, start on a free port, NTLM with message encryption, a WQL Enumerate followed by Pulls, the refusals
-of an unknown class, a clear body, a wrong password and a user without rights, a request log without the
+of an unknown class, a clear body and a user without rights, a request log without the
 password, a clean stop on SIGTERM."""
 import os
 import re
@@ -21,6 +21,7 @@ if "QNSIM_OPENSSL_READY" not in os.environ:
                 "legacy = legacy_sect\n[default_sect]\nactivate = 1\n[legacy_sect]\nactivate = 1\n")
     os.execve(sys.executable, [sys.executable] + sys.argv, dict(os.environ, OPENSSL_CONF=conf, QNSIM_OPENSSL_READY="1"))
 
+import requests_ntlm.requests_ntlm  # noqa: E402
 import winrm.exceptions  # noqa: E402
 from winrm.protocol import Protocol  # noqa: E402
 
@@ -64,19 +65,28 @@ check(bad.returncode == 2 and "--port" in bad.stderr, "an out-of-range port is r
 check(subprocess.run([SIM, "--frobnicate"], capture_output=True).returncode == 2, "an unknown option is refused")
 
 users, log = os.path.join(WORK, "users"), os.path.join(WORK, "log")
+cert, key = os.path.join(WORK, "cert.pem"), os.path.join(WORK, "key.pem")
 with open(users, "w") as f:
     f.write("LAB:alice:Passw0rd!\nLAB:bob:Passw0rd!:norights\n")
-sim = subprocess.Popen([SIM, "--port", "0", "--users", users, "--log", log], stdout=subprocess.PIPE, text=True)
-try:
-    line = sim.stdout.readline()
+
+
+def start(*options):
+    process = subprocess.Popen([SIM, "--port", "0", "--users", users] + list(options), stdout=subprocess.PIPE,
+                               text=True)
+    line = process.stdout.readline()
     match = re.match(r"listening on 127\.0\.0\.1:(\d+)", line)
     check(match is not None, "prints the port it listens on: " + line.strip())
+    return process, match.group(1)
 
-    def protocol(encryption="always", user="LAB\\alice", password="Passw0rd!"):
-        return Protocol(endpoint="http://127.0.0.1:%s/wsman" % match.group(1), transport="ntlm", username=user,
-                        password=password, message_encryption=encryption)
 
-    p = protocol()
+def protocol(port, encryption="always", user="LAB\\alice", scheme="http"):
+    return Protocol(endpoint="%s://127.0.0.1:%s/wsman" % (scheme, port), transport="ntlm", username=user,
+                    password="Passw0rd!", message_encryption=encryption, ca_trust_path=cert)
+
+
+sim, port = start("--log", log)
+try:
+    p = protocol(port)
     reply = ET.fromstring(p.send_message(enumerate("select * from Win32_LogicalDisk")))
     names = [e.text for e in reply.findall(".//w:Items/d:Win32_LogicalDisk/d:Name", NS)]
     check(len(names) == 1, "the EnumerateResponse carries one item")
@@ -92,12 +102,22 @@ try:
 
     refused(p, "select * from Win32_Nothing", winrm.exceptions.WinRMError, "an unknown class faults",
             lambda e: "CannotProcessFilter" in str(e))
-    refused(protocol("never"), "select * from Win32_Service", winrm.exceptions.WinRMTransportError,
+    refused(protocol(port, "never"), "select * from Win32_Service", winrm.exceptions.WinRMTransportError,
             "the unencrypted query is refused with HTTP 500", lambda e: e.code == 500)
-    refused(protocol(password="Wr0ngSecret"), "select * from Win32_Service", winrm.exceptions.InvalidCredentialsError,
-            "a wrong password is refused with 401")
-    refused(protocol(user="LAB\\bob"), "select * from Win32_Service", winrm.exceptions.WinRMError,
+    refused(protocol(port, user="LAB\\bob"), "select * from Win32_Service", winrm.exceptions.WinRMError,
             "a user without rights is denied", lambda e: "AccessDenied" in str(e))
+
+    # A sealed body whose signature does not verify (its checksum follows the length and the version).
+    sealing = p.transport.encryption
+    build = sealing._build_message
+
+    def tampered(message, host):
+        stream = bytearray(build(message, host))
+        stream[8] ^= 1
+        return bytes(stream)
+    sealing._build_message = tampered
+    refused(p, "select * from Win32_Service", winrm.exceptions.WinRMTransportError,
+            "a tampered body is refused with HTTP 400", lambda e: e.code == 400)
 finally:
     sim.send_signal(signal.SIGTERM)
     code = sim.wait(timeout=10)
@@ -106,4 +126,20 @@ with open(log) as f:
     lines = f.read()
 check("auth=Negotiate/NTLM" in lines and 'filter="select * from Win32_LogicalDisk" status=200' in lines,
       "logs the requests")
-check("Passw0rd" not in lines and "Wr0ngSecret" not in lines, "never logs a password")
+check("Passw0rd" not in lines, "never logs a password")
+
+# Over HTTPS the channel binding (the certificate's hash) is checked when the client sends one.
+subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
+                "-subj", "/CN=localhost", "-addext", "subjectAltName=IP:127.0.0.1", "-days", "1", "-keyout", key, "-out", cert], check=True,
+               capture_output=True)
+sim, port = start("--https", "--cert", cert, "--key", key)
+try:
+    query = enumerate("select * from Win32_LogicalDisk")
+    bound = ET.fromstring(protocol(port, scheme="https", encryption="auto").send_message(query))
+    check(len(bound.findall(".//w:Items/d:Win32_LogicalDisk", NS)) == 1, "a bound NTLM login over HTTPS answers")
+    requests_ntlm.requests_ntlm._get_certificate_hash = lambda certificate: "00" * 32
+    refused(protocol(port, scheme="https", encryption="auto"), "select * from Win32_LogicalDisk",
+            winrm.exceptions.InvalidCredentialsError, "a wrong channel binding is refused with 401")
+finally:
+    sim.send_signal(signal.SIGTERM)
+    sim.wait(timeout=10)
