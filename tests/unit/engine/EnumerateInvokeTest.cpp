@@ -1,14 +1,11 @@
 // WQL enumeration, method invocation and the namespace's resource URI; the arguments of invocations are
-// the check tests', the WinRM error texts the reliability tests'.
+// the check tests', the WinRM error texts and an unopened session's the reliability tests'.
 #include <string>
 
 #include "EngineTestSupport.h"
 
 namespace qn::test {
 namespace {
-
-constexpr const char* kNotOpened =
-    "WSMan session has not been opened yet, please check connection properties";
 
 class EnumerateTest : public EngineTest {
   protected:
@@ -27,23 +24,13 @@ TEST_F(EnumerateTest, ClassNameBecomesSelectAllAndItemsAreAppended) {
     EXPECT_EQ(Script().enumerations[1].filter, "select Name from Win32_Service");
     ASSERT_EQ(items.size(), 4u);
     EXPECT_STREQ(items[3].GetText(), "<b/>");
-    const auto lines = Trace();
-    EXPECT_TRUE(HasLine(lines, "Enumerate called (Win32_Service), namespace = [root\\cimv2]..."));
-    EXPECT_TRUE(HasLine(lines, "Enumerate is using query: [select * from Win32_Service]."));
-    EXPECT_EQ(lines.back(), "Enumerate completed, result: 0");
+    EXPECT_TRUE(HasLine(Trace(), "Enumerate is using query: [select * from Win32_Service]."));
 }
 
 TEST_F(EnumerateTest, FailuresGiveTheirTexts) {
-    auto unopened = MakeInitializedModule();
-    EXPECT_EQ(unopened->Enumerate("Win32_Service", items, error), -1);
-    EXPECT_STREQ(error.GetText(), kNotOpened);
-    EXPECT_TRUE(Script().enumerations.empty());
-    EXPECT_TRUE(HasLine(Trace(), kNotOpened));
-
     auto module = MakeConnectedModule();
     Script().defaultEnumeration.result = ToHResult(0x80338000);
     EXPECT_EQ(module->Enumerate("Win32_Foo", items, error), -1);
-    EXPECT_STREQ(error.GetText(), "WMI/WinRM Error 0x80338000: No items can be found at the selected URI.");
     const auto lines = Trace();
     EXPECT_TRUE(HasLine(lines, "Enumerate failed, error code = [WSMan enumerate failed, error 0x80338000]."));
     EXPECT_TRUE(
@@ -71,7 +58,6 @@ using ResourceUriTest = EngineTest;
 TEST_F(ResourceUriTest, NamespaceBackslashesBecomeSlashes) {
     const std::pair<const char*, const char*> cases[] = {
         {"root\\cimv2", "http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/*"},
-        {"root/WebAdministration/", "http://schemas.microsoft.com/wbem/wsman/1/wmi/root/WebAdministration/*"},
         {"", "http://schemas.microsoft.com/wbem/wsman/1/wmi/*"},
     };
     auto module = MakeInitializedModule();
@@ -101,10 +87,6 @@ TEST_F(InvokeTest, FailuresGiveTheirTexts) {
     auto module = MakeConnectedModule();
     Script().invokeResult = ToHResult(0x80338012);
     EXPECT_EQ(module->Invoke("uri", "Recycle", "<p/>", response, error), -1);
-    EXPECT_STREQ(
-        error.GetText(),
-        "WMI/WinRM Error 0x80338012: The WS-Management service does not support the action specified in "
-        "the request.");
     EXPECT_TRUE(HasLine(Trace(), "Invoke failed, error code = [0x80338012]."));
 }
 

@@ -1,6 +1,5 @@
-// The exports' shared buffer rules, and the lifecycle exports where only the fake WinRM client can fail
-// them. NULL handles and arguments are tests/reliability's (HostileInputTest).
-#include <cstring>
+// The exports' exception guard, and the lifecycle exports where only the fake WinRM client can fail them.
+// Buffer sizes, NULL handles and arguments are tests/reliability's (HostileInputTest).
 #include <stdexcept>
 #include <string>
 
@@ -11,25 +10,7 @@
 namespace qn::test {
 namespace {
 
-using qn::api::CopyToBuffer;
-
-// Copies "abc..." into an 8-byte buffer of 'x' told to be `size` long.
-std::string Copied(const char* text, std::uint32_t size) {
-    char buffer[8];
-    std::memset(buffer, 'x', sizeof buffer);
-    CopyToBuffer(text, buffer, size);
-    return std::string(buffer, sizeof buffer);
-}
-
-TEST(ExportBufferTest, CopyPadsTruncatesAndTerminates) {
-    EXPECT_EQ(Copied("abc", 8), std::string("abc\0\0\0\0\0", 8));
-    EXPECT_EQ(Copied("abcdefghijk", 4), std::string("abc\0xxxx", 8));
-    EXPECT_EQ(Copied("abc", 1), std::string("\0xxxxxxx", 8));
-    EXPECT_EQ(Copied("abc", 0), "xxxxxxxx");
-    CopyToBuffer("abc", nullptr, 8);  // a host without a buffer gets nothing written
-}
-
-TEST(ExportBufferTest, GuardTurnsExceptionsIntoFailure) {
+TEST(ExportGuardTest, ExceptionsBecomeFailure) {
     EXPECT_EQ(qn::api::GuardExport([]() -> std::uint32_t { throw std::runtime_error("boom"); }),
               qn::api::kExportFailure);
     EXPECT_EQ(qn::api::GuardExport([]() -> std::uint32_t { return 42; }), 42u);

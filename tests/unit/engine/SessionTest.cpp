@@ -1,7 +1,5 @@
-// The module object's life, opening and closing a session (URL, credentials, platform failures), and the
-// access validation that reads its class from the configuration store.
-#include <algorithm>
-#include <filesystem>
+// The module object's life, opening and closing a session (URL, credentials, platform failures), and which
+// class and namespace the access validation uses; a refused validation is tests/reliability's.
 #include <string>
 
 #include "EngineTestSupport.h"
@@ -12,22 +10,18 @@ namespace {
 
 using LifecycleTest = EngineTest;
 
-TEST_F(LifecycleTest, SecondInitializeOnlyRepeatsTheBanner) {
+TEST_F(LifecycleTest, InitializeCreatesTheClientOnceAndFailsWithoutIt) {
     CQnWSMan module("host");
     ASSERT_EQ(module.Initialize(TraceFile().c_str()), 0u);
-    EXPECT_EQ(Trace().back(), "Initialization completed.");
     EXPECT_EQ(module.Initialize(TraceFile().c_str()), 0u);
     EXPECT_EQ(Script().createCalls, 1);
     EXPECT_EQ(Trace().back(), "Already Initialized.");
-}
 
-TEST_F(LifecycleTest, MissingWinrmClassFails) {
     Script().createResult = ToHResult(0x80040154);
-    CQnWSMan module("host");
-    EXPECT_EQ(module.Initialize(TraceFile().c_str()), CQnWSMan::kFailure);
-    EXPECT_FALSE(module.IsInitialized());
+    CQnWSMan missing("host");
+    EXPECT_EQ(missing.Initialize(TraceFile().c_str()), CQnWSMan::kFailure);
+    EXPECT_FALSE(missing.IsInitialized());
     EXPECT_EQ(Trace().back(), "CoCreateInstance failed (error 0x80040154).");
-
     // A factory that gives no object fails without a message of its own.
     ResetScript();
     Script().createNull = true;
@@ -36,19 +30,22 @@ TEST_F(LifecycleTest, MissingWinrmClassFails) {
     EXPECT_EQ(Trace().back(), "Initializing...");
 }
 
-TEST_F(LifecycleTest, ShutdownReleasesOnceAndKeepsTheSessionUntilDestroyed) {
-    {
-        auto module = MakeConnectedModule();
-        std::filesystem::remove(TraceFile());
-        module->Shutdown();
-        EXPECT_FALSE(module->IsInitialized());
-        EXPECT_FALSE(module->HasParser());
-        EXPECT_FALSE(module->IsSessionOpen());
-        EXPECT_EQ(Script().liveSessions, 1);
-    }
+// Shutdown and a second connect keep sessions alive until the module is destroyed.
+TEST_F(LifecycleTest, SessionsLiveUntilTheModuleIsDestroyed) {
+    auto module = MakeConnectedModule();
+    ASSERT_EQ(module->OpenSession("pc2", 5985, error), 0u);
+    EXPECT_EQ(Script().liveSessions, 2);
+    module->CloseSession();
+    EXPECT_EQ(Script().liveSessions, 1);
+    EXPECT_EQ(Trace().back(), "Session closed.");
+    ASSERT_EQ(module->OpenSession("pc2", 5985, error), 0u);
+    module->Shutdown();
+    EXPECT_FALSE(module->IsInitialized());
+    EXPECT_FALSE(module->HasParser());
+    EXPECT_FALSE(module->IsSessionOpen());
+    EXPECT_EQ(Script().liveSessions, 2);
+    module.reset();
     EXPECT_EQ(Script().liveSessions, 0);
-    EXPECT_EQ(Trace(),
-              (std::vector<std::string>{"Shutting down...", "Shutdown completed.", "Shutdown completed."}));
 }
 
 using SessionTest = EngineTest;
@@ -64,10 +61,7 @@ TEST_F(SessionTest, CredentialsReachTheClientButNeverTheTrace) {
     EXPECT_EQ(Script().sessionFlags, 4096);
     EXPECT_EQ(Script().userName, "PC1\\alice");
     EXPECT_EQ(Script().password, "S3cret!pw");
-    auto lines = Trace();
-    EXPECT_TRUE(HasLine(lines, "WinRM URL:      [https://pc1.example.test:0/wsman]"));
-    EXPECT_TRUE(std::none_of(lines.begin(), lines.end(),
-                             [](const std::string& l) { return l.find("S3cret!pw") != std::string::npos; }));
+    EXPECT_EQ(qntest::ReadFile(TraceFile()).find("S3cret!pw"), std::string::npos);
 
     // Without a user name the module's own credentials are used; only exactly 1 means HTTPS.
     ResetScript();
@@ -77,7 +71,6 @@ TEST_F(SessionTest, CredentialsReachTheClientButNeverTheTrace) {
     EXPECT_EQ(Script().connection, "http://pc1:5985/wsman");
     EXPECT_FALSE(Script().userNameSet);
     EXPECT_FALSE(Script().passwordSet);
-    EXPECT_TRUE(HasLine(Trace(), "WinRM UserName: [<EMPTY>]"));
 
     // With a user name an empty password is still set.
     ResetScript();
@@ -122,17 +115,6 @@ TEST_F(SessionTest, FailuresAreReportedWithTheirCodes) {
     }
 }
 
-TEST_F(SessionTest, ConnectingAgainKeepsThePreviousSessionUntilDestroyed) {
-    auto module = MakeConnectedModule();
-    ASSERT_EQ(module->OpenSession("pc2", 5985, error), 0u);
-    EXPECT_EQ(Script().liveSessions, 2);
-    module->CloseSession();
-    EXPECT_EQ(Script().liveSessions, 1);
-    EXPECT_EQ(Trace().back(), "Session closed.");
-    module.reset();
-    EXPECT_EQ(Script().liveSessions, 0);
-}
-
 class ValidationTest : public EngineTest {
   protected:
     static constexpr const char* kKey = "Software\\Quillon\\Sentrel\\Server\\WinRM";
@@ -158,9 +140,8 @@ TEST_F(ValidationTest, ClassIsDefaultedOrTrimmedAndWrittenBack) {
 }
 
 TEST_F(ValidationTest, RunsOnlyForTheExactStandardNamespace) {
-    const std::pair<const char*, bool> cases[] = {{"root\\cimv2", true},   {"root/cimv2", true},
-                                                  {"ROOT\\CIMV2", false},  {"root/cimv2/", false},
-                                                  {"root/default", false}, {" root/cimv2", false}};
+    const std::pair<const char*, bool> cases[] = {
+        {"root\\cimv2", true}, {"root/cimv2", true}, {"ROOT\\CIMV2", false}, {"root/cimv2/", false}};
     for (const auto& [wmiNamespace, validated] : cases) {
         SCOPED_TRACE(wmiNamespace);
         ResetScript();
@@ -178,20 +159,6 @@ TEST_F(ValidationTest, EmptyClassSkipsTheCheck) {
     EXPECT_EQ(module->WinRMValidateAccess(error), 0);
     EXPECT_TRUE(Script().enumerations.empty());
     EXPECT_EQ(Trace().back(), "Skipped WinRMValidateAccess, no validationclass specified in registry.");
-}
-
-TEST_F(ValidationTest, RefusalClosesTheSession) {
-    Script().defaultEnumeration.result = ToHResult(0x80070005);
-    auto module = MakeInitializedModule();
-    module->SetNamespace("root\\cimv2");
-    EXPECT_EQ(module->OpenSession("pc1", 5985, error), CQnWSMan::kFailure);
-    EXPECT_STREQ(error.GetText(), "WMI/WinRM Error 0x80070005: Access is denied");
-    EXPECT_FALSE(module->IsSessionOpen());
-    EXPECT_EQ(Script().liveSessions, 0);
-    const auto lines = Trace();
-    EXPECT_TRUE(HasLine(lines, "WinRMValidateAccess failed."));
-    EXPECT_TRUE(HasLine(lines, "Closing session..."));
-    EXPECT_EQ(lines.back(), "OpenSession failed.");
 }
 
 }  // namespace
