@@ -24,10 +24,9 @@ TEST(RecordLookupTest, FindsTheFirstLineOfTheNameUpToTheEmptyLine) {
         // An empty line, also one of blanks, ends the record.
         {"A:=1\r\n \t \r\nB:=2", "B", "VALUEMISSING"},
         {nullptr, "A", "VALUEMISSING"},
-        // The separator is removed only right after the name; a line without one is all name.
+        // The separator is removed only right after the name.
         {"Name := x\r\n", "Name", ":= x"},
         {"Formula:=a:=b\r\n", "Formula", "a:=b"},
-        {"Flag\r\n", "Flag", ""},
         // Only CR LF separates lines: a bare line feed stays inside the line and its value.
         {"A:=1\nB:=2\r\nC:=3", "A", "1\nB:=2"},
         {"A:=1\nB:=2\r\nC:=3", "B", "VALUEMISSING"},
