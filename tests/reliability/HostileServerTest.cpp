@@ -1,7 +1,7 @@
 // Replies the simulator would never send, from a loopback HTTP server that answers every request with the
-// same canned bytes: entity bombs, absurd nesting, endless bodies, replies to someone else's request,
-// garbage instead of HTTP. The connect's access check meets them; each fails with its code, and the same
-// handle then connects to a proper service.
+// same canned bytes: entity bombs, absurd nesting, endless bodies, garbage instead of HTTP, a redirect.
+// (Unrelated and non-SOAP replies are refused by the reply check; see tests/unit/wsman_soap.) The connect's
+// access check meets them; each fails with its code, and the same handle then connects to a proper service.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -17,10 +17,9 @@ std::string HttpReply(const std::string& body, const char* status = "200 OK") {
            std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
-std::string Envelope(const std::string& relatesTo, const std::string& body) {
-    return "<s:Envelope xmlns:s=\"http://www.w3.org/2003/05/soap-envelope\" "
-           "xmlns:a=\"http://schemas.xmlsoap.org/ws/2004/08/addressing\"><s:Header><a:RelatesTo>" +
-           relatesTo + "</a:RelatesTo></s:Header><s:Body>" + body + "</s:Body></s:Envelope>";
+std::string Envelope(const std::string& body) {
+    return "<s:Envelope xmlns:s=\"http://www.w3.org/2003/05/soap-envelope\"><s:Body>" + body +
+           "</s:Body></s:Envelope>";
 }
 
 std::string EntityBomb() {
@@ -30,7 +29,7 @@ std::string EntityBomb() {
         for (int j = 0; j < 10; ++j) dtd += "&e" + std::to_string(i - 1) + ";";
         dtd += "\">";
     }
-    return dtd + "]>" + Envelope("uuid:x", "&e9;");
+    return dtd + "]>" + Envelope("&e9;");
 }
 
 std::string Repeat(const std::string& text, int times) {
@@ -48,16 +47,12 @@ struct HostileReply {
 TEST(HostileServerTest, RepliesNoServiceSendsFailTheConnectAndTheHandleConnectsLater) {
     const HostileReply replies[] = {
         {"entity bomb", HttpReply(EntityBomb()), 0x80338043},
-        {"deep nesting", HttpReply(Envelope("uuid:x", Repeat("<x>", 100000) + Repeat("</x>", 100000))),
-         0x80338043},
+        {"deep nesting", HttpReply(Envelope(Repeat("<x>", 100000) + Repeat("</x>", 100000))), 0x80338043},
         {"endless chunked body",  // 2.5 MiB and no end
          "HTTP/1.1 200 OK\r\nContent-Type: application/soap+xml;charset=UTF-8\r\nTransfer-Encoding: "
          "chunked\r\n\r\n" +
              Repeat("10000\r\n" + std::string(0x10000, ' ') + "\r\n", 40),
          0x80338048},
-        {"reply to another request", HttpReply(Envelope("uuid:00000000-0000-0000-0000-000000000000", "")),
-         0x8033800F},
-        {"XML that is not SOAP", HttpReply("<html><body>It works!</body></html>"), 0x80338027},
         {"not HTTP", "SSH-2.0-OpenSSH_9.2\r\n\r\n", 0x80338012},
         {"HTTP 302 to elsewhere",
          "HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:1/wsman\r\nContent-Length: 0\r\nConnection: "

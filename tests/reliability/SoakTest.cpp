@@ -34,13 +34,12 @@ std::size_t ResidentKilobytes() {
     return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) / 1024;
 }
 
-// Roughly every 7th request fails in one of the ways the service or the network can fail. Request numbers
-// count WS-Management requests only, so the faults move across connects, Enumerates and Pulls.
+// Roughly every 7th WS-Management request fails in one of the ways the service or the network can fail, so
+// the faults move across connects, Enumerates and Pulls. 4000 rules outlast any run.
 std::string SoakRules() {
     const char* effects[] = {
         "drop",      "status=503", "fault=TimedOut",     "truncate=150",
         "malformed", "status=500", "fault=AccessDenied", "fault=InvalidEnumerationContext"};
-    // A rule matches one request number; 4000 rules cover 28000 requests, far more than any run makes.
     std::string rules;
     for (int i = 0; i < 4000; ++i)
         rules += "request=" + std::to_string(7 * (i + 1)) + " " + effects[i % 8] + "\n";
@@ -51,7 +50,7 @@ std::string SoakRules() {
 void Round(Bench& bench, int round, int& failures) {
     if (round % 25 == 0) {
         WSManDisconnectComputer(bench.Handle());
-        if (bench.ConnectToSim() != QNSNWSM_OK) ++failures;
+        failures += bench.ConnectToSim() != QNSNWSM_OK;
     }
     std::string list;
     std::uint32_t available = 0;
@@ -61,10 +60,7 @@ void Round(Bench& bench, int round, int& failures) {
     } else {
         EXPECT_EQ(list, ExpectedServiceList());
     }
-    if (bench.Memory(available) != QNSNWSM_OK) ++failures;
-    char processes[256], error[256];
-    if (WSManGetProcessList(bench.Handle(), processes, sizeof processes, error, sizeof error) != QNSNWSM_OK)
-        ++failures;
+    failures += bench.Memory(available) != QNSNWSM_OK;
 }
 
 TEST(SoakTest, FileDescriptorsAndMemoryStayFlatUnderMixedFaults) {
@@ -78,26 +74,22 @@ TEST(SoakTest, FileDescriptorsAndMemoryStayFlatUnderMixedFaults) {
     ASSERT_TRUE(bench.StartSim(setup, error)) << error;
     bench.ConnectToSim();  // may itself meet a fault; the rounds reconnect
 
-    int failures = 0;
-    int round = 0;
+    int failures = 0, round = 0;
     // Warm-up: libraries load, caches and pools reach their working size.
     for (; round < 60; ++round) Round(bench, round, failures);
-    const std::size_t fdsBefore = OpenFileDescriptors();
-    const std::size_t residentBefore = ResidentKilobytes();
+    const std::size_t fdsBefore = OpenFileDescriptors(), residentBefore = ResidentKilobytes();
 
     const char* seconds = std::getenv("QNSNWSM_SOAK_SECONDS");
     const long soak = seconds != nullptr && std::atol(seconds) > 0 ? std::atol(seconds) : 15;
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(soak);
-    const int measuredFrom = round;
-    const int failuresBefore = failures;
+    const int measuredFrom = round, failuresBefore = failures;
     while (std::chrono::steady_clock::now() < end) Round(bench, round++, failures);
     const int rounds = round - measuredFrom;
 
-    const std::size_t fdsAfter = OpenFileDescriptors();
-    const std::size_t residentAfter = ResidentKilobytes();
+    const std::size_t fdsAfter = OpenFileDescriptors(), residentAfter = ResidentKilobytes();
     ASSERT_GT(rounds, 50);
     EXPECT_GT(failures - failuresBefore, 0) << "the faults did not reach the checks";
-    EXPECT_LT(failures - failuresBefore, rounds * 3) << "the handle did not recover from the faults";
+    EXPECT_LT(failures - failuresBefore, rounds * 2) << "the handle did not recover from the faults";
     // The client keeps one connection per handle; the simulator's threads hold a few more briefly.
     EXPECT_LE(fdsAfter, fdsBefore + 4) << "file descriptors grew from " << fdsBefore << " to " << fdsAfter;
 #if !defined(QN_UNDER_ASAN)

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "CliOptions.h"
-#include "Commands.h"
 
 namespace qncli {
 namespace {
@@ -39,15 +38,6 @@ TEST(CliOptions, RefusesPasswordsOnTheCommandLineAndBadValues) {
     EXPECT_FALSE(Parse({"--bogus", "memory"}));
     EXPECT_FALSE(Parse({}));
     EXPECT_TRUE(Parse({"--help"}));
-}
-
-// That every export has its subcommand shows in cli_json_test.py, which runs each one.
-TEST(Commands, ActionsAskFirstAndArgumentCountsAreChecked) {
-    EXPECT_TRUE(FindCommand("reboot")->changesComputer);
-    EXPECT_TRUE(FindCommand("restart-service")->changesComputer);
-    EXPECT_FALSE(FindCommand("services")->changesComputer);
-    EXPECT_EQ(FindCommand("counter")->maxArgs, 3u);
-    EXPECT_EQ(FindCommand("bogus"), nullptr);
 }
 
 }  // namespace

@@ -54,7 +54,7 @@ with tempfile.TemporaryDirectory() as folder:
             ok = all(r["ok"] for r in (document if isinstance(document, list) else [document]))
             if result.returncode != (0 if ok else 1):
                 failures.append("%s: exit code %d with ok=%s" % (command, result.returncode, ok))
-        for command in (["bogus"], ["reboot"], ["--password", "x", "memory"]):
+        for command in (["bogus"], ["reboot"], ["restart-service", "Spooler"], ["--password", "x", "memory"]):
             if run(command).returncode != 2:
                 failures.append("%s: exit code is not 2" % command)
         env["QNSNWSM_PASSWORD"] = "wrong"

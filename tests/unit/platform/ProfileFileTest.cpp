@@ -1,4 +1,5 @@
-// Profile (INI) files as the module's event log keeps them, with the Windows API's return rules.
+// Profile (INI) files as the module's event log keeps them, with the Windows API's return rules. The event
+// log's own round trips of numbers and sections are in tests/unit/base (TraceTest).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -18,15 +19,6 @@ class ProfileFileTest : public ::testing::Test {
     qntest::ScratchFolder folder_;
     std::string file_ = folder_.File("events.ini");
 };
-
-TEST_F(ProfileFileTest, IntReadsDefaultsAndLeadingNumbers) {
-    EXPECT_EQ(ProfileGetInt("Init", "NextEntry", 7, file_.c_str()), 7u);  // no file
-    qntest::WriteFile(file_, "[init]\nnextentry = 42\nText=abc\nMixed=12xy\n");
-    EXPECT_EQ(ProfileGetInt("Init", "NextEntry", 0, file_.c_str()), 42u);
-    EXPECT_EQ(ProfileGetInt("Init", "Text", 5, file_.c_str()), 0u);
-    EXPECT_EQ(ProfileGetInt("Init", "Mixed", 5, file_.c_str()), 12u);
-    EXPECT_EQ(ProfileGetInt("Other", "NextEntry", 5, file_.c_str()), 5u);
-}
 
 TEST_F(ProfileFileTest, WritesReplaceAndDeleteKeysAndSections) {
     // A Windows path is mapped onto this folder.

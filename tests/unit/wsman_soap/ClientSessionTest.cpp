@@ -138,14 +138,5 @@ TEST_F(ClientSessionTest, OnlyAnAbandonedOpenEnumerationIsReleased) {
     EXPECT_EQ(sent_.size(), 5u);
 }
 
-TEST_F(ClientSessionTest, ClientSideErrorsSendNothing) {
-    std::unique_ptr<EnumerationStream> stream;
-    std::string output;
-    EXPECT_EQ(session_->Enumerate("", "select * from X", kWql, stream), errors::kBlankUri);
-    EXPECT_EQ(session_->Invoke("StopService", kService, "<p:Broken", output), errors::kInvalidXml);
-    EXPECT_EQ(session_->Invoke("", kService, "<p:X xmlns:p=\"urn:x\"/>", output), errors::kBlankActionUri);
-    EXPECT_TRUE(sent_.empty());
-}
-
 }  // namespace
 }  // namespace wsman::client

@@ -26,14 +26,9 @@ TEST(Fault, EveryCapturedFaultGivesItsCodeAndMessage) {
         {"fault_OperationTimeout_TimedOut_2150858793.xml", 0x80338029,
          "The WS-Management service cannot complete the operation within the time specified in "
          "OperationTimeout."},
-        {"fault_OperationTimeout_TimedOut_recorded_pypsrp.xml", 0x80338029,
-         "The WS-Management service cannot complete the operation within the time specified in "
-         "OperationTimeout."},
         {"fault_QuotaLimit_MSFT_WmiError.xml", 0x803381A5,
          "The WS-Management service cannot process the request. This user is allowed a maximum number of 30"},
         {"fault_enumerate_CannotProcessFilter_class_not_found_win2008.xml", 0x8033801A,
-         "The specified class does not exist in the given namespace."},
-        {"fault_enumerate_CannotProcessFilter_class_not_found_with_ExtendedStatus_win2008R2.xml", 0x8033801A,
          "The specified class does not exist in the given namespace."},
         {"fault_omi_InternalError_nonWindows.xml", 0x8007054F,
          "get-instance: instance name parameter is missing"},

@@ -59,7 +59,6 @@ TEST(EncryptedBody, RejectsMalformedReplies) {
     const std::string good = test::FrameEncrypted(kHeader16, "sealed", 6);
     const std::string dataPart = "--Encrypted Boundary\r\n\tContent-Type: application/octet-stream\r\n";
     const std::string cases[] = {
-        "",
         "<s:Envelope/>",
         good.substr(0, good.find("\tContent-Type: application/octet-stream")),  // no data part
         good.substr(0, good.find("application/octet-stream") + 26),             // cut before the LE32

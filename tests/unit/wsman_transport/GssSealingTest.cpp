@@ -18,10 +18,11 @@ class GssSealing : public ::testing::TestWithParam<GssMechanism> {
         ASSERT_TRUE(acceptorCredential_);
     }
 
-    // A client and a server context with the handshake run; false when the server refused it.
-    bool Handshake(const char* password = test::kPassword) {
+    // A client and a server context with the handshake run; false when the server refused it. (Wrong
+    // passwords: ChannelSimulatorTest.)
+    bool Handshake() {
         client_.reset();  // it refers to the credentials
-        credentials_ = std::make_unique<GssCredentials>(GetParam(), "TESTDOM\\alice", password);
+        credentials_ = std::make_unique<GssCredentials>(GetParam(), "TESTDOM\\alice", test::kPassword);
         std::string error;
         CredentialProblem problem;
         EXPECT_TRUE(credentials_->Acquire(error, problem)) << error;
@@ -55,7 +56,6 @@ class GssSealing : public ::testing::TestWithParam<GssMechanism> {
 TEST_P(GssSealing, SealsAndUnsealsInBothDirections) {
     ASSERT_TRUE(Handshake());
     EXPECT_TRUE(client_->CanSeal());
-    EXPECT_EQ(server_->PeerName(), "TESTDOM\\alice");
     // Interleaved messages: each direction keeps its own sequence numbers (SPNEGO starts at 1).
     for (int round = 0; round < 3; ++round) {
         const std::string request = "<s:Envelope>request " + std::to_string(round) + "</s:Envelope>";
@@ -86,11 +86,6 @@ TEST_P(GssSealing, RejectsEmptyTamperedAndMislabelledMessages) {
     // A fresh pair: the tampered message desynchronised the stream cipher for good.
     ASSERT_TRUE(Handshake());
     EXPECT_FALSE(Unseal("<reply>long enough to be off by more than a block</reply>", unsealed, 40));
-}
-
-TEST_P(GssSealing, WrongPasswordIsRejectedByTheServer) {
-    EXPECT_FALSE(Handshake("wrong"));
-    EXPECT_FALSE(server_->IsComplete());
 }
 
 INSTANTIATE_TEST_SUITE_P(Mechanisms, GssSealing, ::testing::Values(GssMechanism::Ntlm, GssMechanism::Spnego),

@@ -30,21 +30,6 @@ OM_uint32 GssTestAcceptor::Step(const std::string& input, std::string& output) {
     return major;
 }
 
-std::string GssTestAcceptor::PeerName() const {
-    OM_uint32 minor = 0;
-    security::GssName source;
-    // The target name is not asked for: gss-ntlmssp crashes on it for some acceptor credentials.
-    gss_inquire_context(&minor, context_.Get(), source.Out(), nullptr, nullptr, nullptr, nullptr, nullptr,
-                        nullptr);
-    security::GssBuffer text;
-    gss_display_name(&minor, source.Get(), text.Out(), nullptr);
-    std::string name = text.ToString();
-    while (!name.empty() && name.back() == '\0') {
-        name.pop_back();  // gss-ntlmssp counts the terminator
-    }
-    return name;
-}
-
 bool GssTestAcceptor::Wrap(const std::string& plaintext, std::string& header, std::string& sealed) {
     OM_uint32 minor = 0;
     gss_buffer_desc in = security::BorrowBuffer(plaintext);

@@ -19,7 +19,6 @@ class GssTestAcceptor {
     // Returns the major status; `output` gets the token for the client.
     OM_uint32 Step(const std::string& input, std::string& output);
     bool IsComplete() const { return complete_; }
-    std::string PeerName() const;
 
     // gss_wrap split as WinRM frames it: `header` is the part before the sealed data.
     bool Wrap(const std::string& plaintext, std::string& header, std::string& sealed);

