@@ -1,11 +1,10 @@
-// The configuration store on the registry of the Wine prefix, and the base library's registry helpers above
-// it: the program folder's normalisation and write-back.
+// The configuration store on the registry of the Wine prefix: the Win32 codes the module's callers see. (The
+// program folder's normalisation above it is the same code as on Linux: tests/unit/base/RegistryTest.cpp.)
 #include <windows.h>
 
 #include <string>
 
 #include "TestRunner.h"
-#include "base/QncRegistry.h"
 #include "platform/ConfigStore.h"
 
 using namespace qn::platform;
@@ -35,29 +34,4 @@ QN_TEST(StoreKeysReportWin32CodesAndTheSizeNeeded) {
     QN_CHECK_EQ(small, "abc");
     size = sizeof buffer;
     QN_CHECK_EQ(QueryConfigString(key, "Absent", buffer, size), kConfigNotFound);
-}
-
-QN_TEST(ProgFilesFolderIsNormalisedAndWrittenBack) {
-    const auto stored = [] {
-        CQncString value;
-        const bool found =
-            QueryRegistryString(kHkeyLocalMachine, kQncProductKey, "ProgFilesFolder", value) == kConfigOk;
-        return found ? std::string(value.GetText()) : "<missing>";
-    };
-    QN_CHECK_EQ(EnsureRegistryKey(kHkeyLocalMachine, kQncProductKey), 1);
-    SetRegistryString(kHkeyLocalMachine, kQncProductKey, "ProgFilesFolder",
-                      "  C:\\Program Files\\Quillon\t\r\n");
-    CQncString folder;
-    GetProgFilesFolder(folder);
-    QN_CHECK_EQ(folder.GetText(), "C:\\Program Files\\Quillon\\");
-    QN_CHECK_EQ(stored(), "C:\\Program Files\\Quillon\\");
-
-    // Missing: read empty and created empty.
-    HKEY product = nullptr;
-    RegOpenKeyExA(HKEY_LOCAL_MACHINE, kQncProductKey, 0, KEY_ALL_ACCESS | KEY_WOW64_64KEY, &product);
-    RegDeleteValueA(product, "ProgFilesFolder");
-    RegCloseKey(product);
-    GetProgFilesFolder(folder);
-    QN_CHECK_EQ(folder.GetText(), "");
-    QN_CHECK_EQ(stored(), "");
 }

@@ -1,4 +1,7 @@
+// The tests run in the multithreaded apartment, where the module expects its callers.
 #include "TestRunner.h"
+
+#include <objbase.h>
 
 #include <cstdio>
 #include <exception>
@@ -59,3 +62,10 @@ int RunAll(int argc, char** argv) {
 }
 
 }  // namespace qn::wintest
+
+int main(int argc, char** argv) {
+    const HRESULT entered = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    const int failures = qn::wintest::RunAll(argc, argv);
+    if (SUCCEEDED(entered)) CoUninitialize();
+    return failures == 0 ? 0 : 1;
+}

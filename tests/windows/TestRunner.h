@@ -18,22 +18,19 @@ void Record(bool passed, const char* expression, const std::string& detail, cons
 
 template <typename Left, typename Right>
 void RecordEqual(const Left& left, const Right& right, const char* expression, const char* file, int line) {
-    constexpr bool texts =
-        std::is_convertible_v<Left, std::string_view> && std::is_convertible_v<Right, std::string_view>;
     bool equal = false;
-    if constexpr (texts) {
+    if constexpr (std::is_convertible_v<Left, std::string_view> &&
+                  std::is_convertible_v<Right, std::string_view>)
         equal = std::string_view(left) == std::string_view(right);
-    } else {
+    else
         equal = left == right;
-    }
     std::ostringstream detail;
-    if (!equal)
-        detail << (texts ? "\"" : "") << left << (texts ? "\" != \"" : " != ") << right
-               << (texts ? "\"" : "");
+    if (!equal) detail << "[" << left << "] != [" << right << "]";
     Record(equal, expression, detail.str(), file, line);
 }
 
-// Runs every registered test, or those whose name starts with argv[1]; returns the number of failures.
+// Runs every registered test, or those whose name starts with argv[1] (main calls it in the multithreaded
+// apartment); returns the number of failures.
 int RunAll(int argc, char** argv);
 
 }  // namespace qn::wintest

@@ -1,14 +1,15 @@
-// IWSMan, IWSManConnectionOptions, IWSManSession and IWSManEnumerator over scripted replies. Everything lives
-// in the folder that the environment variable QN_FAKE_WSMAN_DIR names, written by the test before each
+// A stand-in for the platform's WSMan automation class: an in-process COM server that registers itself under
+// the WSMan class id, so that CoCreateInstance of it gives the fake in a Wine prefix (which ships no WinRM).
+// IWSMan, IWSManConnectionOptions, IWSManSession and IWSManEnumerator work over scripted replies. Everything
+// lives in the folder that the environment variable QN_FAKE_WSMAN_DIR names, written by the test before each
 // scenario and read afresh on every call:
 //
 //   <Class>.items          one item (an instance element, UTF-8) per line, for "select * from <Class>"; a
 //                          missing file is an empty result
 //   <Class>.fault          an HRESULT in hexadecimal that the enumeration of <Class> fails with
-//   <Action>.invoke        the response of Invoke(<Action>); <Action>.invoke-fault its failure code
+//   <Action>.invoke        the response of Invoke(<Action>)
 //   calls.log              appended by the fake: one line per CreateSession, Enumerate and Invoke
-#include "FakeObjects.h"
-
+#include <windows.h>
 #include <wsmandisp.h>
 
 #include <atomic>
@@ -20,8 +21,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-namespace fake_wsman {
 
 namespace {
 
@@ -37,12 +36,6 @@ std::optional<std::string> ReadScriptFile(const std::string& name) {
     std::ostringstream content;
     content << file.rdbuf();
     return content.str();
-}
-
-std::optional<HRESULT> ScriptedFault(const std::string& name) {
-    const auto text = ReadScriptFile(name);
-    if (!text) return std::nullopt;
-    return static_cast<HRESULT>(std::strtoul(text->c_str(), nullptr, 16));
 }
 
 void LogCall(const std::string& line) {
@@ -71,10 +64,7 @@ BSTR Widen(const std::string& text) {
 template <typename Interface>
 class DispatchObject : public Interface {
   public:
-    DispatchObject() = default;
     virtual ~DispatchObject() = default;
-    DispatchObject(const DispatchObject&) = delete;
-    DispatchObject& operator=(const DispatchObject&) = delete;
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
         if (object == nullptr) return E_POINTER;
@@ -147,11 +137,7 @@ class FakeEnumerator final : public DispatchObject<IWSManEnumerator> {
 
 class FakeConnectionOptions final : public DispatchObject<IWSManConnectionOptions> {
   public:
-    HRESULT STDMETHODCALLTYPE get_UserName(BSTR* name) override {
-        if (name == nullptr) return E_POINTER;
-        *name = Widen(userName_);
-        return S_OK;
-    }
+    HRESULT STDMETHODCALLTYPE get_UserName(BSTR*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE put_UserName(BSTR name) override {
         userName_ = Narrow(name);
         return S_OK;
@@ -178,7 +164,8 @@ class FakeSession final : public DispatchObject<IWSManSession> {
         LogCall("Enumerate " + Text(resourceUri) + " | " + name + " | " + Narrow(dialect) +
                 " | flags=" + std::to_string(flags));
         if (name.rfind("select * from ", 0) == 0) name.erase(0, 14);
-        if (const auto fault = ScriptedFault(name + ".fault")) return *fault;
+        if (const auto fault = ReadScriptFile(name + ".fault"))
+            return static_cast<HRESULT>(std::strtoul(fault->c_str(), nullptr, 16));
         return HandOut<FakeEnumerator>(resultSet, ReadScriptFile(name + ".items").value_or(""));
     }
 
@@ -189,7 +176,6 @@ class FakeSession final : public DispatchObject<IWSManSession> {
                 " | flags=" + std::to_string(flags));
         if (result == nullptr) return E_POINTER;
         *result = nullptr;
-        if (const auto fault = ScriptedFault(action + ".invoke-fault")) return *fault;
         *result = Widen(ReadScriptFile(action + ".invoke").value_or(""));
         return *result != nullptr ? S_OK : E_OUTOFMEMORY;
     }
@@ -229,8 +215,6 @@ class FakeWsman final : public DispatchObject<IWSMan> {
     HRESULT STDMETHODCALLTYPE get_Error(BSTR*) override { return E_NOTIMPL; }
 };
 
-}  // namespace
-
 HRESULT CreateFakeWsman(REFIID iid, void** object) {
     if (object == nullptr) return E_POINTER;
     *object = nullptr;
@@ -242,4 +226,68 @@ HRESULT CreateFakeWsman(REFIID iid, void** object) {
     return query;
 }
 
-}  // namespace fake_wsman
+HMODULE g_module = nullptr;
+
+constexpr const char* kClassKey = "Software\\Classes\\CLSID\\{BCED617B-EC03-420B-8508-977DC7A686BD}";
+
+class ClassFactory final : public IClassFactory {
+  public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+        if (object == nullptr) return E_POINTER;
+        const bool known = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IClassFactory);
+        *object = known ? static_cast<IClassFactory*>(this) : nullptr;
+        return known ? S_OK : E_NOINTERFACE;
+    }
+    // A static object: its references do not count.
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
+        return outer != nullptr ? CLASS_E_NOAGGREGATION : CreateFakeWsman(iid, object);
+    }
+    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+};
+
+ClassFactory g_factory;
+
+bool SetString(HKEY key, const char* name, const std::string& value) {
+    return RegSetValueExA(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
+                          static_cast<DWORD>(value.size() + 1)) == ERROR_SUCCESS;
+}
+
+}  // namespace
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
+    if (reason == DLL_PROCESS_ATTACH) g_module = instance;
+    return TRUE;
+}
+
+extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE
+    DllGetClassObject(REFCLSID clsid, REFIID iid, void** object) {
+    if (object == nullptr) return E_POINTER;
+    *object = nullptr;
+    if (!IsEqualCLSID(clsid, __uuidof(WSMan))) return CLASS_E_CLASSNOTAVAILABLE;
+    return g_factory.QueryInterface(iid, object);
+}
+
+// Stays loaded for the life of the test process.
+extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE DllCanUnloadNow() {
+    return S_FALSE;
+}
+
+extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE DllRegisterServer() {
+    char path[MAX_PATH] = {};
+    HKEY server = nullptr;
+    if (GetModuleFileNameA(g_module, path, MAX_PATH) == 0 ||
+        RegCreateKeyExA(HKEY_LOCAL_MACHINE, (std::string(kClassKey) + "\\InprocServer32").c_str(), 0, nullptr,
+                        REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS | KEY_WOW64_64KEY, nullptr, &server,
+                        nullptr) != ERROR_SUCCESS)
+        return E_FAIL;
+    const bool stored = SetString(server, nullptr, path) && SetString(server, "ThreadingModel", "Both");
+    RegCloseKey(server);
+    return stored ? S_OK : E_FAIL;
+}
+
+extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE DllUnregisterServer() {
+    const LONG removed = RegDeleteTreeA(HKEY_LOCAL_MACHINE, kClassKey);
+    return removed == ERROR_SUCCESS || removed == ERROR_FILE_NOT_FOUND ? S_OK : E_FAIL;
+}
