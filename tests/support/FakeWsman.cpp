@@ -51,9 +51,9 @@ class FakeSession final : public qn::platform::WsmanSession {
     FakeSession() { ++g_script.liveSessions; }
     ~FakeSession() override { --g_script.liveSessions; }
 
-    HResult Enumerate(const std::string& resourceUri, const std::string& filter, const std::string& dialect,
+    HResult Enumerate(const std::string& resourceUri, const std::string& filter, const std::string&,
                       std::int32_t, std::unique_ptr<qn::platform::WsmanEnumerator>& enumerator) override {
-        g_script.enumerations.push_back({resourceUri, filter, dialect});
+        g_script.enumerations.push_back({resourceUri, filter});
         EnumerationReply reply = g_script.defaultEnumeration;
         if (auto found = g_script.enumerationsByFilter.find(filter);
             found != g_script.enumerationsByFilter.end() && !found->second.empty()) {

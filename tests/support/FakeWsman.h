@@ -25,7 +25,6 @@ struct EnumerationReply {
 struct EnumerateCall {
     std::string resourceUri;
     std::string filter;
-    std::string dialect;
 };
 
 struct InvokeCall {
