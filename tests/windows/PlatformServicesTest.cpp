@@ -12,25 +12,18 @@
 #include "base/QncDiagnostics.h"
 #include "platform/CriticalSection.h"
 #include "platform/FileSystem.h"
-#include "platform/ProcessInfo.h"
 
 using namespace qn::wintest;
 
-QN_TEST(FilesExistOnlyWhenNotFoldersAndTheExecutableIsNamed) {
-    const std::string folder = FreshFolder("files");
-    WriteWholeFile(folder + "\\present.txt", "x");
-    QN_CHECK(qn::platform::IsExistingFile((folder + "\\present.txt").c_str()));
-    QN_CHECK(!qn::platform::IsExistingFile(folder.c_str()));
-    QN_CHECK(qn::platform::ExecutableFilePath().ends_with("\\windows_platform_tests.exe"));
-}
-
-QN_TEST(AssertionAndTraceLinesEndInCrLf) {
-    // The fixed path on drive C: of the prefix; its folder is never created by the module.
+QN_TEST(FilesAssertionAndTraceLinesEndInCrLf) {
+    // The fixed path on drive C: of the prefix; its folder is never created by the module. The module's name
+    // comes from the executable's path.
     DeleteFileA(kQncAssertFile);
     RemoveDirectoryA("c:\\qndebug");
     Assert("Source.cpp", 12);
     QN_CHECK(!qn::platform::IsExistingFile(kQncAssertFile));
     QN_CHECK(CreateDirectoryA("c:\\qndebug", nullptr));
+    QN_CHECK(!qn::platform::IsExistingFile("c:\\qndebug"));  // a folder is no file
     Assert("Source.cpp", 12);
     QN_CHECK(
         ReadWholeFile(kQncAssertFile)
