@@ -77,7 +77,8 @@ TEST(SoakTest, FileDescriptorsAndMemoryStayFlatUnderMixedFaults) {
     int failures = 0, round = 0;
     // Warm-up: libraries load, caches and pools reach their working size.
     for (; round < 60; ++round) Round(bench, round, failures);
-    const std::size_t fdsBefore = OpenFileDescriptors(), residentBefore = ResidentKilobytes();
+    const std::size_t fdsBefore = OpenFileDescriptors();
+    [[maybe_unused]] const std::size_t residentBefore = ResidentKilobytes();
 
     const char* seconds = std::getenv("QNSNWSM_SOAK_SECONDS");
     const long soak = seconds != nullptr && std::atol(seconds) > 0 ? std::atol(seconds) : 15;
@@ -86,7 +87,8 @@ TEST(SoakTest, FileDescriptorsAndMemoryStayFlatUnderMixedFaults) {
     while (std::chrono::steady_clock::now() < end) Round(bench, round++, failures);
     const int rounds = round - measuredFrom;
 
-    const std::size_t fdsAfter = OpenFileDescriptors(), residentAfter = ResidentKilobytes();
+    const std::size_t fdsAfter = OpenFileDescriptors();
+    [[maybe_unused]] const std::size_t residentAfter = ResidentKilobytes();
     ASSERT_GT(rounds, 50);
     EXPECT_GT(failures - failuresBefore, 0) << "the faults did not reach the checks";
     EXPECT_LT(failures - failuresBefore, rounds * 2) << "the handle did not recover from the faults";
