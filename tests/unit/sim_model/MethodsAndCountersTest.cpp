@@ -78,15 +78,15 @@ TEST(MovingCounters, GiveTheConfiguredLoadAndMove) {
     ASSERT_TRUE(workstation);
     const Clock::time_point t = Clock::now() + seconds(60);
     EXPECT_NEAR(MeasuredLoad(*workstation, "backupagent", t, t + seconds(2)), 30.0, 0.01);
-    EXPECT_NEAR(MeasuredLoad(*workstation, "notepad#1", t + seconds(100), t + seconds(105)), 12.0, 0.01);
     EXPECT_NEAR(MeasuredLoad(*workstation, "Idle", t, t + seconds(2)), 100.0 - 30.0 - 24.0, 0.01);
     EXPECT_NEAR(MeasuredLoad(*workstation, "_Total", t, t + seconds(2)), 100.0, 0.01);
-    // Formatted processor percentages move, and _Total is the mean of the CPUs.
+    // Formatted processor percentages move, _Total is the mean of the CPUs, and a moment gives one answer.
+    const char* wql = "select Name, PercentProcessorTime from Win32_PerfFormattedData_PerfOS_Processor";
+    EXPECT_EQ(Query(*workstation, wql, "root/cimv2", t)[0].xml,
+              Query(*workstation, wql, "root/cimv2", t)[0].xml);
     std::set<std::string> seen;
     for (int step = 0; step < 12; ++step) {
-        const auto items = Query(
-            *workstation, "select Name, PercentProcessorTime from Win32_PerfFormattedData_PerfOS_Processor",
-            "root/cimv2", Clock::now() + seconds(step * 7));
+        const auto items = Query(*workstation, wql, "root/cimv2", t + seconds(step * 7));
         ASSERT_EQ(items.size(), 5u);
         long sum = 0;
         for (std::size_t cpu = 0; cpu < 4; ++cpu)
@@ -96,14 +96,6 @@ TEST(MovingCounters, GiveTheConfiguredLoadAndMove) {
         seen.insert(total);
     }
     EXPECT_GT(seen.size(), 3u) << "the load should move over a minute and a half";
-
-    auto server = LoadBundled("server");
-    ASSERT_TRUE(server);
-    ASSERT_EQ(server->LogicalProcessors(), 16u);
-    EXPECT_NEAR(MeasuredLoad(*server, "sqlservr", t, t + seconds(1)), 35.0, 0.01);
-    // The same moment gives the same values.
-    const char* wql = "select * from Win32_PerfRawData_MSMQ_MSMQQueue";
-    EXPECT_EQ(Query(*server, wql, "root/cimv2", t)[0].xml, Query(*server, wql, "root/cimv2", t)[0].xml);
 }
 
 TEST(Concurrency, QueriesAndMethodsFromManyThreads) {

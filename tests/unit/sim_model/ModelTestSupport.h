@@ -30,12 +30,9 @@ inline std::vector<RenderedItem> Query(
 
 // The text of the first <p:Name> or <Name> element of an item; empty when absent or nil.
 inline std::string PropertyText(const std::string& xml, const std::string& property) {
-    for (const std::string& open : {"<p:" + property + ">", "<" + property + ">"}) {
-        const std::size_t start = xml.find(open);
-        if (start == std::string::npos) continue;
-        const std::size_t end = xml.find('<', start + open.size());
-        return xml.substr(start + open.size(), end - start - open.size());
-    }
+    for (const std::string& open : {"<p:" + property + ">", "<" + property + ">"})
+        if (const std::size_t start = xml.find(open); start != std::string::npos)
+            return xml.substr(start + open.size(), xml.find('<', start + open.size()) - start - open.size());
     return {};
 }
 

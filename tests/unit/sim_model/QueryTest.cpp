@@ -21,22 +21,38 @@ class WorkstationQuery : public ::testing::Test {
 };
 SimulatedComputer* WorkstationQuery::model_ = nullptr;
 
-TEST_F(WorkstationQuery, ComparisonsFollowWmiNotTextOrder) {
-    // Strings ignore case; numbers compare as numbers (lexically "9" > "10"), also against a quoted literal.
-    EXPECT_EQ(Count("SELECT * FROM WIN32_SERVICE WHERE NAME = \"SPOOLER\""), 1u);
-    EXPECT_EQ(Count("select * from Win32_LogicalDisk where Name < 'd:'"), 1u);
-    EXPECT_EQ(Count("select * from Win32_DiskDrive where Index < 10"), 2u);
-    EXPECT_EQ(Count("select * from Win32_DiskDrive where Index = '1'"), 1u);
-    EXPECT_EQ(Count("select * from Win32_LogicalDisk where Size > 99996348415 and Size <= 99996348416"), 1u);
-    EXPECT_EQ(Count("select * from Win32_Process where (Name = 'notepad.exe' or Name = 'explorer.exe') and "
-                    "SessionId = 1"),
-              3u);
+TEST_F(WorkstationQuery, ComparisonsAssociatorsAndMetaClass) {
+    const std::string groupUser = "} Where AssocClass=Win32_GroupUser Role=";
+    const std::pair<std::string, std::size_t> counts[] = {
+        // Strings ignore case; numbers compare as numbers ("9" > "10" as text), also with a quoted literal.
+        {"SELECT * FROM WIN32_SERVICE WHERE NAME = \"SPOOLER\"", 1},
+        {"select * from Win32_LogicalDisk where Name < 'd:'", 1},
+        {"select * from Win32_DiskDrive where Index < 10", 2},
+        {"select * from Win32_DiskDrive where Index = '1'", 1},
+        {"select * from Win32_LogicalDisk where Size > 99996348415 and Size <= 99996348416", 1},
+        {"select * from Win32_Process where (Name = 'notepad.exe' or Name = 'explorer.exe') "
+         "and SessionId = 1",
+         3},
+        // Association keys and keywords ignore case, as WMI paths do; the source may name the base class.
+        {"associators of {Win32_Group.Name=\"administrators\",Domain=\"ws-pc1\"} where "
+         "assocclass=Win32_GroupUser role=GroupComponent resultclass=Win32_UserAccount",
+         2},
+        {"Associators of {Win32_Account.Domain='WS-PC1',Name='helpdesk'" + groupUser + "PartComponent", 3},
+        {"Associators of {Win32_Group.Domain='NOWHERE',Name='Administrators'" + groupUser + "GroupComponent",
+         0},
+        {"SELECT * FROM META_CLASS WHERE __class = 'win32_process'", 1},
+        {"select * from meta_class where __CLASS like 'Win32_Perf%'", 7},
+    };
+    for (const auto& [wql, expected] : counts) EXPECT_EQ(Count(wql), expected) << wql;
+    EXPECT_EQ(Query(*model_, "select * from meta_class", "root/WebAdministration").size(), 6u);
 
     const std::size_t accounts = Count("select * from Win32_UserAccount");
     const std::size_t disabled = Count("select * from Win32_UserAccount where Disabled = TRUE");
     EXPECT_GT(disabled, 0u);
     EXPECT_EQ(Count("select * from Win32_UserAccount where Disabled = 1"), disabled);
     EXPECT_EQ(Count("select * from Win32_UserAccount where NOT Disabled = TRUE"), accounts - disabled);
+    // A base class yields its subclasses' instances.
+    EXPECT_EQ(Count("select * from Win32_Account"), accounts + Count("select * from Win32_Group"));
 
     // A comparison with NULL is unknown: neither it nor its negation matches.
     const std::size_t services = Count("select * from Win32_Service");
@@ -46,33 +62,12 @@ TEST_F(WorkstationQuery, ComparisonsFollowWmiNotTextOrder) {
     EXPECT_EQ(
         Count("select * from Win32_Service where StartName = 'LocalSystem' or StartName <> 'LocalSystem'"),
         services - withoutAccount);
-}
 
-TEST_F(WorkstationQuery, BaseClassesAssociatorsAndMetaClass) {
-    // A base class yields its subclasses' instances.
-    EXPECT_EQ(Count("select * from Win32_Account"),
-              Count("select * from Win32_UserAccount") + Count("select * from Win32_Group"));
-
-    const std::string groupUser = "} Where AssocClass=Win32_GroupUser Role=";
     const auto members = Query(*model_, "Associators of {Win32_Group.Domain='WS-PC1',Name='Administrators'" +
                                             groupUser + "GroupComponent");
     ASSERT_EQ(members.size(), 3u);
     EXPECT_EQ(PropertyText(members[2].xml, "Caption"), "CORP\\Domain Admins");
     EXPECT_TRUE(members[2].xml.starts_with("<p:Win32_Group "));  // a nested group, rendered as a group
-    // Keys and keywords ignore case, as WMI paths do; the source may name the base class.
-    EXPECT_EQ(Count("associators of {Win32_Group.Name=\"administrators\",Domain=\"ws-pc1\"} where "
-                    "assocclass=Win32_GroupUser role=GroupComponent resultclass=Win32_UserAccount"),
-              2u);
-    EXPECT_EQ(
-        Count("Associators of {Win32_Account.Domain='WS-PC1',Name='helpdesk'" + groupUser + "PartComponent"),
-        3u);
-    EXPECT_EQ(Count("Associators of {Win32_Group.Domain='NOWHERE',Name='Administrators'" + groupUser +
-                    "GroupComponent"),
-              0u);
-
-    EXPECT_EQ(Count("SELECT * FROM META_CLASS WHERE __class = 'win32_process'"), 1u);
-    EXPECT_EQ(Count("select * from meta_class where __CLASS like 'Win32_Perf%'"), 7u);
-    EXPECT_EQ(Query(*model_, "select * from meta_class", "root/WebAdministration").size(), 6u);
 }
 
 TEST_F(WorkstationQuery, ErrorsCarryWindowsCodes) {
@@ -82,10 +77,8 @@ TEST_F(WorkstationQuery, ErrorsCarryWindowsCodes) {
     EXPECT_EQ(unknownClass.message, "The specified class does not exist in the given namespace.");
     EXPECT_EQ(ErrorOf("select * from ApplicationPool").kind,
               WmiError::Kind::InvalidClass);  // other namespace
-    for (const char* wql :
-         {"select Bogus from Win32_Service", "select * from Win32_Service where Bogus = 1"}) {
+    for (const char* wql : {"select Bogus from Win32_Service", "select * from Win32_Service where Bogus = 1"})
         EXPECT_EQ(ErrorOf(wql).wbemCode, 0x80041017u) << wql;
-    }
     EXPECT_EQ(ErrorOf("select * from Win32_Service", "root/nowhere").kind, WmiError::Kind::InvalidNamespace);
 }
 

@@ -16,25 +16,23 @@ namespace {
 
 using Names = std::set<std::string>;
 
-// Drops `dropElements` and `dropAttributes` and blanks the Machine attribute, recursively.
-void Normalise(xmlNode* node, const Names& dropElements, const Names& dropAttributes) {
-    for (xmlNode* child = node->children; child != nullptr;) {
-        xmlNode* next = child->next;
-        if (child->type == XML_ELEMENT_NODE &&
-            dropElements.count(reinterpret_cast<const char*>(child->name))) {
-            xmlUnlinkNode(child);
-            xmlFreeNode(child);
-        } else if (child->type == XML_ELEMENT_NODE) {
-            Normalise(child, dropElements, dropAttributes);
+// Drops the named elements and attributes and blanks the Machine attribute, recursively.
+void Normalise(xmlNode* node, const Names& elements, const Names& attributes) {
+    for (xmlNode *child = node->children, *next = nullptr; child != nullptr; child = next) {
+        next = child->next;
+        if (child->type != XML_ELEMENT_NODE) continue;
+        if (elements.count(reinterpret_cast<const char*>(child->name)) == 0) {
+            Normalise(child, elements, attributes);
+            continue;
         }
-        child = next;
+        xmlUnlinkNode(child);
+        xmlFreeNode(child);
     }
-    for (xmlAttr* attribute = node->properties; attribute != nullptr;) {
-        xmlAttr* next = attribute->next;
+    for (xmlAttr *attribute = node->properties, *next = nullptr; attribute != nullptr; attribute = next) {
+        next = attribute->next;
         const std::string name = reinterpret_cast<const char*>(attribute->name);
-        if (name == "Machine") xmlSetProp(node, attribute->name, reinterpret_cast<const xmlChar*>(""));
-        if (dropAttributes.count(name) > 0) xmlRemoveProp(attribute);
-        attribute = next;
+        if (name == "Machine") xmlSetProp(node, attribute->name, BAD_CAST "");
+        if (attributes.count(name) > 0) xmlRemoveProp(attribute);
     }
 }
 

@@ -14,9 +14,9 @@ class TestXml {
   public:
     explicit TestXml(const std::string& xml)
         : doc_(xmlReadMemory(xml.data(), static_cast<int>(xml.size()), "reply.xml", nullptr,
-                             XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING)) {
-        if (!doc_) return;
-        context_.reset(xmlXPathNewContext(doc_.get()));
+                             XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING),
+               &xmlFreeDoc),
+          context_(doc_ ? xmlXPathNewContext(doc_.get()) : nullptr, &xmlXPathFreeContext) {
         const char* bindings[][2] = {
             {"s", "http://www.w3.org/2003/05/soap-envelope"},
             {"a", "http://schemas.xmlsoap.org/ws/2004/08/addressing"},
@@ -25,16 +25,16 @@ class TestXml {
             {"f", "http://schemas.microsoft.com/wbem/wsman/1/wsmanfault"},
             {"svc", "http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/Win32_Service"},
         };
-        for (const auto& binding : bindings)
-            xmlXPathRegisterNs(context_.get(), reinterpret_cast<const xmlChar*>(binding[0]),
-                               reinterpret_cast<const xmlChar*>(binding[1]));
+        for (const auto& [prefix, uri] : bindings)
+            if (context_)
+                xmlXPathRegisterNs(context_.get(), reinterpret_cast<const xmlChar*>(prefix),
+                                   reinterpret_cast<const xmlChar*>(uri));
     }
 
     std::string Text(const std::string& expression) const {
         const auto result = Evaluate("string(" + expression + ")");
-        return !context_                     ? "<not xml>"
-               : result && result->stringval ? reinterpret_cast<const char*>(result->stringval)
-                                             : "";
+        if (!context_) return "<not xml>";
+        return result && result->stringval ? reinterpret_cast<const char*>(result->stringval) : "";
     }
     int Count(const std::string& expression) const {
         const auto result = Evaluate("count(" + expression + ")");
@@ -46,21 +46,12 @@ class TestXml {
     std::string Subcode() const { return Text("/s:Envelope/s:Body/s:Fault/s:Code/s:Subcode/s:Value"); }
 
   private:
-    std::unique_ptr<xmlXPathObject, decltype(&xmlXPathFreeObject)> Evaluate(
-        const std::string& expression) const {
-        return {context_ ? xmlXPathEvalExpression(reinterpret_cast<const xmlChar*>(expression.c_str()),
-                                                  context_.get())
-                         : nullptr,
-                &xmlXPathFreeObject};
+    std::unique_ptr<xmlXPathObject, decltype(&xmlXPathFreeObject)> Evaluate(const std::string& expr) const {
+        const auto* text = reinterpret_cast<const xmlChar*>(expr.c_str());
+        return {context_ ? xmlXPathEvalExpression(text, context_.get()) : nullptr, &xmlXPathFreeObject};
     }
-    struct DocFree {
-        void operator()(xmlDoc* doc) const { xmlFreeDoc(doc); }
-    };
-    struct ContextFree {
-        void operator()(xmlXPathContext* context) const { xmlXPathFreeContext(context); }
-    };
-    std::unique_ptr<xmlDoc, DocFree> doc_;
-    std::unique_ptr<xmlXPathContext, ContextFree> context_;
+    std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)> doc_;
+    std::unique_ptr<xmlXPathContext, decltype(&xmlXPathFreeContext)> context_;
 };
 
 }  // namespace qnsim::test
