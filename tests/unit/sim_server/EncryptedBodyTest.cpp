@@ -18,9 +18,7 @@ std::string Frame(const std::string& signature, const std::string& sealed, std::
         "--Encrypted Boundary\r\n" + indent + "Content-Type: application/HTTP-SPNEGO-session-encrypted\r\n" +
         indent + "OriginalContent: type=application/soap+xml;charset=UTF-8;Length=" + std::to_string(length) +
         "\r\n--Encrypted Boundary\r\n" + indent + "Content-Type: application/octet-stream\r\n";
-    const auto n = static_cast<unsigned>(signature.size());
-    body += {static_cast<char>(n & 0xFF), static_cast<char>((n >> 8) & 0xFF),
-             static_cast<char>((n >> 16) & 0xFF), static_cast<char>((n >> 24) & 0xFF)};
+    for (int shift = 0; shift < 32; shift += 8) body += static_cast<char>(signature.size() >> shift & 0xFF);
     return body + signature + sealed + "--Encrypted Boundary--\r\n";
 }
 

@@ -68,38 +68,32 @@ class HttpClient {
     std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl_{curl_easy_init(), &curl_easy_cleanup};
 };
 
-class SimEndpointTest : public ::testing::Test {
-  protected:
-    void Start() {
-        options_.usersFile = scratch_.Write("users", "SIMDOM:alice:Passw0rd!\n");
-        std::string error;
-        server_ = StartSimServer(options_, test::FakeComputer(), error);
-        ASSERT_TRUE(server_) << error;
-        url_ = "http://127.0.0.1:" + std::to_string(server_->Port()) + "/wsman";
-    }
-
-    qntest::ScratchFolder scratch_;
-    SimOptions options_;
-    std::unique_ptr<SimServer> server_;
-    std::string url_;
-};
-
-TEST_F(SimEndpointTest, AnswersLikeHttpSysBeforeAuthenticationAndBasicOnlyWhenEnabled) {
-    Start();
+TEST(SimEndpointTest, AnswersLikeHttpSysBeforeAuthenticationAndBasicOnlyWhenEnabled) {
+    qntest::ScratchFolder scratch;
+    SimOptions options;
+    options.usersFile = scratch.Write("users", "SIMDOM:alice:Passw0rd!\n");
+    std::unique_ptr<SimServer> server;
+    std::string url, error;
+    const auto start = [&] {
+        server = StartSimServer(options, test::FakeComputer(), error);
+        url = server ? "http://127.0.0.1:" + std::to_string(server->Port()) + "/wsman" : "";
+        return server != nullptr;
+    };
+    ASSERT_TRUE(start()) << error;
     HttpClient client;
     const std::string alice = "Authorization: Basic " + EncodeBase64("SIMDOM\\alice:Passw0rd!");
-    const HttpResult challenge = client.Post(url_, {alice, kSoapType}, kServices);
+    const HttpResult challenge = client.Post(url, {alice, kSoapType}, kServices);
     EXPECT_EQ(challenge.status, 401);  // Basic credentials are no use until Basic is enabled
     EXPECT_EQ(challenge.Count("www-authenticate:"), 1u);
     EXPECT_EQ(challenge.Count("www-authenticate: negotiate\r\n"), 1u);
     EXPECT_EQ(challenge.Count("server: microsoft-httpapi/2.0\r\n"), 1u);
 
     // Basic, once enabled, is offered too and must prove itself on every request.
-    options_.basic = options_.allowUnencrypted = true;
-    Start();
-    EXPECT_EQ(client.Post(url_, {}, "").Count("www-authenticate:"), 2u);
-    EXPECT_EQ(TestXml(client.Post(url_, {alice, kSoapType}, kServices).body).Count("//w:Items/*"), 1);
-    EXPECT_EQ(client.Post(url_, {kSoapType}, kServices).status, 401);
+    options.basic = options.allowUnencrypted = true;
+    ASSERT_TRUE(start()) << error;
+    EXPECT_EQ(client.Post(url, {}, "").Count("www-authenticate:"), 2u);
+    EXPECT_EQ(TestXml(client.Post(url, {alice, kSoapType}, kServices).body).Count("//w:Items/*"), 1);
+    EXPECT_EQ(client.Post(url, {kSoapType}, kServices).status, 401);
 }
 
 TEST(SimServerStartTest, ReportsWhatKeepsItFromStarting) {
