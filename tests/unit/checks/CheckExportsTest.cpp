@@ -9,8 +9,6 @@
 namespace qn::checks_test {
 namespace {
 
-constexpr std::uint32_t kFilled = 0xA5A5A5A5u;
-
 class CheckExportsTest : public CheckTest {
   protected:
     void SetUp() override {
@@ -33,7 +31,7 @@ TEST_F(CheckExportsTest, DiskBuffersShareOneSize) {
                   {Instance("Win32_DiskDrive", {{"Caption", "Disk 0"}, {"Status", "OK"}}),
                    Instance("Win32_DiskDrive", {{"Caption", "Disk 1"}, {"Status", "Degraded"}})});
     char list[7], bad[7], status[7], error[8];
-    std::uint32_t ok = kFilled;
+    std::uint32_t ok = 7;
     EXPECT_EQ(WSManGetDisksState(handle_, &ok, list, bad, status, 7, error, sizeof error), QNSNWSM_OK);
     EXPECT_EQ(ok, 0u);
     EXPECT_EQ((std::vector<std::string>{list, bad, status}),

@@ -1,6 +1,5 @@
-// Shared setup of the check tests: the scripted WinRM client answering each WQL query with canned items
-// written as Windows renders instances, a clock that only moves when the module sleeps, the installation's
-// stylesheets through a private configuration store, and a connected module object.
+// The check tests' scripted WinRM client (canned items rendered as Windows does), a clock that moves only
+// when the module sleeps, the installation's stylesheets and a connected module object.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -27,7 +26,6 @@ inline std::string Instance(const std::string& className, const qntest::Properti
     return qntest::RenderInstance(className, properties, wmiNamespace);
 }
 
-// Entries of a list a check filled.
 inline std::vector<std::string> Entries(const CQncListString& list) {
     std::vector<std::string> entries;
     for (const CQncListNode* node = list.GetHead(); node != nullptr; node = node->next)
@@ -35,7 +33,6 @@ inline std::vector<std::string> Entries(const CQncListString& list) {
     return entries;
 }
 
-// Ticks move only when the module sleeps.
 class FakeClock final : public qn::platform::Clock {
   public:
     qn::platform::TimeOfDay LocalTimeOfDay() override { return {}; }
@@ -48,7 +45,6 @@ class FakeClock final : public qn::platform::Clock {
     std::vector<std::uint32_t> sleeps;
 };
 
-// Each test starts with a module connected to root/cimv2.
 class CheckTest : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -76,13 +72,12 @@ class CheckTest : public ::testing::Test {
     CQnWSMan& Module() { return *module_; }
     qntest::FakeWsmanScript& Fake() { return qntest::Script(); }
     FakeClock& Clock() { return clock_; }
-    // The trace messages without their time stamps.
     std::vector<std::string> TraceLines() const {
         return qntest::ReadTraceMessages(scratch_.File("trace.log"));
     }
     bool Traced(const std::string& message) const { return qntest::HasLine(TraceLines(), message); }
 
-    CQncString error;  // for the checks' error text
+    CQncString error;
 
   private:
     qntest::ScratchStore scratch_;

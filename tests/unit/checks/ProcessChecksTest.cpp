@@ -90,11 +90,9 @@ TEST_F(ProcessUsageTest, EmptyNameMeasuresAllButTheExcludedAndTheIdleProcess) {
 
 TEST_F(ProcessUsageTest, MemoryCounterIndexSelectsTheProperty) {
     Fake().Answer(kRawClass, {RawProcess({"app", "7", 0, 0, 4 << 20})});
-    const std::tuple<std::int32_t, std::uint32_t, std::uint32_t> cases[] = {
-        {1, 1, 8},   // PrivateBytes
-        {1, 42, 4},  // unknown index: private working set
-        {-1, 1, 0xFFFFFFFF}};
-    for (const auto& [limit, counter, expected] : cases) {
+    // 1: PrivateBytes; an unknown index: the private working set; no limit: not measured.
+    for (const auto& [limit, counter, expected] :
+         {std::tuple{1, 1u, 8u}, {1, 42u, 4u}, {-1, 1u, 0xFFFFFFFFu}}) {
         EXPECT_EQ(Run("app", nullptr, -1, 0, 0, limit, counter, -1), 0);
         EXPECT_EQ(memoryMB, expected) << counter;
     }

@@ -1,5 +1,4 @@
-// Shared setup of the engine tests: the scripted WinRM client, and a private configuration store and trace
-// file in a scratch folder.
+// The engine tests' scripted WinRM client, private configuration store and trace file.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -45,7 +44,8 @@ class EngineTest : public ::testing::Test {
     std::vector<std::string> Trace() const { return qntest::ReadTraceMessages(TraceFile()); }
     std::string TraceFile() const { return scratch_.File("trace.log"); }
 
-    CQncString error;
+    CQncString error, response;
+    ItemList items;
 
   private:
     qntest::ScratchStore scratch_;

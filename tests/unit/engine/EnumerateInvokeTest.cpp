@@ -1,5 +1,6 @@
-// WQL enumeration, method invocation and the namespace's resource URI; the arguments of invocations are
-// the check tests', the WinRM error texts and an unopened session's the reliability tests'.
+// WQL enumeration, method invocation and the namespace's resource URI (backslashes become slashes); the
+// arguments of invocations are the check tests', the WinRM error texts and an unopened session's the
+// reliability tests'.
 #include <string>
 
 #include "EngineTestSupport.h"
@@ -7,10 +8,7 @@
 namespace qn::test {
 namespace {
 
-class EnumerateTest : public EngineTest {
-  protected:
-    ItemList items;
-};
+using EnumerateTest = EngineTest;
 
 TEST_F(EnumerateTest, ClassNameBecomesSelectAllAndItemsAreAppended) {
     auto module = MakeConnectedModule("root\\cimv2");
@@ -22,15 +20,18 @@ TEST_F(EnumerateTest, ClassNameBecomesSelectAllAndItemsAreAppended) {
     ASSERT_EQ(Script().enumerations.size(), 2u);
     EXPECT_EQ(Script().enumerations[0].filter, "select * from Win32_Service");
     EXPECT_EQ(Script().enumerations[1].filter, "select Name from Win32_Service");
+    EXPECT_EQ(Script().enumerations[0].resourceUri,
+              "http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/*");
     ASSERT_EQ(items.size(), 4u);
     EXPECT_STREQ(items[3].GetText(), "<b/>");
     EXPECT_TRUE(HasLine(Trace(), "Enumerate is using query: [select * from Win32_Service]."));
 }
 
 TEST_F(EnumerateTest, FailuresGiveTheirTexts) {
-    auto module = MakeConnectedModule();
+    auto module = MakeConnectedModule("");
     Script().defaultEnumeration.result = ToHResult(0x80338000);
     EXPECT_EQ(module->Enumerate("Win32_Foo", items, error), -1);
+    EXPECT_EQ(Script().enumerations[0].resourceUri, "http://schemas.microsoft.com/wbem/wsman/1/wmi/*");
     const auto lines = Trace();
     EXPECT_TRUE(HasLine(lines, "Enumerate failed, error code = [WSMan enumerate failed, error 0x80338000]."));
     EXPECT_TRUE(
@@ -53,27 +54,7 @@ TEST_F(EnumerateTest, FailureWhilePullingKeepsTheItemsRead) {
     EXPECT_STREQ(error.GetText(), "WMI/WinRM Error 0x80338029");
 }
 
-using ResourceUriTest = EngineTest;
-
-TEST_F(ResourceUriTest, NamespaceBackslashesBecomeSlashes) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"root\\cimv2", "http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/*"},
-        {"", "http://schemas.microsoft.com/wbem/wsman/1/wmi/*"},
-    };
-    auto module = MakeInitializedModule();
-    for (const auto& [wmiNamespace, expected] : cases) {
-        module->SetNamespace(wmiNamespace);
-        CQncString uri;
-        module->BuildResourceUri(uri);
-        EXPECT_STREQ(uri.GetText(), expected);
-        EXPECT_EQ(Trace().back(), std::string("Using Resource URI: [") + expected + "]");
-    }
-}
-
-class InvokeTest : public EngineTest {
-  protected:
-    CQncString response;
-};
+using InvokeTest = EngineTest;
 
 TEST_F(InvokeTest, FailuresGiveTheirTexts) {
     auto unopened = MakeInitializedModule();

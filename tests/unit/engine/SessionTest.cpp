@@ -1,9 +1,13 @@
-// The module object's life, opening and closing a session (URL, credentials, platform failures), and which
-// class and namespace the access validation uses; a refused validation is tests/reliability's.
+// The module object's and the lifecycle exports' life, opening and closing a session (URL, credentials,
+// platform failures), and which class and namespace the access validation uses. A refused validation, buffer
+// sizes and NULL arguments are tests/reliability's.
+#include <stdexcept>
 #include <string>
 
 #include "EngineTestSupport.h"
+#include "api/ExportSupport.h"
 #include "base/QncRegistry.h"
+#include "qnsnwsm.h"
 
 namespace qn::test {
 namespace {
@@ -22,6 +26,9 @@ TEST_F(LifecycleTest, InitializeCreatesTheClientOnceAndFailsWithoutIt) {
     EXPECT_EQ(missing.Initialize(TraceFile().c_str()), CQnWSMan::kFailure);
     EXPECT_FALSE(missing.IsInitialized());
     EXPECT_EQ(Trace().back(), "CoCreateInstance failed (error 0x80040154).");
+    auto handle = reinterpret_cast<QNSNWSM_HANDLE>(0x1234);
+    EXPECT_EQ(WSManInitialize("host", TraceFile().c_str(), &handle), QNSNWSM_FAILURE);
+    EXPECT_EQ(handle, nullptr);
     // A factory that gives no object fails without a message of its own.
     ResetScript();
     Script().createNull = true;
@@ -30,7 +37,6 @@ TEST_F(LifecycleTest, InitializeCreatesTheClientOnceAndFailsWithoutIt) {
     EXPECT_EQ(Trace().back(), "Initializing...");
 }
 
-// Shutdown and a second connect keep sessions alive until the module is destroyed.
 TEST_F(LifecycleTest, SessionsLiveUntilTheModuleIsDestroyed) {
     auto module = MakeConnectedModule();
     ASSERT_EQ(module->OpenSession("pc2", 5985, error), 0u);
@@ -46,6 +52,34 @@ TEST_F(LifecycleTest, SessionsLiveUntilTheModuleIsDestroyed) {
     EXPECT_EQ(Script().liveSessions, 2);
     module.reset();
     EXPECT_EQ(Script().liveSessions, 0);
+}
+
+// No exception may cross the C boundary of an export.
+TEST(ExportGuardTest, ExceptionsBecomeFailure) {
+    EXPECT_EQ(qn::api::GuardExport([]() -> std::uint32_t { throw std::runtime_error("boom"); }),
+              qn::api::kExportFailure);
+    EXPECT_EQ(qn::api::GuardExport([]() -> std::uint32_t { return 42; }), 42u);
+    qn::api::GuardVoidExport([] { throw std::bad_alloc(); });
+}
+
+using LifecycleExportTest = EngineTest;
+
+TEST_F(LifecycleExportTest, ConnectDefaultsTheNamespaceAndCutsItsErrorToTheBuffer) {
+    QNSNWSM_HANDLE handle = nullptr;
+    ASSERT_EQ(WSManInitialize("host", TraceFile().c_str(), &handle), QNSNWSM_OK);
+    char error[20];
+    EXPECT_EQ(
+        WSManConnectToComputer(handle, "pc1", "PC1\\mon", "pw", nullptr, 5986, 1, 0, error, sizeof error),
+        QNSNWSM_OK);
+    ASSERT_EQ(Script().enumerations.size(), 1u) << "root/cimv2 is validated";
+    EXPECT_EQ(Script().enumerations[0].resourceUri,
+              "http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/*");
+
+    Script().defaultEnumeration.result = ToHResult(0x80070005);
+    EXPECT_EQ(WSManConnectToComputer(handle, "pc1", "u", "p", "", 5985, 0, 0, error, sizeof error),
+              QNSNWSM_FAILURE);
+    EXPECT_STREQ(error, "WMI/WinRM Error 0x8");
+    WSManShutdown(handle);
 }
 
 using SessionTest = EngineTest;
