@@ -7,14 +7,24 @@
 #include <thread>
 #include <vector>
 
-#include "FixedClock.h"
 #include "TestFiles.h"
 #include "base/QncBase.h"
+#include "platform/Clock.h"
 #include "platform/ProfileFile.h"
 
 namespace {
 
 using qntest::ReadFile;
+
+// Stands still at 01:02:03 so that lines can be compared whole.
+class FixedClock final : public qn::platform::Clock {
+  public:
+    FixedClock() { qn::platform::SetClock(this); }
+    ~FixedClock() override { qn::platform::SetClock(nullptr); }
+    qn::platform::TimeOfDay LocalTimeOfDay() override { return {1, 2, 3}; }
+    std::uint32_t TickCount() override { return 4242; }
+    void Sleep(std::uint32_t) override {}
+};
 
 class TraceTest : public ::testing::Test {
   protected:
@@ -33,7 +43,7 @@ class TraceTest : public ::testing::Test {
         return entries;
     }
 
-    qn::test::ScopedFixedClock clock_;
+    FixedClock clock_;
     qntest::ScratchFolder folder_;
     std::string traceFile_ = folder_.File("trace.log");
     std::string eventLog_ = folder_.File("events.ini");
