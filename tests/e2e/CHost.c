@@ -1,4 +1,4 @@
-/* A host written in C: the public header must compile as C and be usable without any C++. */
+/* A host written in C (run by LoadLibraryTest): the public header must compile as C and be usable without any C++. */
 #include <stddef.h>
 #include <string.h>
 

@@ -14,10 +14,7 @@ using qntest::Transport;
 
 class ConnectTest : public ::testing::TestWithParam<Transport> {
   protected:
-    void SetUp() override {
-        std::string error;
-        ASSERT_TRUE(bench_.StartSim({}, error)) << error;
-    }
+    void SetUp() override { ASSERT_TRUE(bench_.StartSim()) << bench_.SimError(); }
     std::string Trace() const { return qntest::ReadFile(bench_.TraceFile()); }
 
     Bench bench_{GetParam()};

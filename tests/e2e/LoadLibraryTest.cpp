@@ -1,4 +1,5 @@
-// The shared library as a host loads it: by file name, resolving the exports by name.
+// The shared library as hosts use it: loaded by file name with the exports resolved by name, and from the
+// C host of CHost.c.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -8,6 +9,8 @@
 
 #include "TestFiles.h"
 #include "qnsnwsm.h"
+
+extern "C" int QnCHostInitializeAndShutdown(const char* traceFile);
 
 namespace qn::e2e {
 namespace {
@@ -33,6 +36,15 @@ TEST(LoadLibraryTest, InitializeAndShutdownThroughResolvedExports) {
               (std::vector<std::string>{rule, "Module: [qnsnwsm.dll], Build: [892.5061]", rule,
                                         "Initializing...", "Initialization completed.", "Shutting down...",
                                         "Shutdown completed.", "Shutdown completed."}));
+}
+
+TEST(LoadLibraryTest, CHostCompilesAndRunsAgainstThePublicHeader) {
+    qntest::ScratchStore scratch;
+    const auto trace = scratch.File("c-host.log");
+    EXPECT_EQ(QnCHostInitializeAndShutdown(trace.c_str()), 0);
+    const auto lines = qntest::ReadTraceMessages(trace);
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.back(), "Shutdown completed.");
 }
 
 }  // namespace

@@ -40,8 +40,7 @@ std::string RunHandle(const qntest::Bench& bench, int thread) {
 
 TEST(ManyHandlesTest, IndependentHandlesOnSeparateThreadsAllSucceed) {
     qntest::Bench bench(qntest::Transport::SealedNtlm);
-    std::string error;
-    ASSERT_TRUE(bench.StartSim({.profile = "workstation"}, error)) << error;
+    ASSERT_TRUE(bench.StartSim({.profile = "workstation"})) << bench.SimError();
     std::vector<std::string> failures(8);
     std::vector<std::thread> threads;
     for (int t = 0; t < 8; ++t) threads.emplace_back([&, t] { failures[t] = RunHandle(bench, t); });

@@ -40,8 +40,8 @@ class ProfileTest : public ::testing::TestWithParam<const char*> {
         std::string error;
         expected_ = qnsim::LoadComputerModel(GetParam(), error);
         if (!expected_) GTEST_SKIP() << "profile " << GetParam() << " is not bundled: " << error;
-        ASSERT_TRUE(bench_.StartSim({.maxItemsInEnumerateResponse = 20, .profile = GetParam()}, error))
-            << error;
+        ASSERT_TRUE(bench_.StartSim({.maxItemsInEnumerateResponse = 20, .profile = GetParam()}))
+            << bench_.SimError();
         ASSERT_EQ(bench_.ConnectToSim(), QNSNWSM_OK) << bench_.ErrorText();
         handle_ = bench_.Handle();
     }

@@ -23,18 +23,11 @@ void PrintTo(const FaultCase& fault, std::ostream* out) {
     *out << fault.rule;
 }
 
-// "action=Pull times=1 drop" -> "ActionPullTimes1Drop", "SealedActionPullTimes1Drop" over NTLM.
+// "action=Pull times=1 drop" -> "action_Pull_times_1_drop", "Sealed_..." over NTLM.
 std::string CaseName(const ::testing::TestParamInfo<FaultCase>& info) {
-    std::string name = info.param.transport == Transport::SealedNtlm ? "Sealed" : "";
-    bool upper = true;
-    for (const char c : std::string(info.param.rule)) {
-        if (!std::isalnum(static_cast<unsigned char>(c))) {
-            upper = true;
-        } else {
-            name += upper ? static_cast<char>(std::toupper(static_cast<unsigned char>(c))) : c;
-            upper = false;
-        }
-    }
+    std::string name = info.param.transport == Transport::SealedNtlm ? "Sealed_" : "";
+    for (const char c : std::string(info.param.rule))
+        name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
     return name;
 }
 
@@ -43,13 +36,11 @@ class FaultMatrixTest : public ::testing::TestWithParam<FaultCase> {};
 TEST_P(FaultMatrixTest, CheckFailsWithTheMappedErrorAndTheHandleRecovers) {
     const FaultCase& fault = GetParam();
     Bench bench(fault.transport);
-    SimSetup setup;
-    setup.faultRules = std::string(fault.rule).starts_with("action=")
-                           ? fault.rule
-                           : std::string("class=Win32_Service times=1 ") + fault.rule;
-    setup.enumerationTimeoutMs = fault.enumerationTimeoutMs;
-    std::string error;
-    ASSERT_TRUE(bench.StartSim(setup, error)) << error;
+    const std::string rule = std::string(fault.rule).starts_with("action=")
+                                 ? fault.rule
+                                 : std::string("class=Win32_Service times=1 ") + fault.rule;
+    ASSERT_TRUE(bench.StartSim({.faultRules = rule, .enumerationTimeoutMs = fault.enumerationTimeoutMs}))
+        << bench.SimError();
     ASSERT_EQ(bench.ConnectToSim(), QNSNWSM_OK) << bench.ErrorText();
 
     std::string list;
@@ -60,8 +51,7 @@ TEST_P(FaultMatrixTest, CheckFailsWithTheMappedErrorAndTheHandleRecovers) {
     EXPECT_LT(took, kReturnsWithin);
 
     // The rule is used up: the same handle, without connecting again, reads the computer.
-    ASSERT_EQ(bench.ServiceList(list), QNSNWSM_OK) << bench.ErrorText();
-    EXPECT_EQ(list, ExpectedServiceList());
+    EXPECT_TRUE(bench.ReadsTheComputer()) << bench.ErrorText();
 }
 
 constexpr Transport kBasic = Transport::BasicOverHttp;

@@ -47,23 +47,21 @@ struct Outputs {
     bool numbers;
     std::array<std::array<char, kBlock>, 5> blocks{};
     std::array<std::uint32_t, 8> values{};
-    std::size_t texts = 0;
-    std::size_t numbersHandedOut = 0;
+    std::size_t texts = 0, numbersHandedOut = 0;
 };
 
 // One argument of an export by its type: the text under test, the next buffer or number, and the buffer
 // size for every other number (sizes, and the few counts and durations a host passes in).
 template <typename T>
 T Argument(const char* text, Outputs& outputs) {
-    if constexpr (std::is_same_v<T, const char*>) {
+    if constexpr (std::is_same_v<T, const char*>)
         return text;
-    } else if constexpr (std::is_same_v<T, char*>) {
+    else if constexpr (std::is_same_v<T, char*>)
         return outputs.Text();
-    } else if constexpr (std::is_same_v<T, std::uint32_t*>) {
+    else if constexpr (std::is_same_v<T, std::uint32_t*>)
         return outputs.Number();
-    } else {
+    else
         return outputs.size;
-    }
 }
 
 struct Export {
@@ -84,40 +82,27 @@ struct Export {
     }
 };
 
-// The 30 checks and actions.
+#define QN_EXPORT(function, ...) Export(#function, function __VA_OPT__(, ) __VA_ARGS__)
+
+// The 30 checks and actions; the flags say where the NULL-handle rule differs (see Export).
 const std::vector<Export>& Checks() {
-    static const std::vector<Export> checks = {
-        {"WSManGetDomain", WSManGetDomain},
-        {"WSManGetCpuUsage", WSManGetCpuUsage},
-        {"WSManGetDisksState", WSManGetDisksState},
-        {"WSManGetLogicalDiskSpace", WSManGetLogicalDiskSpace},
-        {"WSManGetMemory", WSManGetMemory},
-        {"WSManGetPrinterList", WSManGetPrinterList},
-        {"WSManGetPrinterState", WSManGetPrinterState},
-        {"WSManGetProcessList", WSManGetProcessList},
-        {"WSManGetProcessState", WSManGetProcessState},
-        {"WSManGetProcessCpuMemHandles", WSManGetProcessCpuMemHandles},
-        {"WSManGetApplicationPoolList", WSManGetApplicationPoolList},
-        {"WSManGetApplicationPoolState", WSManGetApplicationPoolState, false, false},
-        {"WSManGetMsMqList", WSManGetMsMqList},
-        {"WSManGetMsMqLength", WSManGetMsMqLength, false, false},
-        {"WSManGetServiceList", WSManGetServiceList},
-        {"WSManGetServiceState", WSManGetServiceState},
-        {"WSManGetShareState", WSManGetShareState},
-        {"WSManGetTerminalServerSessions", WSManGetTerminalServerSessions},
-        {"WSManGetWmiCounterData", WSManGetWmiCounterData},
-        {"WSManGetRemovableDrives", WSManGetRemovableDrives},
-        {"WSManGetWinUserAccountList", WSManGetWinUserAccountList, true},
-        {"WSManGetWinGroupList", WSManGetWinGroupList, true},
-        {"WSManGetWinGroupMemberList", WSManGetWinGroupMemberList, true},
-        {"WSManGetNICList", WSManGetNICList},
-        {"WSManGetNICTrafficValues", WSManGetNICTrafficValues, false, false},
-        {"WSManRestartService", WSManRestartService},
-        {"WSManRebootComputer", WSManRebootComputer},
-        {"WSManCollectClasses", WSManCollectClasses, true},
-        {"WSManCollectInstances", WSManCollectInstances, true},
-        {"WSManCollectProperties", WSManCollectProperties, true},
-    };
+    // clang-format off
+    static const std::vector<Export> checks{
+        QN_EXPORT(WSManGetDomain), QN_EXPORT(WSManGetCpuUsage), QN_EXPORT(WSManGetDisksState),
+        QN_EXPORT(WSManGetLogicalDiskSpace), QN_EXPORT(WSManGetMemory), QN_EXPORT(WSManGetPrinterList),
+        QN_EXPORT(WSManGetPrinterState), QN_EXPORT(WSManGetProcessList), QN_EXPORT(WSManGetProcessState),
+        QN_EXPORT(WSManGetProcessCpuMemHandles), QN_EXPORT(WSManGetApplicationPoolList),
+        QN_EXPORT(WSManGetApplicationPoolState, false, false), QN_EXPORT(WSManGetMsMqList),
+        QN_EXPORT(WSManGetMsMqLength, false, false), QN_EXPORT(WSManGetServiceList),
+        QN_EXPORT(WSManGetServiceState), QN_EXPORT(WSManGetShareState),
+        QN_EXPORT(WSManGetTerminalServerSessions), QN_EXPORT(WSManGetWmiCounterData),
+        QN_EXPORT(WSManGetRemovableDrives),
+        QN_EXPORT(WSManGetWinUserAccountList, true), QN_EXPORT(WSManGetWinGroupList, true),
+        QN_EXPORT(WSManGetWinGroupMemberList, true), QN_EXPORT(WSManGetNICList),
+        QN_EXPORT(WSManGetNICTrafficValues, false, false), QN_EXPORT(WSManRestartService),
+        QN_EXPORT(WSManRebootComputer), QN_EXPORT(WSManCollectClasses, true),
+        QN_EXPORT(WSManCollectInstances, true), QN_EXPORT(WSManCollectProperties, true)};
+    // clang-format on
     return checks;
 }
 
@@ -143,7 +128,7 @@ TEST(HostileInputTest, NullHandleFailsEveryCheckWithItsBuffersZeroed) {
 }
 
 TEST(HostileInputTest, LifecycleExportsTolerateNullArguments) {
-    qntest::ScratchStore scratch;
+    ScratchStore scratch;
     EXPECT_EQ(WSManInitialize(nullptr, nullptr, nullptr), QNSNWSM_FAILURE);
     WSManShutdown(nullptr);
     WSManDisconnectComputer(nullptr);
@@ -171,14 +156,11 @@ TEST(HostileInputTest, LifecycleExportsTolerateNullArguments) {
 class ConnectedHostileInputTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        std::string error;
-        ASSERT_TRUE(bench_.StartSim({}, error)) << error;
+        ASSERT_TRUE(bench_.StartSim()) << bench_.SimError();
         ASSERT_EQ(bench_.ConnectToSim(), QNSNWSM_OK) << bench_.ErrorText();
     }
     void TearDown() override {
-        std::string list;
-        EXPECT_EQ(bench_.ServiceList(list), QNSNWSM_OK) << "the handle broke: " << bench_.ErrorText();
-        EXPECT_EQ(list, ExpectedServiceList());
+        EXPECT_TRUE(bench_.ReadsTheComputer()) << "the handle broke: " << bench_.ErrorText();
     }
     std::uint32_t Connect(const char* computer, const char* user, const char* password,
                           const char* wmiNamespace, char* error, std::uint32_t errorSize) {
@@ -205,7 +187,7 @@ TEST_F(ConnectedHostileInputTest, ConnectWithNullEmptyAndHugeArgumentsFailsClean
     EXPECT_EQ(Connect("127.0.0.1", huge.c_str(), huge.c_str(), huge.c_str(), nullptr, 0), QNSNWSM_OK);
     std::string list;
     EXPECT_EQ(bench_.ServiceList(list), QNSNWSM_FAILURE);
-    EXPECT_EQ(std::string(bench_.ErrorText()).rfind("WMI/WinRM Error 0x", 0), 0u) << bench_.ErrorText();
+    EXPECT_TRUE(std::string(bench_.ErrorText()).starts_with("WMI/WinRM Error 0x")) << bench_.ErrorText();
     // A NULL namespace is root/cimv2, validated like any other connect.
     ASSERT_EQ(Connect("127.0.0.1", kUser, kPassword, nullptr, error, 1), QNSNWSM_OK);
     EXPECT_EQ(error[0], '\0');

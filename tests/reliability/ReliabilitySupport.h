@@ -11,14 +11,7 @@
 
 namespace qn::reliability {
 
-using qntest::ClosedLoopbackPort;
-using qntest::ExpectedServiceList;
-using qntest::kPassword;
-using qntest::kUser;
-using qntest::SilentListener;
-using qntest::SimSetup;
-using qntest::Transport;
-using qntest::WinrmErrorText;
+using namespace qntest;  // NOLINT: the suites are written against the shared bench
 
 class Bench : public qntest::Bench {
   public:

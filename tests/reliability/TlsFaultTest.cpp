@@ -15,14 +15,12 @@ constexpr long kDay = 86400;
 
 TEST(TlsFaultTest, UntrustedAndExpiredCertificatesAreRefusedAndTheHandleConnectsToAGoodOne) {
     // A folder apart from the bench's: the client settings must name the CA before the handle exists.
-    qntest::ScratchFolder folder;
-    const qntest::CertificateOptions local{"localhost", "DNS:localhost,IP:127.0.0.1", -kDay, 30 * kDay,
-                                           false};
-    const auto ca =
-        qntest::MakeCertificate(folder, "ca", {"Reliability Test CA", "", -kDay, 30 * kDay, true});
-    qntest::MakeCertificate(folder, "good", local, &ca);
-    qntest::MakeCertificate(folder, "expired", {"localhost", local.altNames, -30 * kDay, -kDay, false}, &ca);
-    qntest::MakeCertificate(folder, "untrusted", local);
+    ScratchFolder folder;
+    const CertificateOptions local{"localhost", "DNS:localhost,IP:127.0.0.1", -kDay, 30 * kDay, false};
+    const auto ca = MakeCertificate(folder, "ca", {"Reliability Test CA", "", -kDay, 30 * kDay, true});
+    MakeCertificate(folder, "good", local, &ca);
+    MakeCertificate(folder, "expired", {"localhost", local.altNames, -30 * kDay, -kDay, false}, &ca);
+    MakeCertificate(folder, "untrusted", local);
     const auto https = [&](const std::string& which) {
         return SimSetup{
             .https = true, .certFile = folder.File(which + ".pem"), .keyFile = folder.File(which + ".key")};
@@ -31,16 +29,13 @@ TEST(TlsFaultTest, UntrustedAndExpiredCertificatesAreRefusedAndTheHandleConnects
     for (const char* bad : {"untrusted", "expired"}) {
         SCOPED_TRACE(bad);
         Bench bench(Transport::BasicOverHttp, "TrustedCAFile=" + ca.certificateFile + "\n");
-        std::string error;
-        ASSERT_TRUE(bench.StartSim(https(bad), error)) << error;
+        ASSERT_TRUE(bench.StartSim(https(bad))) << bench.SimError();
         EXPECT_EQ(bench.ConnectToSim(), QNSNWSM_FAILURE);
         EXPECT_EQ(bench.ErrorText(), WinrmErrorText(0x80072F8F));
 
-        ASSERT_TRUE(bench.StartSim(https("good"), error)) << error;
+        ASSERT_TRUE(bench.StartSim(https("good"))) << bench.SimError();
         ASSERT_EQ(bench.ConnectToSim(), QNSNWSM_OK) << bench.ErrorText();
-        std::string list;
-        EXPECT_EQ(bench.ServiceList(list), QNSNWSM_OK) << bench.ErrorText();
-        EXPECT_EQ(list, ExpectedServiceList());
+        EXPECT_TRUE(bench.ReadsTheComputer()) << bench.ErrorText();
     }
 }
 

@@ -16,9 +16,7 @@ std::string Lower(std::string text) {
 
 template <typename T>
 qnsim::Result<T> Failure(WmiError::Kind kind, std::uint32_t code, const char* message) {
-    qnsim::Result<T> result;
-    result.error = {kind, code, message};
-    return result;
+    return {false, {}, {kind, code, message}};
 }
 
 // The text of <p:name> in an instance; nothing when absent.
@@ -101,8 +99,7 @@ qnsim::Result<std::vector<qnsim::RenderedItem>> CannedComputer::ExecQuery(
             return Failure<Items>(WmiError::Kind::InvalidClass, 0x80041010, "Invalid class ");
         found = &instances->second;
     }
-    qnsim::Result<Items> result;
-    result.ok = true;
+    qnsim::Result<Items> result{true};
     for (const std::string& xml : *found) result.value.push_back({xml});
     return result;
 }
@@ -123,11 +120,7 @@ qnsim::Result<qnsim::RenderedItem> CannedComputer::Get(const std::string& wmiNam
             const auto value = PropertyOf(xml, selector.first);
             return value && Lower(*value) == Lower(selector.second);
         });
-        if (!matches) continue;
-        qnsim::Result<Item> result;
-        result.ok = true;
-        result.value.xml = xml;
-        return result;
+        if (matches) return {true, {xml}};
     }
     return Failure<Item>(WmiError::Kind::NotFound, 0x80041002, "Not found ");
 }
@@ -140,11 +133,9 @@ qnsim::Result<qnsim::RenderedItem> CannedComputer::Invoke(
     const auto output = outputs_.find(method);
     if (output == outputs_.end())
         return Failure<qnsim::RenderedItem>(WmiError::Kind::InvalidMethod, 0x8004102E, "Invalid method ");
-    qnsim::Result<qnsim::RenderedItem> result;
-    result.ok = true;
-    result.value.xml = "<p:" + method + "_OUTPUT xmlns:p=\"" + ClassUri(wmiNamespace, className) + "\">" +
-                       PropertyElements(output->second) + "</p:" + method + "_OUTPUT>";
-    return result;
+    return {true,
+            {"<p:" + method + "_OUTPUT xmlns:p=\"" + ClassUri(wmiNamespace, className) + "\">" +
+             PropertyElements(output->second) + "</p:" + method + "_OUTPUT>"}};
 }
 
 }  // namespace qntest

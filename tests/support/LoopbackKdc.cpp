@@ -37,15 +37,13 @@ LoopbackKdc::LoopbackKdc(const ScratchFolder& folder, const std::string& passwor
     keytab_ = folder.File("http.keytab");
     configEnv_.emplace("KRB5_CONFIG", config_);
     profileEnv_.emplace("KRB5_KDC_PROFILE", kdcProfile_);
-    const std::string realm = std::string(" -r ") + kRealm;
-    if (!Run("/usr/sbin/kdb5_util" + realm + " create -s -P master-secret") ||
-        !Run("/usr/sbin/kadmin.local" + realm + " -q 'addprinc -pw " + password + " alice'") ||
-        !Run("/usr/sbin/kadmin.local" + realm + " -q 'addprinc -maxlife \"2 seconds\" -pw " + password +
-             " bob'") ||
-        !Run("/usr/sbin/kadmin.local" + realm + " -q 'addprinc -randkey HTTP/localhost'") ||
-        !Run("/usr/sbin/kadmin.local" + realm + " -q 'ktadd -k " + keytab_ + " HTTP/localhost'")) {
-        return;
-    }
+    const std::string admin = std::string("/usr/sbin/kadmin.local -r ") + kRealm + " -q ";
+    for (const std::string& command :
+         {std::string("/usr/sbin/kdb5_util -r ") + kRealm + " create -s -P master-secret",
+          admin + "'addprinc -pw " + password + " alice'",
+          admin + "'addprinc -maxlife \"2 seconds\" -pw " + password + " bob'",
+          admin + "'addprinc -randkey HTTP/localhost'", admin + "'ktadd -k " + keytab_ + " HTTP/localhost'"})
+        if (!Run(command)) return;
     const char* arguments[] = {"/usr/sbin/krb5kdc", "-n", "-r", kRealm, nullptr};
     posix_spawn_file_actions_t quiet;
     posix_spawn_file_actions_init(&quiet);

@@ -82,7 +82,7 @@ Bench::~Bench() {
     StopSim();
 }
 
-bool Bench::StartSim(const SimSetup& setup, std::string& error) {
+bool Bench::StartSim(const SimSetup& setup) {
     StopSim();
     qnsim::SimOptions options;
     options.usersFile = scratch_.File("users");
@@ -97,11 +97,11 @@ bool Bench::StartSim(const SimSetup& setup, std::string& error) {
     if (!setup.faultRules.empty()) options.faultsFile = scratch_.Write("faults", setup.faultRules + "\n");
     if (!setup.profile.empty()) {
         options.profile = setup.profile;
-        server_ = qnsim::StartSimServer(options, error);
+        server_ = qnsim::StartSimServer(options, simError_);
     } else {
         auto computer = SmallComputer();
         CannedComputer* canned = computer.get();
-        server_ = qnsim::StartSimServer(options, std::move(computer), error);
+        server_ = qnsim::StartSimServer(options, std::move(computer), simError_);
         if (server_) computer_ = canned;
     }
     return server_ != nullptr;
@@ -124,6 +124,11 @@ std::uint32_t Bench::ServiceList(std::string& list) {
         handle_, buffer.data(), static_cast<std::uint32_t>(buffer.size()), error_, sizeof error_);
     list = buffer.data();
     return result;
+}
+
+bool Bench::ReadsTheComputer() {
+    std::string list;
+    return ServiceList(list) == QNSNWSM_OK && list == ExpectedServiceList();
 }
 
 std::uint32_t Bench::Memory(std::uint32_t& availableMB) {

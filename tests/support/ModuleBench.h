@@ -47,8 +47,9 @@ class Bench {
     Bench(const Bench&) = delete;
     Bench& operator=(const Bench&) = delete;
 
-    // Starts (or restarts) the simulator; false and `error` when it cannot.
-    bool StartSim(const SimSetup& setup, std::string& error);
+    // Starts (or restarts) the simulator; false, with the reason in SimError(), when it cannot.
+    bool StartSim(const SimSetup& setup = {});
+    const std::string& SimError() const { return simError_; }
     void StopSim();
     std::uint16_t SimPort() const { return server_ ? server_->Port() : 0; }
     CannedComputer* Computer() const { return computer_; }  // null for a profile
@@ -66,6 +67,8 @@ class Bench {
     // WSManGetServiceList and WSManGetMemory with generous buffers.
     std::uint32_t ServiceList(std::string& list);
     std::uint32_t Memory(std::uint32_t& availableMB);
+    // The service list reads as ExpectedServiceList().
+    bool ReadsTheComputer();
 
     const char* ErrorText() const { return error_; }
 
@@ -76,6 +79,7 @@ class Bench {
     QNSNWSM_HANDLE handle_ = nullptr;
     Transport transport_;
     bool https_ = false;
+    std::string simError_;
     char error_[1024] = {};
 };
 
