@@ -6,7 +6,6 @@
 #include <thread>
 #include <vector>
 
-#include "TestFiles.h"
 #include "TestRunner.h"
 #include "base/QncBase.h"
 #include "base/QncDiagnostics.h"

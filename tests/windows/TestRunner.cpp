@@ -35,6 +35,8 @@ void Record(bool passed, const char* expression, const std::string& detail, cons
                 detail.c_str());
 }
 
+namespace {
+
 int RunAll(int argc, char** argv) {
     const std::string_view filter = argc > 1 ? argv[1] : "";
     int passed = 0;
@@ -60,6 +62,8 @@ int RunAll(int argc, char** argv) {
     std::printf("%d passed, %d failed\n", passed, failed);
     return failed;
 }
+
+}  // namespace
 
 }  // namespace qn::wintest
 

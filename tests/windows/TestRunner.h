@@ -1,9 +1,14 @@
 // A small self-contained test runner for the programs that run under Wine (GoogleTest has no mingw build
-// in Debian). Each test is a function; a test fails when one of its checks fails, when it throws, or when it
-// checks nothing. The last line of output is "N passed, N failed".
+// in Debian), and their file helpers. Each test is a function; a test fails when one of its checks fails,
+// when it throws, or when it checks nothing. main runs every test, or those whose name starts with argv[1];
+// the last line of output is "N passed, N failed".
 #pragma once
 
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -29,9 +34,38 @@ void RecordEqual(const Left& left, const Right& right, const char* expression, c
     Record(equal, expression, detail.str(), file, line);
 }
 
-// Runs every registered test, or those whose name starts with argv[1] (main calls it in the multithreaded
-// apartment); returns the number of failures.
-int RunAll(int argc, char** argv);
+// Paths as a program under Wine sees them (drive Z: is the Linux root) and files of the scratch folder.
+inline std::string WinePath(const std::string& linuxPath) {
+    std::string path = "Z:" + linuxPath;
+    std::replace(path.begin(), path.end(), '/', '\\');
+    return path;
+}
+
+// The installation folder with the stylesheets under Sys\Wsman, ending in a backslash.
+inline std::string ShareFolder() {
+    return WinePath(QN_SHARE_DIR) + "\\";
+}
+
+inline std::string ReadWholeFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream content;
+    if (file) content << file.rdbuf();
+    return content.str();
+}
+
+inline void WriteWholeFile(const std::string& path, const std::string& content) {
+    std::ofstream file(path, std::ios::binary);
+    if (!file.write(content.data(), static_cast<std::streamsize>(content.size())).flush())
+        throw std::runtime_error("cannot write " + path);
+}
+
+// A fresh, empty folder under the scratch folder that the build creates.
+inline std::string FreshFolder(const std::string& name) {
+    const std::filesystem::path folder = std::filesystem::path(WinePath(QN_SCRATCH_DIR)) / name;
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directories(folder);
+    return folder.string();
+}
 
 }  // namespace qn::wintest
 

@@ -2,7 +2,6 @@
 // ends, and the document's refusals.
 #include <string>
 
-#include "TestFiles.h"
 #include "TestRunner.h"
 #include "base/QncRegistry.h"
 #include "parsing/CQncXmlDoc.h"
@@ -43,10 +42,10 @@ QN_TEST(RecordsFromTheInstalledStylesheetsAndTheParserCodes) {
     QN_CHECK_EQ(node.Transform(kServiceItem.c_str()), 25701);
 }
 
-QN_TEST(DocumentRefusesBeforeInitialiseBrokenStylesheetsAndDoctypes) {
+// MSXML's own refusals; the life cycle around them is shared code, tested on Linux.
+QN_TEST(DocumentRefusesDoctypesAndBrokenStylesheets) {
     CQncXmlDoc document;
     CQncString output;
-    QN_CHECK_EQ(document.LoadXml("<a/>"), -1);
     QN_CHECK_EQ(document.Initialize(0, ""), 0u);
     QN_CHECK_EQ(document.LoadXml("<!DOCTYPE a [<!ENTITY x \"boom\">]><a>&x;</a>"), -1);
     QN_CHECK_EQ(document.LoadXml(kServiceItem.c_str()), 0);
@@ -55,7 +54,4 @@ QN_TEST(DocumentRefusesBeforeInitialiseBrokenStylesheetsAndDoctypes) {
                    "<xsl:stylesheet version=\"1.0\" xmlns:xsl=\"http://www.w3.org/1999/XSL/Transform\">"
                    "<xsl:template match=\"/\">");
     QN_CHECK_EQ(document.TransformWith(broken.c_str(), output), -1);
-    document.Uninitialize();
-    document.Uninitialize();
-    QN_CHECK_EQ(document.LoadXml("<a/>"), -1);
 }

@@ -6,12 +6,12 @@
 #include <memory>
 #include <string>
 
-#include "ParsingTestSupport.h"
+#include "TestFiles.h"
 #include "platform/XmlDocument.h"
 
 namespace {
 
-using parsing_test::ScratchFolder;
+using qntest::ScratchFolder;
 using qn::platform::CreateXmlDocument;
 using qn::platform::XmlDocument;
 

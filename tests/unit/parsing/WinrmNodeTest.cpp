@@ -6,21 +6,20 @@
 #include <filesystem>
 #include <string>
 
-#include "ParsingTestSupport.h"
+#include "TestFiles.h"
 #include "base/QncErrors.h"
 #include "parsing/CSnWinrmNode.h"
 
 namespace {
 
-using parsing_test::ProgramFolderSetting;
-
 // A program folder of its own, holding copies of the shipped stylesheets.
 class WinrmNodeTest : public ::testing::Test {
   protected:
     WinrmNodeTest() {
+        store_.WriteStore(qntest::StoreText("", store_.Path() + "/"));
         for (const char* sheet : {kInstanceStylesheet, kPropertyNamesStylesheet})
-            folder_.Write(std::string("Sys/Wsman/") + sheet,
-                          qntest::ReadFile(parsing_test::SourceDataFolder() + "/Sys/Wsman/" + sheet));
+            store_.Write(std::string("Sys/Wsman/") + sheet,
+                         qntest::ReadFile(QN_SHARE_DIR "/Sys/Wsman/" + std::string(sheet)));
     }
 
     std::string Record(const std::string& item, const char* stylesheet = kInstanceStylesheet) {
@@ -30,44 +29,44 @@ class WinrmNodeTest : public ::testing::Test {
     }
 
     static std::string Instance(const std::string& properties) {
-        return R"(<p:Test_Class xmlns:p="http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/Test_Class">)" +
+        return R"(<p:Test_Class xmlns:p="http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/Test_Class" )"
+               R"(xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" )"
+               R"(xmlns:a="http://schemas.xmlsoap.org/ws/2004/08/addressing" )"
+               R"(xmlns:w="http://schemas.dmtf.org/wbem/wsman/1/wsman.xsd">)" +
                properties + "</p:Test_Class>";
     }
 
-    parsing_test::ScratchFolder folder_;
-    ProgramFolderSetting setting_{folder_.Path() + "/"};
+    qntest::ScratchStore store_;
     CSnWinrmNode node_;
 };
 
 TEST(WinrmNodePathTest, StylesheetPathIsBuiltFromTheProgramFolder) {
-    ProgramFolderSetting setting("  D:\\Sentrel  ");  // the setting supplies the trailing backslash
+    // The setting is trimmed and supplies the trailing backslash.
+    qntest::ScratchStore store;
+    store.WriteStore(qntest::StoreText("", "  D:\\Sentrel  "));
     CSnWinrmNode node;
     EXPECT_STREQ(node.GetStylesheetPath().GetText(), "D:\\Sentrel\\Sys\\Wsman\\WsmTxtEx.xsl");
     node.SetStylesheet("WsmProps.xsl");
     EXPECT_STREQ(node.GetStylesheetPath().GetText(), "D:\\Sentrel\\Sys\\Wsman\\WsmProps.xsl");
 }
 
-TEST_F(WinrmNodeTest, MissingStylesheetOrFolderInItsPlaceIs25701) {
-    node_.SetStylesheet("Absent.xsl");
-    EXPECT_EQ(node_.Transform("<a/>"), kQncErrorXslStylesheetMissing);
-    std::filesystem::create_directories(folder_.File("Sys/Wsman/Folder.xsl"));
-    node_.SetStylesheet("Folder.xsl");
-    EXPECT_EQ(node_.Transform("<a/>"), kQncErrorXslStylesheetMissing);
-    EXPECT_EQ(node_.Transform("not xml"), kQncErrorXslStylesheetMissing);  // checked before the item
-}
-
-TEST_F(WinrmNodeTest, FailedTransformKeepsThePreviousRecord) {
+TEST_F(WinrmNodeTest, TransformCodesAndAFailureKeepsThePreviousRecord) {
     const std::string first = Record(Instance("<p:Name>first</p:Name>"));
     EXPECT_EQ(node_.Transform("<r>unclosed"), kQncErrorXmlLoad);
     EXPECT_EQ(node_.Transform(nullptr), kQncErrorXmlLoad);
+    store_.Write("Sys/Wsman/NotXslt.xsl", "<html><body/></html>");
+    node_.SetStylesheet("NotXslt.xsl");
+    EXPECT_EQ(node_.Transform(Instance("<p:Name>second</p:Name>").c_str()), kQncErrorXmlTransform);
+    // A missing stylesheet, or a folder in its place, is found before the item is read.
+    node_.SetStylesheet("Absent.xsl");
+    EXPECT_EQ(node_.Transform("not xml"), kQncErrorXslStylesheetMissing);
+    std::filesystem::create_directories(store_.File("Sys/Wsman/Folder.xsl"));
+    node_.SetStylesheet("Folder.xsl");
+    EXPECT_EQ(node_.Transform("<a/>"), kQncErrorXslStylesheetMissing);
+    EXPECT_EQ(node_.GetOutput().GetText(), first);
     CQncString value;
     EXPECT_EQ(node_.GetValue("Name", 0, value), 0);
     EXPECT_STREQ(value.GetText(), "first");
-
-    folder_.Write("Sys/Wsman/NotXslt.xsl", "<html><body/></html>");
-    node_.SetStylesheet("NotXslt.xsl");
-    EXPECT_EQ(node_.Transform(Instance("<p:Name>second</p:Name>").c_str()), kQncErrorXmlTransform);
-    EXPECT_EQ(node_.GetOutput().GetText(), first);
 }
 
 TEST_F(WinrmNodeTest, GetValueRules) {
@@ -96,20 +95,17 @@ TEST_F(WinrmNodeTest, GetValueRules) {
 
 // Line breaks, embedded objects and references all stay on their property's line.
 TEST_F(WinrmNodeTest, EveryValueStaysOnOneLine) {
-    const std::string item =
-        R"(<p:Test_Class xmlns:p="http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/Test_Class" )"
-        R"(xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" )"
-        R"(xmlns:a="http://schemas.xmlsoap.org/ws/2004/08/addressing" xmlns:w="http://schemas.dmtf.org/wbem/wsman/1/wsman.xsd">)"
-        "<p:Description>first "
-        "line&#13;&#10;second\tline\nthird</p:Description><p:Empty>&#13;&#10;&#13;&#10;</p:Empty>"
+    const std::string item = Instance(
+        "<p:Description>first line&#13;&#10;second\tline\nthird</p:Description>"
+        "<p:Empty>&#13;&#10;&#13;&#10;</p:Empty>"
         R"(<p:Error xsi:type="p:__ExtendedStatus_Type"><p:Description xsi:nil="true"/><p:Operation>ExecQuery</p:Operation>)"
         R"(<p:Codes>1</p:Codes><p:Codes>2</p:Codes></p:Error>)"
         R"(<p:Owner><a:Address>http://schemas.xmlsoap.org/ws/2004/08/addressing/role/anonymous</a:Address>)"
-        R"(<a:ReferenceParameters><w:ResourceURI>http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/Win32_OperatingSystem</w:ResourceURI>)"
+        R"(<a:ReferenceParameters><w:ResourceURI>http://x/Win32_OperatingSystem</w:ResourceURI>)"
         R"(</a:ReferenceParameters></p:Owner>)"
         R"(<p:Quoted><a:ReferenceParameters><w:ResourceURI>http://x/Win32_Group</w:ResourceURI><w:SelectorSet>)"
         R"(<w:Selector Name="Domain">PC1</w:Selector><w:Selector Name="Name">say "hi"</w:Selector>)"
-        R"(</w:SelectorSet></a:ReferenceParameters></p:Quoted></p:Test_Class>)";
+        R"(</w:SelectorSet></a:ReferenceParameters></p:Quoted>)");
     EXPECT_EQ(Record(item),
               "__CLASS:=Test_Class\r\nDescription:=first line  second line third\r\nEmpty:=\r\n"
               "Error:=Description=;Operation=ExecQuery;Codes=1,2\r\nOwner:=Win32_OperatingSystem=@\r\n"
@@ -118,13 +114,8 @@ TEST_F(WinrmNodeTest, EveryValueStaysOnOneLine) {
 
 TEST_F(WinrmNodeTest, PropertyNamesAreListedOnce) {
     const std::string definition =
-        R"(<p:Win32_Share xmlns:p="http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/Win32_Share" )"
-        R"(xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xsi:type="p:Win32_Share_Type">
-             <p:AccessMask xsi:nil="true"/>
-             <p:Caption xsi:nil="true"/>
-             <p:Caption xsi:nil="true"/>
-             <p:Name xsi:nil="true"/>
-           </p:Win32_Share>)";
+        Instance(R"(<p:AccessMask xsi:nil="true"/><p:Caption xsi:nil="true"/><p:Caption xsi:nil="true"/>)"
+                 R"(<p:Name xsi:nil="true"/>)");
     EXPECT_EQ(Record(definition, kPropertyNamesStylesheet), "AccessMask\r\nCaption\r\nName\r\n");
 }
 

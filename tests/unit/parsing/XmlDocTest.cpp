@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "ParsingTestSupport.h"
+#include "TestFiles.h"
 #include "parsing/CQncXmlDoc.h"
 
 namespace {
@@ -39,7 +39,7 @@ class XmlDocTest : public ::testing::Test {
         return doc_.TransformWith(sheet.c_str(), output) == 0 ? output.GetText() : "failed";
     }
 
-    parsing_test::ScratchFolder scratch_;
+    qntest::ScratchFolder scratch_;
     CQncXmlDoc doc_;
     const fs::file_time_type hourAgo_ = fs::file_time_type::clock::now() - std::chrono::hours(1);
 };

@@ -44,10 +44,10 @@ void LogCall(const std::string& line) {
 
 std::string Narrow(const wchar_t* text) {
     if (text == nullptr) return "(null)";
-    const int needed = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    std::string result(needed > 0 ? needed : 1, '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, -1, result.data(), needed, nullptr, nullptr);
-    result.resize(result.size() - 1);
+    std::string result(WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text, -1, result.data(), static_cast<int>(result.size()), nullptr,
+                        nullptr);
+    if (!result.empty()) result.pop_back();  // the terminator
     return result;
 }
 
@@ -82,10 +82,7 @@ class DispatchObject : public Interface {
         if (left == 0) delete this;  // COM objects own themselves
         return left;
     }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
-        if (count != nullptr) *count = 0;
-        return S_OK;
-    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
         return E_NOTIMPL;
@@ -175,7 +172,6 @@ class FakeSession final : public DispatchObject<IWSManSession> {
         LogCall("Invoke " + action + " | " + Text(resourceUri) + " | " + Narrow(parameters) +
                 " | flags=" + std::to_string(flags));
         if (result == nullptr) return E_POINTER;
-        *result = nullptr;
         *result = Widen(ReadScriptFile(action + ".invoke").value_or(""));
         return *result != nullptr ? S_OK : E_OUTOFMEMORY;
     }
@@ -215,17 +211,6 @@ class FakeWsman final : public DispatchObject<IWSMan> {
     HRESULT STDMETHODCALLTYPE get_Error(BSTR*) override { return E_NOTIMPL; }
 };
 
-HRESULT CreateFakeWsman(REFIID iid, void** object) {
-    if (object == nullptr) return E_POINTER;
-    *object = nullptr;
-    IDispatch* created = nullptr;
-    const HRESULT hr = HandOut<FakeWsman>(&created);
-    if (FAILED(hr)) return hr;
-    const HRESULT query = created->QueryInterface(iid, object);
-    created->Release();
-    return query;
-}
-
 HMODULE g_module = nullptr;
 
 constexpr const char* kClassKey = "Software\\Classes\\CLSID\\{BCED617B-EC03-420B-8508-977DC7A686BD}";
@@ -242,16 +227,24 @@ class ClassFactory final : public IClassFactory {
     ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
     ULONG STDMETHODCALLTYPE Release() override { return 1; }
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
-        return outer != nullptr ? CLASS_E_NOAGGREGATION : CreateFakeWsman(iid, object);
+        if (object == nullptr) return E_POINTER;
+        *object = nullptr;
+        if (outer != nullptr) return CLASS_E_NOAGGREGATION;
+        IWSMan* created = new (std::nothrow) FakeWsman;
+        if (created == nullptr) return E_OUTOFMEMORY;
+        const HRESULT query = created->QueryInterface(iid, object);
+        created->Release();
+        return query;
     }
     HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
 };
 
 ClassFactory g_factory;
 
-bool SetString(HKEY key, const char* name, const std::string& value) {
-    return RegSetValueExA(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
-                          static_cast<DWORD>(value.size() + 1)) == ERROR_SUCCESS;
+// Creates the class's InprocServer32 key as needed.
+bool SetServerValue(const char* name, const std::string& value) {
+    return RegSetKeyValueA(HKEY_LOCAL_MACHINE, (std::string(kClassKey) + "\\InprocServer32").c_str(), name,
+                           REG_SZ, value.c_str(), static_cast<DWORD>(value.size() + 1)) == ERROR_SUCCESS;
 }
 
 }  // namespace
@@ -276,15 +269,10 @@ extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE DllCanUnloadNow() {
 
 extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE DllRegisterServer() {
     char path[MAX_PATH] = {};
-    HKEY server = nullptr;
-    if (GetModuleFileNameA(g_module, path, MAX_PATH) == 0 ||
-        RegCreateKeyExA(HKEY_LOCAL_MACHINE, (std::string(kClassKey) + "\\InprocServer32").c_str(), 0, nullptr,
-                        REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS | KEY_WOW64_64KEY, nullptr, &server,
-                        nullptr) != ERROR_SUCCESS)
-        return E_FAIL;
-    const bool stored = SetString(server, nullptr, path) && SetString(server, "ThreadingModel", "Both");
-    RegCloseKey(server);
-    return stored ? S_OK : E_FAIL;
+    return GetModuleFileNameA(g_module, path, MAX_PATH) != 0 && SetServerValue(nullptr, path) &&
+                   SetServerValue("ThreadingModel", "Both")
+               ? S_OK
+               : E_FAIL;
 }
 
 extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE DllUnregisterServer() {
