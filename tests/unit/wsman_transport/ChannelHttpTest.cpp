@@ -3,7 +3,6 @@
 // network faults through the exports are in tests/reliability.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cctype>
 
 #include "ChannelTestSupport.h"
@@ -50,11 +49,10 @@ TEST(ChannelHttp, CertificateTrustHostNameAndPin) {
         test::MakeServerTlsContext(certificate));
     // The certificate names localhost only; "upper case with colons" is how certificate viewers print a pin.
     std::string printedPin;
-    const std::string hex = security::CertificateSha256Hex(certificate.der);
-    for (std::size_t i = 0; i < hex.size(); i += 2) {
-        printedPin += (i ? ":" : "") + hex.substr(i, 2);
+    for (const char c : security::CertificateSha256Hex(certificate.der)) {
+        printedPin +=
+            (printedPin.size() % 3 == 2 ? ":" : "") + std::string(1, static_cast<char>(std::toupper(c)));
     }
-    std::transform(printedPin.begin(), printedPin.end(), printedPin.begin(), ::toupper);
     const std::string trusted = certificate.certificateFile;
     const std::string badCaFile = folder.Write("empty.pem", "not a certificate");
     const struct {
