@@ -45,10 +45,7 @@ class ClientSessionTest : public ::testing::Test {
             return errors::kUnspecifiedFailure;
         } else if (batches_.front().items == kLostContext) {
             out.httpStatus = 500;
-            body =
-                "<s:Fault><s:Code><s:Value>s:Receiver</"
-                "s:Value><s:Subcode><s:Value>n:InvalidEnumerationContext"
-                "</s:Value></s:Subcode></s:Code><s:Reason><s:Text>context gone</s:Text></s:Reason></s:Fault>";
+            body = testing::FaultWithSubcode("n:InvalidEnumerationContext", "", "context gone");
         } else {
             const std::string element =
                 action == ns::kActionEnumerate ? "n:EnumerateResponse" : "n:PullResponse";

@@ -36,6 +36,15 @@ inline std::string ReplyTo(const std::string& request, const std::string& action
            messageId + "</a:RelatesTo></s:Header><s:Body>" + bodyXml + "</s:Body></s:Envelope>";
 }
 
+// A fault with this subcode; q: is the enumeration namespace, s, a, n and w come from ReplyTo.
+inline std::string FaultWithSubcode(const std::string& subcode, const std::string& detail = "",
+                                    const std::string& reason = "reason text ") {
+    return "<s:Fault xmlns:q=\"" + std::string(ns::kEnumeration) +
+           "\"><s:Code><s:Value>s:Sender</s:Value><s:Subcode><s:Value>" + subcode +
+           "</s:Value></s:Subcode></s:Code><s:Reason><s:Text>" + reason + "</s:Text></s:Reason>" + detail +
+           "</s:Fault>";
+}
+
 // A Channel that records every envelope and answers through a script.
 class ScriptedChannel : public Channel {
   public:
