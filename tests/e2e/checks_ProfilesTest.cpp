@@ -43,7 +43,6 @@ class ProfileTest : public ::testing::TestWithParam<const char*> {
         ASSERT_TRUE(bench_.StartSim({.maxItemsInEnumerateResponse = 20, .profile = GetParam()}))
             << bench_.SimError();
         ASSERT_EQ(bench_.ConnectToSim(), QNSNWSM_OK) << bench_.ErrorText();
-        handle_ = bench_.Handle();
     }
     // The profile's own instances of a class; empty when it lacks the class.
     std::vector<std::string> Instances(const std::string& className) {
@@ -58,7 +57,6 @@ class ProfileTest : public ::testing::TestWithParam<const char*> {
 
     qntest::Bench bench_;
     std::unique_ptr<qnsim::ComputerModel> expected_;
-    QNSNWSM_HANDLE handle_ = nullptr;
     char error_[512] = {};
 };
 
@@ -68,9 +66,9 @@ TEST_P(ProfileTest, ProcessListAndServiceStateAgreeWithTheProfile) {
     for (const auto& item : Instances("Win32_Process")) names.insert(Lower(Value(item, "Name")));
     names.erase("");
     std::vector<char> list(1 << 20);
-    ASSERT_EQ(
-        WSManGetProcessList(handle_, list.data(), static_cast<uint32_t>(list.size()), error_, sizeof error_),
-        QNSNWSM_OK)
+    ASSERT_EQ(WSManGetProcessList(bench_.Handle(), list.data(), static_cast<uint32_t>(list.size()), error_,
+                                  sizeof error_),
+              QNSNWSM_OK)
         << error_;
     std::string expected;
     for (const auto& name : names) expected += (expected.empty() ? "" : "||") + name;
@@ -81,9 +79,10 @@ TEST_P(ProfileTest, ProcessListAndServiceStateAgreeWithTheProfile) {
     const std::string name = Value(services.back(), "Name");
     char found[256], display[256], state[64], mode[64];
     uint32_t installed = 0;
-    ASSERT_EQ(WSManGetServiceState(handle_, name.c_str(), found, sizeof found, display, sizeof display,
-                                   &installed, state, sizeof state, mode, sizeof mode, error_, sizeof error_),
-              QNSNWSM_OK)
+    ASSERT_EQ(
+        WSManGetServiceState(bench_.Handle(), name.c_str(), found, sizeof found, display, sizeof display,
+                             &installed, state, sizeof state, mode, sizeof mode, error_, sizeof error_),
+        QNSNWSM_OK)
         << error_;
     EXPECT_EQ(installed, 1u);
     EXPECT_EQ(state, Value(services.back(), "State"));
@@ -95,8 +94,8 @@ TEST_P(ProfileTest, LogicalDiskSizesAgreeWithTheProfile) {
         const std::string name = Value(item, "Name");
         if (name.empty()) continue;
         uint32_t found = 0, freeMB = 0, usedMB = 0, sizeMB = 0;
-        const uint32_t result = WSManGetLogicalDiskSpace(handle_, name.c_str(), &found, &freeMB, &usedMB,
-                                                         &sizeMB, error_, sizeof error_);
+        const uint32_t result = WSManGetLogicalDiskSpace(bench_.Handle(), name.c_str(), &found, &freeMB,
+                                                         &usedMB, &sizeMB, error_, sizeof error_);
         EXPECT_EQ(found, 1u) << name;
         if (Value(item, "FreeSpace").empty() || Value(item, "Size").empty()) {
             EXPECT_EQ(result, QNSNWSM_FAILURE) << name;  // a drive without media has no sizes

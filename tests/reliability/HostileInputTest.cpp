@@ -111,16 +111,13 @@ TEST(HostileInputTest, NullHandleFailsEveryCheckWithItsBuffersZeroed) {
         SCOPED_TRACE(check.name);
         Outputs outputs(Outputs::kBlock, true);
         EXPECT_EQ(check.call(nullptr, "x", outputs), QNSNWSM_FAILURE);
-        // The last buffer is the error text.
-        for (std::size_t b = 0; b < outputs.texts; ++b) {
-            const std::string text(outputs.blocks[b].data(), Outputs::kBlock);
-            if (check.listFamily && b + 1 == outputs.texts) {
-                EXPECT_EQ(text,
-                          std::string("Handle is a NULL pointer").substr(0, Outputs::kBlock - 1) + '\0');
-            } else {
-                EXPECT_EQ(text, std::string(Outputs::kBlock, '\0')) << "buffer " << b;
-            }
-        }
+        // The list family writes its error text into the last buffer; every other buffer is zeroed.
+        const std::string errorText = std::string("Handle is a NULL pointer").substr(0, Outputs::kBlock - 1);
+        for (std::size_t b = 0; b < outputs.texts; ++b)
+            EXPECT_EQ(std::string(outputs.blocks[b].data(), Outputs::kBlock),
+                      check.listFamily && b + 1 == outputs.texts ? errorText + '\0'
+                                                                 : std::string(Outputs::kBlock, '\0'))
+                << "buffer " << b;
         // Numbers the check itself sets are left as they were.
         for (std::size_t i = 0; i < outputs.numbersHandedOut; ++i)
             EXPECT_EQ(outputs.values[i], check.zeroesNumbers ? 0u : 0xA5A5A5A5u) << i;
