@@ -38,26 +38,25 @@ class ClientSessionTest : public ::testing::Test {
     HResult Answer(const std::string& request, Exchange& out) {
         const std::string action = Action(request);
         out.httpStatus = 200;
-        std::string body;
-        if (action == ns::kActionRelease) {
-            body = "<n:ReleaseResponse/>";
-        } else if (batches_.empty()) {
-            return errors::kUnspecifiedFailure;
-        } else if (batches_.front().items == kLostContext) {
-            out.httpStatus = 500;
-            body = testing::FaultWithSubcode("n:InvalidEnumerationContext", "", "context gone");
-        } else {
+        std::string body = "<n:ReleaseResponse/>";
+        if (action != ns::kActionRelease) {
+            if (batches_.empty()) return errors::kUnspecifiedFailure;
+            const Batch batch = batches_.front();
+            batches_.pop_front();
             const std::string element =
                 action == ns::kActionEnumerate ? "n:EnumerateResponse" : "n:PullResponse";
             body = "<" + element + "><n:EnumerationContext>uuid:CTX</n:EnumerationContext><w:Items>";
-            for (int i = 0; i < batches_.front().items; ++i) {
+            for (int i = 0; i < batch.items; ++i) {
                 body += "<p:Win32_Service xmlns:p=\"" + std::string(kService) + "\"><p:Name>S" +
                         std::to_string(served_++) + "</p:Name></p:Win32_Service>";
             }
-            body += std::string("</w:Items>") + (batches_.front().end ? "<w:EndOfSequence/>" : "") + "</" +
-                    element + ">";
+            body +=
+                std::string("</w:Items>") + (batch.end ? "<w:EndOfSequence/>" : "") + "</" + element + ">";
+            if (batch.items == kLostContext) {
+                out.httpStatus = 500;
+                body = testing::FaultWithSubcode("n:InvalidEnumerationContext", "", "context gone");
+            }
         }
-        if (action != ns::kActionRelease) batches_.pop_front();
         out.body = testing::ReplyTo(request, "r", body);
         return 0;
     }
