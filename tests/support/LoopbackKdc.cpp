@@ -20,23 +20,23 @@ LoopbackKdc::LoopbackKdc(const ScratchFolder& folder, const std::string& passwor
     const std::uint16_t port = ClosedLoopbackPort();
     const std::string kdc = "127.0.0.1:" + std::to_string(port);
     // MIT's profile syntax wants "REALM = {" and "}" on lines of their own.
-    config_ =
+    const std::string config =
         folder.Write("krb5.conf", std::string("[libdefaults]\n default_realm = ") + kRealm +
                                       "\n dns_lookup_realm = false\n dns_lookup_kdc = false\n"
                                       " dns_canonicalize_hostname = false\n rdns = false\n clockskew = 1\n"
                                       " udp_preference_limit = 1\n[realms]\n " +
                                       kRealm + " = {\n  kdc = " + kdc +
                                       "\n }\n[domain_realm]\n localhost = " + kRealm + "\n");
-    kdcProfile_ = folder.Write("kdc.conf", "[kdcdefaults]\n kdc_listen = " + kdc +
-                                               "\n kdc_tcp_listen = " + kdc + "\n[realms]\n " + kRealm +
-                                               " = {\n  database_name = " + folder.File("principal") +
-                                               "\n  key_stash_file = " + folder.File("stash") +
-                                               "\n  acl_file = " + folder.File("kadm5.acl") +
-                                               "\n  supported_enctypes = aes256-cts-hmac-sha1-96:normal\n"
-                                               "  master_key_type = aes256-cts-hmac-sha1-96\n }\n");
+    const std::string kdcProfile = folder.Write(
+        "kdc.conf", "[kdcdefaults]\n kdc_listen = " + kdc + "\n kdc_tcp_listen = " + kdc + "\n[realms]\n " +
+                        kRealm + " = {\n  database_name = " + folder.File("principal") +
+                        "\n  key_stash_file = " + folder.File("stash") +
+                        "\n  acl_file = " + folder.File("kadm5.acl") +
+                        "\n  supported_enctypes = aes256-cts-hmac-sha1-96:normal\n"
+                        "  master_key_type = aes256-cts-hmac-sha1-96\n }\n");
     keytab_ = folder.File("http.keytab");
-    configEnv_.emplace("KRB5_CONFIG", config_);
-    profileEnv_.emplace("KRB5_KDC_PROFILE", kdcProfile_);
+    configEnv_.emplace("KRB5_CONFIG", config);
+    profileEnv_.emplace("KRB5_KDC_PROFILE", kdcProfile);
     const std::string admin = std::string("/usr/sbin/kadmin.local -r ") + kRealm + " -q ";
     for (const std::string& command :
          {std::string("/usr/sbin/kdb5_util -r ") + kRealm + " create -s -P master-secret",

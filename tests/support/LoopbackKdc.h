@@ -31,8 +31,6 @@ class LoopbackKdc {
   private:
     bool Run(const std::string& command);
 
-    std::string config_;
-    std::string kdcProfile_;
     std::string keytab_;
     std::string problem_;
     std::optional<ScopedEnv> configEnv_;

@@ -53,7 +53,6 @@ std::string WinrmErrorText(std::uint32_t code) {
         {0x80338000, ": No items can be found at the selected URI."},
         {0x80338012, ": The WS-Management service does not support the action specified in the request."},
         {0x8033801A, ": The service cannot find the resource identified by the resource URI and selectors."},
-        {0x8033803B, ": The resource URI is missing or it has an incorrect format."},
         {0x803380B2, ": Credentials are missing"},
         {0x80338113, ": The HTTP server does not support the WS-Management protocol selected (HTTP/HTTPS)."},
         {0x803381B9,
