@@ -40,10 +40,6 @@ std::string Instance(const std::string& className, const std::string& properties
            "</p:" + className + ">\n";
 }
 
-bool Contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
-
 // One scenario: a fresh script folder for the fake, the stylesheets installed, and a module handle.
 class Scenario {
   public:
@@ -65,16 +61,16 @@ class Scenario {
     }
     std::string Calls() const { return ReadWholeFile(folder_ + "\\calls.log"); }
 
-    // Initialises the module and connects to "server1"; the connection's result and error text.
-    uint32_t Connect(const char* user, const char* password, const char* wmiNamespace, std::string& error) {
+    // Initialises the module and connects to "server1"; the error text, after "!" when the connection failed.
+    std::string Connect(const char* user, const char* password, const char* wmiNamespace) {
         if (handle_ == nullptr && QN_EXPORT(dll_, WSManInitialize)("host", (folder_ + "\\trace.log").c_str(),
                                                                    &handle_) != QNSNWSM_OK)
-            return QNSNWSM_FAILURE;
+            return "!initialisation failed";
         char text[256];
-        const uint32_t result = QN_EXPORT(dll_, WSManConnectToComputer)(
-            handle_, "server1", user, password, wmiNamespace, 5985, 0, 0, text, sizeof text);
-        error = text;
-        return result;
+        return QN_EXPORT(dll_, WSManConnectToComputer)(handle_, "server1", user, password, wmiNamespace, 5985,
+                                                       0, 0, text, sizeof text) == QNSNWSM_OK
+                   ? std::string(text)
+                   : "!" + std::string(text);
     }
     // The service list, or the error text after "!".
     std::string ServiceList() {
@@ -101,10 +97,10 @@ QN_TEST(DllInitializeFailsWithoutTheWsmanClass) {
     QN_CHECK(handle == nullptr);
 
     const std::string log = ReadWholeFile(trace);
-    QN_CHECK(log.find("] CoCreateInstance failed (error 0x80040154).\r\n") != std::string::npos);
+    QN_CHECK(Contains(log, "] CoCreateInstance failed (error 0x80040154).\r\n"));
     // The banner keeps its breaks: lines of their own, written in text mode as CR LF.
-    QN_CHECK(log.find("\r\nModule: [qnsnwsm.dll], Build: [892.5061]") != std::string::npos);
-    QN_CHECK(log.find("\r\r\n") == std::string::npos);
+    QN_CHECK(Contains(log, "\r\nModule: [qnsnwsm.dll], Build: [892.5061]"));
+    QN_CHECK(!Contains(log, "\r\r\n"));
 }
 
 QN_TEST(FakeSessionPassesCredentialsListsServicesInTheAnsiCodePageAndReboots) {
@@ -113,9 +109,7 @@ QN_TEST(FakeSessionPassesCredentialsListsServicesInTheAnsiCodePageAndReboots) {
         "Win32_Service.items",
         Instance("Win32_Service", kSpooler) +
             Instance("Win32_Service", "<p:Name>Zed</p:Name><p:DisplayName>Caf\xC3\xA9</p:DisplayName>"));
-    std::string error;
-    QN_CHECK_EQ(scenario.Connect("CORP\\monitor", "secret", "root\\cimv2", error), QNSNWSM_OK);
-    QN_CHECK_EQ(error, "");
+    QN_CHECK_EQ(scenario.Connect("CORP\\monitor", "secret", "root\\cimv2"), "");
     QN_CHECK(
         Contains(scenario.Calls(),
                  "CreateSession http://server1:5985/wsman flags=4096 user=CORP\\monitor password=secret"));
@@ -139,7 +133,7 @@ QN_TEST(FakeSessionPassesCredentialsListsServicesInTheAnsiCodePageAndReboots) {
 
     // Without a user name the credentials stay unset; another namespace is not validated.
     Scenario other("nouser");
-    QN_CHECK_EQ(other.Connect("", "ignored", "root\\other", error), QNSNWSM_OK);
+    QN_CHECK_EQ(other.Connect("", "ignored", "root\\other"), "");
     QN_CHECK(Contains(other.Calls(), "flags=4096 user=(unset) password=(unset)"));
     QN_CHECK(!Contains(other.Calls(), "Enumerate"));
 }
@@ -148,9 +142,8 @@ QN_TEST(FakeSessionPassesCredentialsListsServicesInTheAnsiCodePageAndReboots) {
 QN_TEST(FakeFailedValidationGivesTheFaultTextAndNoSession) {
     Scenario scenario("faults");
     scenario.Script("Win32_ComputerSystem.fault", "80338000");
-    std::string error;
-    QN_CHECK_EQ(scenario.Connect("u", "wrong", "root/cimv2", error), QNSNWSM_FAILURE);
-    QN_CHECK_EQ(error, "WMI/WinRM Error 0x80338000: No items can be found at the selected URI.");
+    QN_CHECK_EQ(scenario.Connect("u", "wrong", "root/cimv2"),
+                "!WMI/WinRM Error 0x80338000: No items can be found at the selected URI.");
     QN_CHECK_EQ(scenario.ServiceList(),
                 "!WSMan session has not been opened yet, please check connection properties");
 }

@@ -25,9 +25,9 @@ QN_TEST(FilesAssertionAndTraceLinesEndInCrLf) {
     QN_CHECK(!qn::platform::IsExistingFile("c:\\qndebug"));  // a folder is no file
     Assert("Source.cpp", 12);
     QN_CHECK(
-        ReadWholeFile(kQncAssertFile)
-            .find("] QUILLON ASSERTION FAILURE, MODULE: [windows_platform_tests.exe], FILE: [Source.cpp]; "
-                  "LINE: 12\r\n") != std::string::npos);
+        Contains(ReadWholeFile(kQncAssertFile),
+                 "] QUILLON ASSERTION FAILURE, MODULE: [windows_platform_tests.exe], FILE: [Source.cpp]; "
+                 "LINE: 12\r\n"));
     DeleteFileA(kQncAssertFile);
     RemoveDirectoryA("c:\\qndebug");
 
@@ -37,8 +37,8 @@ QN_TEST(FilesAssertionAndTraceLinesEndInCrLf) {
     object.Trace(kTraceToFile, "first\n");
     object.Trace(kTraceToFile, "two\r\nparts");
     const std::string log = ReadWholeFile(trace);
-    QN_CHECK(log.starts_with("[") && log.find("] first\r\n[") != std::string::npos);
-    QN_CHECK(log.find("] two <CRLF> parts\r\n") != std::string::npos);
+    QN_CHECK(log.starts_with("[") && Contains(log, "] first\r\n["));
+    QN_CHECK(Contains(log, "] two <CRLF> parts\r\n"));
 }
 
 QN_TEST(CriticalSectionIsRecursiveAndExclusive) {

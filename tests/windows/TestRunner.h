@@ -34,6 +34,10 @@ void RecordEqual(const Left& left, const Right& right, const char* expression, c
     Record(equal, expression, detail.str(), file, line);
 }
 
+inline bool Contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
 // Paths as a program under Wine sees them (drive Z: is the Linux root) and files of the scratch folder.
 inline std::string WinePath(const std::string& linuxPath) {
     std::string path = "Z:" + linuxPath;

@@ -7,8 +7,6 @@
 #include <libxml/xpathInternals.h>
 
 #include <chrono>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
@@ -75,8 +73,7 @@ std::string Reference(const std::string& resourceUri, const std::string& selecto
 }
 
 TEST(InstanceRecordWriterTest, ShippedStylesheetIsTheOneTheWriterReproduces) {
-    std::ifstream file(StylesheetPath(), std::ios::binary);
-    const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const std::string bytes = qntest::ReadFile(StylesheetPath());
     ASSERT_FALSE(bytes.empty());
     EXPECT_EQ(posix::RecognizeStylesheet(bytes), posix::BuiltinStylesheet::InstanceRecord)
         << "WsmTxtEx.xsl changed: bring InstanceRecordWriter in line with it, then update its digest in "
@@ -149,11 +146,8 @@ TEST(InstanceRecordWriterTest, EveryValueFormAsLibxsltWritesIt) {
 // Items on which libxslt's limits or xml:space handling could decide: the writer declines them and the
 // platform document answers with libxslt's own result.
 TEST(InstanceRecordWriterTest, DeclinedItemsGetLibxsltsAnswer) {
-    std::string deep = "<p:Deep>";
-    for (int i = 0; i < 80; ++i) deep += "<p:L>";
-    deep += "x";
-    for (int i = 0; i < 80; ++i) deep += "</p:L>";
-    deep += "</p:Deep>";
+    std::string deep = "x";
+    for (int i = 0; i < 81; ++i) deep = "<p:L>" + deep + "</p:L>";
     const std::vector<std::string> items = {
         Instance(R"(<p:A xml:space="preserve"> </p:A>)"),
         Instance(deep),
@@ -239,9 +233,6 @@ TEST(InstanceRecordWriterTest, EveryInstanceOfTheBundledComputers) {
                     ExpectSameRecord(instances.value[i].xml);
                 }
             }
-            const auto projection =
-                model->ExecQuery(wmiNamespace, "select Name, __CLASS from meta_class", now);
-            if (projection.ok && !projection.value.empty()) ExpectSameRecord(projection.value.front().xml);
         }
     }
 }

@@ -1,6 +1,5 @@
-// CSnWinrmNode: where it looks for its stylesheets, the codes of Transform, GetValue's rules, and the records
-// of the shipped stylesheets that the writer's differential test cannot show: values kept on one line and
-// WsmProps.xsl's names.
+// CSnWinrmNode: the codes of Transform, GetValue's rules, and the records of the shipped stylesheets that
+// the writer's differential test cannot show: values kept on one line and WsmProps.xsl's names.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -39,16 +38,6 @@ class WinrmNodeTest : public ::testing::Test {
     qntest::ScratchStore store_;
     CSnWinrmNode node_;
 };
-
-TEST(WinrmNodePathTest, StylesheetPathIsBuiltFromTheProgramFolder) {
-    // The setting is trimmed and supplies the trailing backslash.
-    qntest::ScratchStore store;
-    store.WriteStore(qntest::StoreText("", "  D:\\Sentrel  "));
-    CSnWinrmNode node;
-    EXPECT_STREQ(node.GetStylesheetPath().GetText(), "D:\\Sentrel\\Sys\\Wsman\\WsmTxtEx.xsl");
-    node.SetStylesheet("WsmProps.xsl");
-    EXPECT_STREQ(node.GetStylesheetPath().GetText(), "D:\\Sentrel\\Sys\\Wsman\\WsmProps.xsl");
-}
 
 TEST_F(WinrmNodeTest, TransformCodesAndAFailureKeepsThePreviousRecord) {
     const std::string first = Record(Instance("<p:Name>first</p:Name>"));

@@ -1,14 +1,10 @@
-// A stand-in for the platform's WSMan automation class: an in-process COM server that registers itself under
-// the WSMan class id, so that CoCreateInstance of it gives the fake in a Wine prefix (which ships no WinRM).
-// IWSMan, IWSManConnectionOptions, IWSManSession and IWSManEnumerator work over scripted replies. Everything
-// lives in the folder that the environment variable QN_FAKE_WSMAN_DIR names, written by the test before each
-// scenario and read afresh on every call:
-//
-//   <Class>.items          one item (an instance element, UTF-8) per line, for "select * from <Class>"; a
-//                          missing file is an empty result
-//   <Class>.fault          an HRESULT in hexadecimal that the enumeration of <Class> fails with
-//   <Action>.invoke        the response of Invoke(<Action>)
-//   calls.log              appended by the fake: one line per CreateSession, Enumerate and Invoke
+// A stand-in for the platform's WSMan automation class: an in-process COM server registered under the WSMan
+// class id, so that CoCreateInstance gives the fake in a Wine prefix (which ships no WinRM). Its replies are
+// scripted in the folder named by QN_FAKE_WSMAN_DIR, read afresh on every call:
+//   <Class>.items    one item (an instance element, UTF-8) per line for "select * from <Class>"; none: empty
+//   <Class>.fault    an HRESULT in hexadecimal that the enumeration of <Class> fails with
+//   <Action>.invoke  the response of Invoke(<Action>)
+//   calls.log        appended by the fake: one line per CreateSession, Enumerate and Invoke
 #include <windows.h>
 #include <wsmandisp.h>
 
