@@ -138,7 +138,6 @@ QN_TEST(FakeSessionPassesCredentialsListsServicesInTheAnsiCodePageAndReboots) {
     QN_CHECK(!Contains(other.Calls(), "Enumerate"));
 }
 
-// A WinRM fault becomes its text, and a failed validation leaves no session behind.
 QN_TEST(FakeFailedValidationGivesTheFaultTextAndNoSession) {
     Scenario scenario("faults");
     scenario.Script("Win32_ComputerSystem.fault", "80338000");

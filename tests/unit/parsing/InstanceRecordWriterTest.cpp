@@ -263,7 +263,6 @@ std::vector<std::string> ExtractItems(const std::string& reply) {
     return items;
 }
 
-// The records of captured Windows items, and what they begin with.
 TEST(InstanceRecordWriterTest, CapturedWindowsItems) {
     const struct {
         const char* fixture;
