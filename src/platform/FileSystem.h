@@ -17,9 +17,6 @@ namespace qn::platform {
 
 std::string MapModulePath(std::string_view modulePath);
 
-// The FindFirstFileA test: the path names something that exists and is not a directory.
-bool IsExistingFile(const char* modulePath);
-
 // What tells a file's content apart without reading it: size and modification time (in the platform's own
 // units, only ever compared), and how long ago that modification was.
 struct FileStamp {
@@ -34,6 +31,11 @@ struct FileStamp {
 // The IsExistingFile test and the file's stamp in one look-up: nothing when the path names no file or a
 // directory.
 std::optional<FileStamp> StampOfExistingFile(const char* modulePath);
+
+// The FindFirstFileA test: the path names something that exists and is not a directory.
+inline bool IsExistingFile(const char* modulePath) {
+    return StampOfExistingFile(modulePath).has_value();
+}
 
 struct FileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }

@@ -19,12 +19,6 @@ std::string MapModulePath(std::string_view modulePath) {
     return path;
 }
 
-bool IsExistingFile(const char* modulePath) {
-    if (modulePath == nullptr || *modulePath == '\0') return false;
-    struct stat status {};
-    return stat(MapModulePath(modulePath).c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
-}
-
 std::optional<FileStamp> StampOfExistingFile(const char* modulePath) {
     if (modulePath == nullptr || *modulePath == '\0') return std::nullopt;
     struct stat status {};

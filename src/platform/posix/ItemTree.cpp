@@ -37,10 +37,6 @@ XmlNamespace ClassifyNamespace(const xmlChar* uri) {
 
 }  // namespace
 
-ItemTree::~ItemTree() {
-    Clear();
-}
-
 void ItemTree::Clear() {
     nodes_.clear();
     attributes_.clear();
@@ -49,8 +45,7 @@ void ItemTree::Clear() {
     if (nodes_.capacity() * sizeof(Node) > kKeptCapacity) std::vector<Node>().swap(nodes_);
     if (attributes_.capacity() * sizeof(Attribute) > kKeptCapacity)
         std::vector<Attribute>().swap(attributes_);
-    if (dict_ != nullptr) xmlDictFree(dict_);  // drops this tree's reference
-    dict_ = nullptr;
+    dict_.reset();
     namesInterned_ = true;
 }
 
@@ -252,12 +247,12 @@ bool ItemTreeParser::Parse(std::string_view text, ItemTree& tree) {
             ctxt_->wellFormed != 0 && ctxt_->nsWellFormed != 0 && !builder.refused && !tree.nodes_.empty();
     }
     ctxt_->_private = nullptr;
-    if (!accepted) {
+    // The tree's names live in the parser's dictionary, which a renewed parser would otherwise free.
+    if (!accepted || xmlDictReference(ctxt_->dict) != 0) {
         tree.Clear();
         return false;
     }
-    tree.dict_ = ctxt_->dict;
-    xmlDictReference(tree.dict_);
+    tree.dict_.reset(ctxt_->dict);
     return true;
 }
 

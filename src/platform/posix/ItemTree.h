@@ -49,7 +49,6 @@ class ItemTree {
     };
 
     ItemTree() = default;
-    ~ItemTree();
     ItemTree(const ItemTree&) = delete;
     ItemTree& operator=(const ItemTree&) = delete;
 
@@ -75,8 +74,8 @@ class ItemTree {
 
     std::vector<Node> nodes_;
     std::vector<Attribute> attributes_;
-    std::string text_;         // texts and attribute values, back to back
-    xmlDict* dict_ = nullptr;  // holds the interned names; one reference
+    std::string text_;    // texts and attribute values, back to back
+    UniqueXmlDict dict_;  // holds the interned names: one reference of the parser's dictionary
     bool namesInterned_ = true;
 };
 

@@ -30,6 +30,9 @@ struct XsltTransformContextFree {
 struct XsltSecurityPrefsFree {
     void operator()(xsltSecurityPrefs* prefs) const { xsltFreeSecurityPrefs(prefs); }
 };
+struct XmlDictRelease {
+    void operator()(xmlDict* dict) const { xmlDictFree(dict); }  // drops one reference
+};
 struct XmlOutputBufferClose {
     void operator()(xmlOutputBuffer* buffer) const { xmlOutputBufferClose(buffer); }
 };
@@ -40,6 +43,7 @@ using UniqueXsltStylesheet = std::unique_ptr<xsltStylesheet, XsltStylesheetFree>
 using UniqueXsltTransformContext = std::unique_ptr<xsltTransformContext, XsltTransformContextFree>;
 using UniqueXsltSecurityPrefs = std::unique_ptr<xsltSecurityPrefs, XsltSecurityPrefsFree>;
 using UniqueXmlOutputBuffer = std::unique_ptr<xmlOutputBuffer, XmlOutputBufferClose>;
+using UniqueXmlDict = std::unique_ptr<xmlDict, XmlDictRelease>;
 
 // A structured error handler that drops the error (a template, so it fits the handler type of every
 // libxml2 version: the error pointer became const in 2.12).

@@ -1,8 +1,8 @@
 #include "platform/posix/XmlSafeParse.h"
 
 #include <climits>
-#include <cstdio>
-#include <memory>
+
+#include "platform/posix/LockedFileUpdate.h"
 
 namespace qn::platform::posix {
 
@@ -59,17 +59,10 @@ UniqueXmlDoc ParseUntrustedText(std::string_view text) {
 UniqueXmlDoc ParseUntrustedFile(const char* path, std::string& bytes) {
     bytes.clear();
     if (path == nullptr || *path == '\0') return nullptr;
-    // Read here rather than by the parser, so that the caller sees exactly the bytes that were parsed.
-    // C streams: a folder or an I/O error is a failed read, not an exception.
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path, "rb"), std::fclose);
-    if (file == nullptr) return nullptr;
-    char chunk[16384];
-    std::size_t read = 0;
-    while ((read = std::fread(chunk, 1, sizeof(chunk), file.get())) > 0) {
-        bytes.append(chunk, read);
-        if (bytes.size() > static_cast<std::size_t>(INT_MAX)) return nullptr;
-    }
-    if (std::ferror(file.get()) != 0) return nullptr;
+    // Read here rather than by the parser, so that the caller sees exactly the bytes that were parsed. A
+    // folder or an I/O error is a failed read.
+    if (ReadWholeFile(path, bytes) != FileOutcome::kOk || bytes.size() > static_cast<std::size_t>(INT_MAX))
+        return nullptr;
     UniqueXmlParserCtxt ctxt = NewGuardedContext();
     if (ctxt == nullptr) return nullptr;
     ThreadXmlErrorsSilenced silenced;

@@ -11,13 +11,6 @@ std::string MapModulePath(std::string_view modulePath) {
     return std::string(modulePath);
 }
 
-bool IsExistingFile(const char* modulePath) {
-    if (modulePath == nullptr || *modulePath == '\0') return false;
-    WIN32_FIND_DATAA found{};
-    const windows::FindHandle search(FindFirstFileA(modulePath, &found));
-    return search.IsValid() && (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
-}
-
 std::optional<FileStamp> StampOfExistingFile(const char* modulePath) {
     if (modulePath == nullptr || *modulePath == '\0') return std::nullopt;
     WIN32_FIND_DATAA found{};
