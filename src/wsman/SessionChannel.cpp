@@ -73,6 +73,10 @@ HResult SessionChannel::FailTransfer(const http::HttpResponse& response) {
     if (response.pinMismatch) {
         return Fail(kSecureFailure, "the server certificate does not match the pinned SHA-256 fingerprint");
     }
+    if (response.caFileUnusable) {
+        return Fail(kCaFileUnusable, "the TrustedCAFile " + settings_.caFile +
+                                         " does not exist, cannot be read or holds no certificate");
+    }
     return Fail(http::HResultForTransferFailure(response), response.failureText);
 }
 

@@ -6,7 +6,9 @@
 //                                                    connection lost under a sealed request (not resent)
 //   0x80338126 ERROR_WSMAN_NETWORK_TIMEDOUT          host unreachable, connect or request timed out
 //   0x80072F8F ERROR_WINHTTP_SECURE_FAILURE          TLS: untrusted, expired, name or pin mismatch
-//   0x803381BA ERROR_WSMAN_SSL_CONNECTION_ABORTED    TLS handshake failed, unreadable CA file
+//   0x803381BA ERROR_WSMAN_SSL_CONNECTION_ABORTED    TLS handshake failed
+//   0x80338192 ERROR_WSMAN_FILE_NOT_PRESENT          the TrustedCAFile is missing, unreadable or holds no
+//                                                    certificate
 //   0x80338048 ERROR_WSMAN_ENVELOPE_TOO_LARGE        reply larger than the envelope size asked for
 //   0x80070005 E_ACCESSDENIED                        HTTP 401 after authenticating (wrong password, ...);
 //                                                    the KDC refused user or password; the server
@@ -37,6 +39,7 @@ inline constexpr HResult kDestinationUnreachable = static_cast<HResult>(0x803380
 inline constexpr HResult kNetworkTimedOut = static_cast<HResult>(0x80338126);
 inline constexpr HResult kSecureFailure = static_cast<HResult>(0x80072F8F);
 inline constexpr HResult kSslConnectionAborted = static_cast<HResult>(0x803381BA);
+inline constexpr HResult kCaFileUnusable = static_cast<HResult>(0x80338192);
 inline constexpr HResult kEnvelopeTooLarge = static_cast<HResult>(0x80338048);
 inline constexpr HResult kAccessDenied = static_cast<HResult>(0x80070005);
 inline constexpr HResult kHttpBadRequest = static_cast<HResult>(0x80338171);

@@ -68,7 +68,18 @@ ClientSettings LoadClientSettings(const SettingLookup& lookup) {
     Apply(lookup, "ConnectTimeoutMs", ParsePositive, settings.connectTimeoutMs);
     Apply(lookup, "OperationTimeoutMs", ParsePositive, settings.operationTimeoutMs);
     Apply(lookup, "BatchItems", ParsePositive, settings.maxElements);
+    Apply(lookup, "EnumerationTimeoutMs", ParsePositive, settings.enumeration.timeoutMs);
+    Apply(lookup, "EnumerationMaxBytes", ParsePositive, settings.enumeration.maxItemBytes);
+    Apply(lookup, "EnumerationMaxEmptyBatches", ParsePositive, settings.enumeration.maxEmptyBatches);
     return settings;
+}
+
+ConversationLimits MakeConversationLimits(const ClientSettings& settings) {
+    ConversationLimits limits;
+    limits.maxEnvelopeSize = settings.maxEnvelopeSize;
+    limits.maxElements = settings.maxElements;
+    limits.enumeration = settings.enumeration;
+    return limits;
 }
 
 ChannelSettings MakeChannelSettings(const ClientSettings& settings, const std::string& url,

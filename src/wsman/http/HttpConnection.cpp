@@ -78,8 +78,11 @@ void HttpConnection::Configure() {
     curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, settings_.connectTimeoutMs);
     curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS,
                      settings_.operationTimeoutMs + settings_.requestTimeoutMarginMs);
-    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, settings_.skipCaCheck ? 0L : 1L);
-    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, settings_.skipNameCheck ? 0L : 2L);
+    // A pinned certificate is trusted on its own, as WinRM's self-signed listeners need: the peer check
+    // accepts exactly that certificate, whatever its issuer or names.
+    const bool pinned = !settings_.pinnedSha256.empty();
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, settings_.skipCaCheck || pinned ? 0L : 1L);
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, settings_.skipNameCheck || pinned ? 0L : 2L);
     InstallTlsPeerCheck(curl, *tls_);
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, CollectBody);
     curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, CollectHeader);
@@ -141,6 +144,7 @@ HttpResponse HttpConnection::Post(const std::vector<std::string>& extraHeaders, 
     curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &response.status);
     response.newConnection = !connected_ || connects > 0 || (localPort != 0 && localPort != localPort_);
     response.pinMismatch = tls_->pinMismatch;
+    response.caFileUnusable = tls_->caFileUnusable;
     if (response.result == CURLE_OK && reusing && response.newConnection) {
         response.result = CURLE_GOT_NOTHING;
         response.failureText = "the connection closed under the request, which libcurl sent again";

@@ -21,6 +21,7 @@ struct HttpResponse {
     long osErrno = 0;         // errno of a failed connect
     std::string failureText;  // libcurl's error text when result != CURLE_OK
     bool pinMismatch = false;
+    bool caFileUnusable = false;
     long status = 0;
     std::string contentType;
     std::vector<std::string> wwwAuthenticate;
