@@ -17,7 +17,7 @@
 #include "wsman/client/ClientSession.h"
 #include "wsman/client/ClientSettings.h"
 #include "wsman/client/ConnectionUrl.h"
-#include "wsman/soap/ErrorCodes.h"
+#include "wsman/core/ErrorCodes.h"
 
 namespace qn::platform {
 
