@@ -90,10 +90,10 @@ inline constexpr HResult kQuotaLimit = ToHResult(0x8033803F);           // ERROR
 inline constexpr HResult kSchemaValidation = ToHResult(0x80338041);     // ERROR_WSMAN_SCHEMA_VALIDATION_ERROR
 inline constexpr HResult kInvalidXml = ToHResult(0x80338043);           // ERROR_WSMAN_INVALID_XML
 inline constexpr HResult kCredentialsFlagNeeded =
-    ToHResult(0x803380B3);                                         // ..._CLIENT_CREDENTIALS_FLAG_NEEDED
-inline constexpr HResult kBlankUri = ToHResult(0x803380BF);        // ERROR_WSMAN_CLIENT_BLANK_URI
-inline constexpr HResult kBlankInputXml = ToHResult(0x803380C1);   // ERROR_WSMAN_CLIENT_BLANK_INPUT_XML
-inline constexpr HResult kBlankActionUri = ToHResult(0x803380C4);  // ERROR_WSMAN_CLIENT_BLANK_ACTION_URI
+    ToHResult(0x803380B3);                                            // ..._CLIENT_CREDENTIALS_FLAG_NEEDED
+inline constexpr HResult kBlankUri = ToHResult(0x803380BF);           // ERROR_WSMAN_CLIENT_BLANK_URI
+inline constexpr HResult kBlankInputXml = ToHResult(0x803380C1);      // ERROR_WSMAN_CLIENT_BLANK_INPUT_XML
+inline constexpr HResult kBlankActionUri = ToHResult(0x803380C4);     // ERROR_WSMAN_CLIENT_BLANK_ACTION_URI
 inline constexpr HResult kResponseNoResults = ToHResult(0x803380EF);  // ERROR_WSMAN_RESPONSE_NO_RESULTS
 inline constexpr HResult kConnectionStringInvalid =
     ToHResult(0x803380D9);  // ERROR_WSMAN_CONNECTIONSTR_INVALID
