@@ -1,4 +1,4 @@
-#include "Secret.h"
+#include "Password.h"
 
 #include <termios.h>
 #include <unistd.h>
@@ -10,7 +10,7 @@
 #include <fstream>
 #include <iostream>
 
-namespace qncli {
+namespace qnhost {
 
 namespace {
 
@@ -49,10 +49,10 @@ class EchoOff {
 
 }  // namespace
 
-std::optional<std::string> ResolvePassword(const CliOptions& options, std::string& error) {
+std::optional<std::string> ResolvePassword(const ConnectionOptions& options, std::string& error) {
     if (options.user.empty()) return std::string();
     if (!options.passwordFile.empty()) return ReadFirstLine(options.passwordFile, error);
-    const std::string variable = options.passwordEnv.empty() ? "QNSNWSM_PASSWORD" : options.passwordEnv;
+    const std::string variable = options.passwordEnv.empty() ? kDefaultPasswordVariable : options.passwordEnv;
     if (const char* value = std::getenv(variable.c_str()); value != nullptr) {
         std::string password(value);
         // Read once, then gone: unsetenv keeps it from child processes, and blanking the text in place
@@ -79,4 +79,4 @@ std::optional<std::string> ResolvePassword(const CliOptions& options, std::strin
     return password;
 }
 
-}  // namespace qncli
+}  // namespace qnhost
