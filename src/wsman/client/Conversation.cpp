@@ -42,10 +42,11 @@ HResult Conversation::Call(const soap::RequestHeader& header, const std::string&
         lastErrorDetail_ = channel_->LastErrorDetail();
         return sent;
     }
-    const HResult checked = soap::CheckReply(exchange, header.messageId, reply);
+    const HResult checked = soap::CheckReply(exchange, header.messageId, header.action, reply);
     if (checked != 0) {
-        lastErrorDetail_ = !reply.faultMessage.empty()
-                               ? reply.faultMessage
+        lastErrorDetail_ = !reply.faultMessage.empty() ? reply.faultMessage
+                           : !reply.problem.empty()
+                               ? reply.problem
                                : "unexpected reply (HTTP " + std::to_string(exchange.httpStatus) + ")";
     }
     return checked;

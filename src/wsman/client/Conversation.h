@@ -28,7 +28,7 @@ class Conversation {
     soap::RequestHeader NewHeader(const std::string& resourceUri, const std::string& action,
                                   std::vector<soap::Selector> selectors = {}) const;
 
-    // Sends the envelope built with `header` and checks the reply against its MessageID.
+    // Sends the envelope built with `header` and checks the reply against its MessageID and Action.
     HResult Call(const soap::RequestHeader& header, const std::string& envelope, soap::CheckedReply& reply);
 
     long MaxElements() const { return limits_.maxElements; }

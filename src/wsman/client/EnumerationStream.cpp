@@ -36,17 +36,15 @@ HResult EnumerationStream::FillIfEmpty() {
         soap::CheckedReply reply;
         HResult result = conversation_->Call(
             header, soap::BuildPullRequest(header, context_, conversation_->MaxElements()), reply);
-        soap::EnumerationBatch batch;
-        if (result == 0) result = soap::ReadEnumerationBatch(reply.body, batch);
         if (result != 0) {
             failure_ = result;
             return result;
         }
         // Drop the spent batch before taking the next one: only one response's items are ever held.
-        items_ = std::move(batch.items);
+        items_ = std::move(reply.batch.items);
         next_ = 0;
-        endOfSequence_ = batch.endOfSequence;
-        if (!batch.context.empty()) context_ = std::move(batch.context);
+        endOfSequence_ = reply.batch.endOfSequence;
+        if (!reply.batch.context.empty()) context_ = std::move(reply.batch.context);
     }
     return 0;
 }

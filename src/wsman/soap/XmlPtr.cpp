@@ -7,10 +7,14 @@
 #include <limits>
 #include <new>
 
+#include "wsman/soap/AttributeBound.h"
+
 namespace wsman::xml {
 
 DocPtr ParseUntrusted(std::string_view text) {
-    if (text.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) return nullptr;
+    if (text.size() > static_cast<std::size_t>(std::numeric_limits<int>::max()) ||
+        !AttributesWithinBound(text))
+        return nullptr;
     constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
     DocPtr doc(xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, nullptr, kOptions));
     if (doc == nullptr || doc->intSubset != nullptr || xmlDocGetRootElement(doc.get()) == nullptr)

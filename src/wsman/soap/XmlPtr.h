@@ -24,7 +24,8 @@ using CharPtr = std::unique_ptr<xmlChar, CharDeleter>;
 using NodePtr = std::unique_ptr<xmlNode, NodeDeleter>;
 
 // Parses text from the network or a caller: no network access, no DTD loading, no entity substitution,
-// and a document carrying a DTD is refused (SOAP forbids one). Null when the text is not well-formed.
+// and a document carrying a DTD is refused (SOAP forbids one). Null when the text is not well-formed or an
+// element carries more attributes than AttributeBound.h allows.
 DocPtr ParseUntrusted(std::string_view text);
 
 inline const char* Chars(const xmlChar* text) {

@@ -1,0 +1,50 @@
+#include "wsman/soap/AttributeBound.h"
+
+#include <cstring>
+
+namespace wsman::xml {
+
+namespace {
+
+// Position after `terminator` at or after `from`, or the end of the text.
+std::size_t After(std::string_view text, std::size_t from, std::string_view terminator) {
+    const std::size_t at = text.find(terminator, from);
+    return at == std::string_view::npos ? text.size() : at + terminator.size();
+}
+
+}  // namespace
+
+bool AttributesWithinBound(std::string_view text) {
+    std::size_t at = 0;
+    while ((at = text.find('<', at)) != std::string_view::npos) {
+        const std::string_view rest = text.substr(at);
+        if (rest.starts_with("<!--")) {
+            at = After(text, at + 4, "-->");
+        } else if (rest.starts_with("<![CDATA[")) {
+            at = After(text, at + 9, "]]>");
+        } else if (rest.starts_with("<?")) {
+            at = After(text, at + 2, "?>");
+        } else if (rest.starts_with("</") || rest.starts_with("<!")) {
+            at = After(text, at + 2, ">");
+        } else {
+            // A start tag: every attribute has exactly one '=' outside quoted values.
+            std::size_t attributes = 0;
+            char quote = 0;
+            for (++at; at < text.size(); ++at) {
+                const char c = text[at];
+                if (quote != 0) {
+                    if (c == quote) quote = 0;
+                } else if (c == '"' || c == '\'') {
+                    quote = c;
+                } else if (c == '=') {
+                    if (++attributes > kMaxAttributesPerElement) return false;
+                } else if (c == '>' || c == '<') {
+                    break;
+                }
+            }
+        }
+    }
+    return true;
+}
+
+}  // namespace wsman::xml
