@@ -36,10 +36,13 @@ class Conversation {
     const std::string& LastErrorDetail() const { return lastErrorDetail_; }
 
   private:
+    void ReleaseBuffers();
+
     ChannelSettings settings_;
     ConversationLimits limits_;
     ChannelFactory factory_;
     std::unique_ptr<Channel> channel_;
+    Exchange exchange_;  // kept, with the channel's buffers, while an enumeration goes on
     std::string sessionId_;
     std::string lastErrorDetail_;
 };
