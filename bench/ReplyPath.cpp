@@ -16,7 +16,7 @@
 
 #include "model/ComputerModel.h"
 #include "server/Envelope.h"
-#include "wsman/soap/AttributeBound.h"
+#include "wsman/core/AttributeBound.h"
 #include "wsman/soap/EnvelopeReader.h"
 
 namespace {

@@ -13,7 +13,7 @@
 #include "platform/posix/BuiltinStylesheets.h"
 #include "platform/posix/InstanceRecordWriter.h"
 #include "platform/posix/ItemTree.h"
-#include "platform/posix/XmlSafeParse.h"
+#include "platform/posix/XmlLibrary.h"
 #include "platform/posix/XmlTransform.h"
 
 namespace qn::platform {
@@ -129,14 +129,14 @@ class LibxmlDocument final : public XmlDocument {
 
     // libxml2's document: the file's, or one made now from the item's text (which parsed once already).
     xmlDoc* Document() const {
-        if (doc_ == nullptr && !tree_.IsEmpty()) doc_ = posix::ParseUntrustedText(text_);
+        if (doc_ == nullptr && !tree_.IsEmpty()) doc_ = wsman::xml::ParseUntrusted(text_);
         return doc_.get();
     }
 
     posix::ItemTreeParser itemParser_;
     posix::ItemTree tree_;
-    std::string text_;                 // the item's text, while tree_ holds it
-    mutable posix::UniqueXmlDoc doc_;  // a file's document, or the item's once libxslt needed it
+    std::string text_;                // the item's text, while tree_ holds it
+    mutable wsman::xml::DocPtr doc_;  // a file's document, or the item's once libxslt needed it
     // Set when the document was loaded from a settled file (see SettledVersion).
     std::optional<FileVersion> version_;
     // Set when the document was loaded from a shipped stylesheet file that has a native equivalent.

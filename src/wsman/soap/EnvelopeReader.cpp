@@ -1,14 +1,10 @@
 #include "wsman/soap/EnvelopeReader.h"
 
-#include <libxml/SAX2.h>
 #include <libxml/parser.h>
-#include <libxml/parserInternals.h>
 
 #include <cstring>
-#include <limits>
-#include <memory>
 
-#include "wsman/soap/AttributeBound.h"
+#include "wsman/core/UntrustedXml.h"
 #include "wsman/soap/Namespaces.h"
 
 namespace wsman::soap {
@@ -19,10 +15,6 @@ constexpr const char* kXmlSchemaInstance = "http://www.w3.org/2001/XMLSchema-ins
 
 // What an element is to the reader, from its parent's role and its own name.
 enum class Role { Other, Envelope, Header, Body, Action, RelatesTo, Response, Context, Items, Item };
-
-struct ParserDeleter {
-    void operator()(xmlParserCtxt* ctxt) const { xmlFreeParserCtxt(ctxt); }
-};
 
 bool Is(const xmlChar* uri, const xmlChar* localName, const char* wantedUri, const char* wantedName) {
     return uri != nullptr && std::strcmp(reinterpret_cast<const char*>(uri), wantedUri) == 0 &&
@@ -65,13 +57,12 @@ void AppendEscapedAttribute(std::string& out, std::string_view value) {
 }
 
 struct Reader {
-    Reader(std::string_view replyText, EnvelopeSummary& into, xmlParserCtxt* parser)
-        : text(replyText), summary(into), ctxt(parser) {}
+    Reader(std::string_view replyText, EnvelopeSummary& into) : text(replyText), summary(into) {}
 
     std::string_view text;
     EnvelopeSummary& summary;
-    xmlParserCtxt* ctxt;
-    EnvelopeReadOutcome refusal = EnvelopeReadOutcome::Read;
+    xmlParserCtxt* ctxt = nullptr;  // of the event being handled
+    bool refused = false;
 
     std::vector<Role> roles;  // one per open element
     bool sawRoot = false;
@@ -95,14 +86,20 @@ struct Reader {
     std::vector<std::pair<std::string, std::string>> outside;
     std::vector<std::string> usedPrefixes;
 
-    static Reader& Of(void* ctx) { return *static_cast<Reader*>(static_cast<xmlParserCtxt*>(ctx)->_private); }
+    static Reader& Of(void* ctx) {
+        auto* parser = static_cast<xmlParserCtxt*>(ctx);
+        Reader& reader = *static_cast<Reader*>(parser->_private);
+        reader.ctxt = parser;
+        return reader;
+    }
 
-    void Refuse(EnvelopeReadOutcome outcome) {
-        refusal = outcome;
+    void Refuse() {
+        refused = true;
         xmlStopParser(ctxt);
     }
 
-    // Offset in `text` of the parser's position. Without an encoder the input holds the text's own bytes.
+    // Offset in `text` of the parser's position. The text is read as UTF-8 without a converter, so the
+    // input holds the text's own bytes.
     std::size_t Position() const {
         const xmlParserInput* input = ctxt->input;
         return static_cast<std::size_t>(input->consumed) + static_cast<std::size_t>(input->cur - input->base);
@@ -156,10 +153,6 @@ struct Reader {
 
     void BeginItem(const xmlChar* localName, const xmlChar* prefix, int namespaceCount,
                    const xmlChar** namespaces) {
-        if (ctxt->input->buf != nullptr && ctxt->input->buf->encoder != nullptr) {
-            Refuse(EnvelopeReadOutcome::ItemsNotInUtf8);
-            return;
-        }
         // The start tag ends at the parser's position; '<' cannot occur inside it.
         itemStart = text.rfind('<', Position());
         itemNameLength = View(localName).size() + (prefix != nullptr ? View(prefix).size() + 1 : 0);
@@ -180,7 +173,7 @@ struct Reader {
     void EndItem() {
         const std::size_t end = Position();
         if (itemStart == std::string_view::npos || end > text.size() || end <= itemStart) {
-            Refuse(EnvelopeReadOutcome::NotWellFormed);
+            Refuse();
             return;
         }
         const std::size_t nameEnd = itemStart + 1 + itemNameLength;
@@ -254,52 +247,30 @@ struct Reader {
             self.capture->append(reinterpret_cast<const char*>(characters), static_cast<std::size_t>(length));
     }
 
-    // A DOCTYPE is where entity bombs and external entities start; a reference to a declared entity needs
-    // one. Either refuses the reply.
-    static void RefuseDoctype(void* ctx, const xmlChar*, const xmlChar*, const xmlChar*) {
-        Of(ctx).Refuse(EnvelopeReadOutcome::NotWellFormed);
-    }
-    static void RefuseReference(void* ctx, const xmlChar*) {
-        Of(ctx).Refuse(EnvelopeReadOutcome::NotWellFormed);
-    }
-    static void DiscardError(void*, xmlError*) {}
+    // A reference to a declared entity needs a DTD, which the parse refuses; should one come anyway, the
+    // reply is refused too rather than read without it.
+    static void RefuseReference(void* ctx, const xmlChar*) { Of(ctx).Refuse(); }
 };
 
 }  // namespace
 
 EnvelopeReadOutcome ReadEnvelope(std::string_view text, EnvelopeSummary& summary) {
     summary = EnvelopeSummary();
-    if (text.size() > static_cast<std::size_t>(std::numeric_limits<int>::max()))
-        return EnvelopeReadOutcome::NotWellFormed;
-    if (!xml::AttributesWithinBound(text)) return EnvelopeReadOutcome::AttributeFlood;
-    std::unique_ptr<xmlParserCtxt, ParserDeleter> ctxt(xmlNewParserCtxt());
-    if (ctxt == nullptr || ctxt->sax == nullptr) return EnvelopeReadOutcome::NotWellFormed;
-    xmlSAXHandler& sax = *ctxt->sax;
-    xmlSAXVersion(&sax, 2);       // libxml2's own handlers for the rest (predefined entities)
-    sax.startDocument = nullptr;  // no libxml2 document
-    sax.endDocument = nullptr;
-    sax.startElementNs = Reader::StartElement;
-    sax.endElementNs = Reader::EndElement;
-    sax.characters = Reader::Characters;
-    sax.ignorableWhitespace = Reader::Characters;
-    sax.cdataBlock = nullptr;  // CDATA arrives as characters
-    sax.comment = nullptr;
-    sax.processingInstruction = nullptr;
-    sax.reference = Reader::RefuseReference;
-    sax.internalSubset = Reader::RefuseDoctype;
-    sax.externalSubset = Reader::RefuseDoctype;
-    sax.serror = Reader::DiscardError;
-
-    Reader reader(text, summary, ctxt.get());
-    ctxt->_private = &reader;
-    constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
-    xmlDoc* none =
-        xmlCtxtReadMemory(ctxt.get(), text.data(), static_cast<int>(text.size()), nullptr, nullptr, kOptions);
-    if (none != nullptr) xmlFreeDoc(none);
-    const bool wellFormed = ctxt->wellFormed != 0 && reader.sawRoot;
-    ctxt->_private = nullptr;
-    if (reader.refusal != EnvelopeReadOutcome::Read) return reader.refusal;
-    if (!wellFormed) return EnvelopeReadOutcome::NotWellFormed;
+    xmlSAXHandler handlers{};
+    handlers.startElementNs = Reader::StartElement;
+    handlers.endElementNs = Reader::EndElement;
+    handlers.characters = Reader::Characters;
+    handlers.reference = Reader::RefuseReference;
+    Reader reader(text, summary);
+    switch (xml::ReadUntrusted(text, handlers, &reader)) {
+        case xml::UntrustedRead::AttributeFlood:
+            return EnvelopeReadOutcome::AttributeFlood;
+        case xml::UntrustedRead::Refused:
+            return EnvelopeReadOutcome::NotWellFormed;
+        default:
+            break;
+    }
+    if (reader.refused || !reader.sawRoot) return EnvelopeReadOutcome::NotWellFormed;
     summary.isEnvelope = reader.sawBody;
     return EnvelopeReadOutcome::Read;
 }

@@ -2,7 +2,7 @@
 // reply check needs, what the body holds, and for an enumeration response its context, its end and each
 // item. An item is handed on as the reply's own bytes of that element, with the namespace declarations it
 // takes from the envelope added to its start tag, so that it is a standalone document of its own.
-// The same rules as xml::ParseUntrusted: no network, no DTD, no entities, the attribute bound.
+// Read under the rules of the one safe parse (wsman/core/UntrustedXml.h).
 #pragma once
 
 #include <string>
@@ -29,9 +29,8 @@ struct EnvelopeSummary {
 
 enum class EnvelopeReadOutcome {
     Read,
-    NotWellFormed,   // including a DTD or an entity
+    NotWellFormed,   // by the rules of UntrustedXml.h: a DTD, an undeclared prefix, not UTF-8, ...
     AttributeFlood,  // an element beyond the attribute bound
-    ItemsNotInUtf8,  // items of a reply in another encoding cannot be handed on as its bytes
 };
 
 EnvelopeReadOutcome ReadEnvelope(std::string_view text, EnvelopeSummary& summary);

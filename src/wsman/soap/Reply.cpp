@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cctype>
 
-#include "wsman/soap/AttributeBound.h"
+#include "wsman/core/AttributeBound.h"
+#include "wsman/core/ErrorCodes.h"
 #include "wsman/soap/EnvelopeReader.h"
-#include "wsman/soap/ErrorCodes.h"
 #include "wsman/soap/Fault.h"
 #include "wsman/soap/Namespaces.h"
 
@@ -22,26 +22,11 @@ bool SameIdentifier(const std::string& left, const std::string& right) {
            });
 }
 
-HResult HResultForHttpStatus(long status) {
-    switch (status) {
-        case 400:
-            return errors::kHttpBadRequest;
-        case 404:
-            return errors::kHttpNotFound;
-        case 503:
-            return errors::kHttpServiceUnavailable;
-        default:
-            return errors::kHttpServerError;
-    }
-}
-
 std::string RefusalText(EnvelopeReadOutcome outcome) {
     switch (outcome) {
         case EnvelopeReadOutcome::AttributeFlood:
             return "the reply has an element with more than " +
                    std::to_string(xml::kMaxAttributesPerElement) + " attributes";
-        case EnvelopeReadOutcome::ItemsNotInUtf8:
-            return "the reply's items are not encoded in UTF-8";
         default:
             return "the reply is not well-formed XML or carries a DTD";
     }
@@ -85,11 +70,11 @@ HResult CheckReply(const Exchange& exchange, const std::string& requestMessageId
     if (const EnvelopeReadOutcome outcome = ReadEnvelope(exchange.body, summary);
         outcome != EnvelopeReadOutcome::Read) {
         reply.problem = RefusalText(outcome);
-        return httpOk ? errors::kInvalidXml : HResultForHttpStatus(exchange.httpStatus);
+        return httpOk ? errors::kInvalidXml : errors::HResultForHttpStatus(exchange.httpStatus);
     }
     if (!summary.isEnvelope) {
         reply.problem = "the reply is not a SOAP envelope with a body";
-        return httpOk ? errors::kInvalidSoapBody : HResultForHttpStatus(exchange.httpStatus);
+        return httpOk ? errors::kInvalidSoapBody : errors::HResultForHttpStatus(exchange.httpStatus);
     }
     const bool related =
         summary.hasRelatesTo && SameIdentifier(xml::TrimWhitespace(summary.relatesTo), requestMessageId);
@@ -97,7 +82,7 @@ HResult CheckReply(const Exchange& exchange, const std::string& requestMessageId
         if (summary.hasRelatesTo && !related) return errors::kInvalidHeader;
         return ReadFaultOf(exchange.body, reply);
     }
-    if (!httpOk) return HResultForHttpStatus(exchange.httpStatus);
+    if (!httpOk) return errors::HResultForHttpStatus(exchange.httpStatus);
     if (!related) {
         reply.problem = "the reply does not relate to the request";
         return errors::kInvalidHeader;

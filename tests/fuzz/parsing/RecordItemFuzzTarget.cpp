@@ -12,7 +12,7 @@
 #include "parsing/RecordLookup.h"
 #include "platform/posix/InstanceRecordWriter.h"
 #include "platform/posix/ItemTree.h"
-#include "platform/posix/XmlSafeParse.h"
+#include "platform/posix/XmlLibrary.h"
 #include "platform/posix/XmlTransform.h"
 
 namespace {
@@ -67,13 +67,13 @@ void RequireOneLinePerEntry(std::string_view record, bool nameValueLines) {
 // The native record writer and libxslt applying WsmTxtEx.xsl must agree on every item the writer takes.
 void RequireWriterAgreesWithLibxslt(const std::string& item) {
     namespace posix = qn::platform::posix;
-    static const posix::UniqueXmlDoc sheet =
+    static const wsman::xml::DocPtr sheet =
         posix::ParseUntrustedFile(QN_DATA_SOURCE_DIR "/Sys/Wsman/WsmTxtEx.xsl");
     static const posix::UniqueXsltStylesheet style = posix::CompileStylesheet(*sheet);
     if (style == nullptr) std::abort();
     static posix::ItemTreeParser parser;
     posix::ItemTree tree;
-    const posix::UniqueXmlDoc doc = posix::ParseUntrustedText(item);
+    const wsman::xml::DocPtr doc = wsman::xml::ParseUntrusted(item);
     // The compact tree and libxml2's document accept the same texts.
     if (parser.Parse(item, tree) != (doc != nullptr)) std::abort();
     std::string written;

@@ -17,7 +17,7 @@
 #include "platform/posix/BuiltinStylesheets.h"
 #include "platform/posix/InstanceRecordWriter.h"
 #include "platform/posix/ItemTree.h"
-#include "platform/posix/XmlSafeParse.h"
+#include "platform/posix/XmlLibrary.h"
 #include "platform/posix/XmlTransform.h"
 
 namespace {
@@ -30,9 +30,9 @@ std::string StylesheetPath() {
 
 // The record as libxslt makes it from the shipped file; nothing when the transformation fails.
 std::optional<std::string> ViaLibxslt(const std::string& item) {
-    static const posix::UniqueXmlDoc sheet = posix::ParseUntrustedFile(StylesheetPath().c_str());
+    static const wsman::xml::DocPtr sheet = posix::ParseUntrustedFile(StylesheetPath().c_str());
     static const posix::UniqueXsltStylesheet style = posix::CompileStylesheet(*sheet);
-    posix::UniqueXmlDoc doc = posix::ParseUntrustedText(item);
+    wsman::xml::DocPtr doc = wsman::xml::ParseUntrusted(item);
     std::string output;
     if (doc == nullptr || style == nullptr || !posix::ApplyStylesheet(*style, *doc, output))
         return std::nullopt;
@@ -194,7 +194,7 @@ TEST(InstanceRecordWriterTest, CompactTreeAcceptsWhatTheDocumentAccepts) {
     for (const std::string& text : texts) {
         posix::ItemTree tree;
         const bool accepted = parser.Parse(text, tree);
-        const posix::UniqueXmlDoc doc = posix::ParseUntrustedText(text);
+        const wsman::xml::DocPtr doc = wsman::xml::ParseUntrusted(text);
         ASSERT_EQ(accepted, doc != nullptr) << text;
         if (!accepted) continue;
         const xmlNode* root = xmlDocGetRootElement(doc.get());
@@ -209,7 +209,7 @@ TEST(InstanceRecordWriterTest, CompactTreeAcceptsWhatTheDocumentAccepts) {
                                     std::string("\0\0\0<\0\0\0a\0\0\0/\0\0\0>", 16)}) {
         posix::ItemTree tree;
         EXPECT_FALSE(parser.Parse(text, tree));
-        EXPECT_EQ(posix::ParseUntrustedText(text), nullptr);
+        EXPECT_EQ(wsman::xml::ParseUntrusted(text), nullptr);
     }
 }
 
@@ -240,7 +240,7 @@ TEST(InstanceRecordWriterTest, EveryInstanceOfTheBundledComputers) {
 // The items of a captured reply (an enumeration's w:Items, or else the body's element), each standing
 // alone with the namespace declarations it needs, as the WinRM client hands items over.
 std::vector<std::string> ExtractItems(const std::string& reply) {
-    const posix::UniqueXmlDoc doc = posix::ParseUntrustedText(reply);
+    const wsman::xml::DocPtr doc = wsman::xml::ParseUntrusted(reply);
     if (doc == nullptr) return {};
     std::unique_ptr<xmlXPathContext, decltype(&xmlXPathFreeContext)> context(xmlXPathNewContext(doc.get()),
                                                                              &xmlXPathFreeContext);

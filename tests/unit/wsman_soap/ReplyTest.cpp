@@ -4,8 +4,8 @@
 
 #include "SoapTestSupport.h"
 #include "TestFiles.h"
-#include "wsman/soap/AttributeBound.h"
-#include "wsman/soap/ErrorCodes.h"
+#include "wsman/core/AttributeBound.h"
+#include "wsman/core/ErrorCodes.h"
 #include "wsman/soap/Fault.h"
 #include "wsman/soap/InvokeReply.h"
 #include "wsman/soap/Reply.h"
@@ -126,6 +126,11 @@ TEST(CheckReply, RelatedRepliesOnlyAndWindowsCodesForBrokenOnes) {
                            "<n:EnumerateResponse><w:EndOfSequence/></n:EnumerateResponse>")},
          "uuid:ABC",
          errors::kInvalidHeader},
+        // An item under an undeclared prefix would be read under the wrong name.
+        {{200, "",
+          testing::ReplyTo(request, enumerated, "<n:EnumerateResponse><p:Item/></n:EnumerateResponse>")},
+         "uuid:ABC",
+         errors::kInvalidXml},
     };
     for (const auto& entry : cases) {
         EXPECT_EQ(CheckReply(entry.exchange, entry.messageId, ns::kActionEnumerate, reply), entry.code)

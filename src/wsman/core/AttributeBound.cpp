@@ -1,6 +1,4 @@
-#include "wsman/soap/AttributeBound.h"
-
-#include <cstring>
+#include "wsman/core/AttributeBound.h"
 
 namespace wsman::xml {
 
@@ -27,19 +25,19 @@ bool AttributesWithinBound(std::string_view text) {
         } else if (rest.starts_with("</") || rest.starts_with("<!")) {
             at = After(text, at + 2, ">");
         } else {
-            // A start tag: every attribute has exactly one '=' outside quoted values.
+            // A start tag: every attribute has exactly one '=' outside quoted values. Quoted values are
+            // skipped whole; a '>' inside one does not end the tag.
             std::size_t attributes = 0;
-            char quote = 0;
-            for (++at; at < text.size(); ++at) {
+            for (++at; at < text.size();) {
                 const char c = text[at];
-                if (quote != 0) {
-                    if (c == quote) quote = 0;
-                } else if (c == '"' || c == '\'') {
-                    quote = c;
-                } else if (c == '=') {
-                    if (++attributes > kMaxAttributesPerElement) return false;
+                if (c == '"' || c == '\'') {
+                    const std::size_t close = text.find(c, at + 1);
+                    at = close == std::string_view::npos ? text.size() : close + 1;
                 } else if (c == '>' || c == '<') {
                     break;
+                } else {
+                    if (c == '=' && ++attributes > kMaxAttributesPerElement) return false;
+                    ++at;
                 }
             }
         }
