@@ -24,11 +24,9 @@ HResult ClientSession::Enumerate(const std::string& resourceUri, const std::stri
     soap::CheckedReply reply;
     HResult result = conversation_->Call(
         header, soap::BuildEnumerateRequest(header, filter, dialect, conversation_->MaxElements()), reply);
-    soap::EnumerationBatch first;
-    if (result == 0) result = soap::ReadEnumerationBatch(reply.body, first);
     if (result != 0) return result;
-    stream =
-        std::make_unique<EnumerationStream>(conversation_, locator.resourceUri, std::move(first), started);
+    stream = std::make_unique<EnumerationStream>(conversation_, locator.resourceUri, std::move(reply.batch),
+                                                 started);
     return 0;
 }
 

@@ -37,7 +37,7 @@ class Conversation {
     soap::RequestHeader NewHeader(const std::string& resourceUri, const std::string& action,
                                   std::vector<soap::Selector> selectors = {}) const;
 
-    // Sends the envelope built with `header` and checks the reply against its MessageID.
+    // Sends the envelope built with `header` and checks the reply against its MessageID and Action.
     HResult Call(const soap::RequestHeader& header, const std::string& envelope, soap::CheckedReply& reply);
 
     long MaxElements() const { return limits_.maxElements; }
@@ -46,10 +46,13 @@ class Conversation {
     const std::string& LastErrorDetail() const { return lastErrorDetail_; }
 
   private:
+    void ReleaseBuffers();
+
     ChannelSettings settings_;
     ConversationLimits limits_;
     ChannelFactory factory_;
     std::unique_ptr<Channel> channel_;
+    Exchange exchange_;  // kept, with the channel's buffers, while an enumeration goes on
     std::string sessionId_;
     std::string lastErrorDetail_;
 };

@@ -58,15 +58,13 @@ HResult EnumerationStream::FillIfEmpty() {
         soap::CheckedReply reply;
         HResult result = conversation_->Call(
             header, soap::BuildPullRequest(header, context_, conversation_->MaxElements()), reply);
-        soap::EnumerationBatch batch;
-        if (result == 0) result = soap::ReadEnumerationBatch(reply.body, batch);
         if (result != 0) {
             failure_ = result;
             return result;
         }
-        if (!batch.context.empty()) context_ = std::move(batch.context);
+        if (!reply.batch.context.empty()) context_ = std::move(reply.batch.context);
         // Drop the spent batch before taking the next one: only one response's items are ever held.
-        if (const HResult bound = Take(std::move(batch)); bound != 0) return bound;
+        if (const HResult bound = Take(std::move(reply.batch)); bound != 0) return bound;
     }
     return failure_;
 }
