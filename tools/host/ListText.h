@@ -1,4 +1,6 @@
-// Splitting the module's joined list texts back into rows.
+// Splitting the module's joined list texts back into rows. The separators are not escaped, so a value the
+// computer reports can forge extra fields or rows: the rows are for display (and for picking an item to read
+// next in the full run), never for a security or health decision.
 #pragma once
 
 #include <string>

@@ -3,6 +3,8 @@
 #include <climits>
 #include <mutex>
 
+#include "wsman/core/AttributeBound.h"
+
 namespace wsman::xml {
 
 namespace {
@@ -42,6 +44,7 @@ bool ReadsAsUtf8(std::string_view text) {
 DocPtr ParseUntrusted(std::string_view text, const char* fileUrl) {
     if (text.size() > static_cast<std::size_t>(INT_MAX)) return nullptr;
     if (fileUrl == nullptr && !ReadsAsUtf8(text)) return nullptr;
+    if (!AttributesWithinBound(text)) return nullptr;
     ParserCtxtPtr ctxt = NewGuardedContext();
     if (ctxt == nullptr) return nullptr;
     ThreadXmlErrorsSilenced silenced;
@@ -52,6 +55,32 @@ DocPtr ParseUntrusted(std::string_view text, const char* fileUrl) {
         return nullptr;
     }
     return doc;
+}
+
+UntrustedRead ReadUntrusted(std::string_view text, const xmlSAXHandler& handlers, void* user) {
+    if (text.size() > static_cast<std::size_t>(INT_MAX) || !ReadsAsUtf8(text)) return UntrustedRead::Refused;
+    if (!AttributesWithinBound(text)) return UntrustedRead::AttributeFlood;
+    ParserCtxtPtr ctxt = NewGuardedContext();
+    if (ctxt == nullptr) return UntrustedRead::Refused;
+    xmlSAXHandler& sax = *ctxt->sax;
+    sax.startDocument = nullptr;  // no document
+    sax.endDocument = nullptr;
+    sax.startElementNs = handlers.startElementNs;
+    sax.endElementNs = handlers.endElementNs;
+    sax.characters = handlers.characters;
+    sax.ignorableWhitespace = handlers.characters;
+    sax.cdataBlock = nullptr;
+    sax.comment = nullptr;
+    sax.processingInstruction = nullptr;
+    sax.reference = handlers.reference;
+    ctxt->_private = user;
+    ThreadXmlErrorsSilenced silenced;
+    DocPtr none(xmlCtxtReadMemory(ctxt.get(), text.data(), static_cast<int>(text.size()), nullptr, nullptr,
+                                  kUntrustedTextOptions));
+    // A DOCTYPE or a handler stops the parse; libxml2 reports that as the user's stop, not as an error.
+    const bool accepted =
+        ctxt->wellFormed != 0 && ctxt->nsWellFormed != 0 && ctxt->errNo != XML_ERR_USER_STOP;
+    return accepted ? UntrustedRead::Accepted : UntrustedRead::Refused;
 }
 
 ThreadXmlErrorsSilenced::ThreadXmlErrorsSilenced()

@@ -1,0 +1,48 @@
+#include "wsman/core/AttributeBound.h"
+
+namespace wsman::xml {
+
+namespace {
+
+// Position after `terminator` at or after `from`, or the end of the text.
+std::size_t After(std::string_view text, std::size_t from, std::string_view terminator) {
+    const std::size_t at = text.find(terminator, from);
+    return at == std::string_view::npos ? text.size() : at + terminator.size();
+}
+
+}  // namespace
+
+bool AttributesWithinBound(std::string_view text) {
+    std::size_t at = 0;
+    while ((at = text.find('<', at)) != std::string_view::npos) {
+        const std::string_view rest = text.substr(at);
+        if (rest.starts_with("<!--")) {
+            at = After(text, at + 4, "-->");
+        } else if (rest.starts_with("<![CDATA[")) {
+            at = After(text, at + 9, "]]>");
+        } else if (rest.starts_with("<?")) {
+            at = After(text, at + 2, "?>");
+        } else if (rest.starts_with("</") || rest.starts_with("<!")) {
+            at = After(text, at + 2, ">");
+        } else {
+            // A start tag: every attribute has exactly one '=' outside quoted values. Quoted values are
+            // skipped whole; a '>' inside one does not end the tag.
+            std::size_t attributes = 0;
+            for (++at; at < text.size();) {
+                const char c = text[at];
+                if (c == '"' || c == '\'') {
+                    const std::size_t close = text.find(c, at + 1);
+                    at = close == std::string_view::npos ? text.size() : close + 1;
+                } else if (c == '>' || c == '<') {
+                    break;
+                } else {
+                    if (c == '=' && ++attributes > kMaxAttributesPerElement) return false;
+                    ++at;
+                }
+            }
+        }
+    }
+    return true;
+}
+
+}  // namespace wsman::xml
