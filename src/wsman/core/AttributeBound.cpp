@@ -15,14 +15,14 @@ std::size_t After(std::string_view text, std::size_t from, std::string_view term
 bool AttributesWithinBound(std::string_view text) {
     std::size_t at = 0;
     while ((at = text.find('<', at)) != std::string_view::npos) {
-        const std::string_view rest = text.substr(at);
-        if (rest.starts_with("<!--")) {
+        const char next = at + 1 < text.size() ? text[at + 1] : '\0';
+        if (next == '!' && text.substr(at, 4) == "<!--") {
             at = After(text, at + 4, "-->");
-        } else if (rest.starts_with("<![CDATA[")) {
+        } else if (next == '!' && text.substr(at, 9) == "<![CDATA[") {
             at = After(text, at + 9, "]]>");
-        } else if (rest.starts_with("<?")) {
+        } else if (next == '?') {
             at = After(text, at + 2, "?>");
-        } else if (rest.starts_with("</") || rest.starts_with("<!")) {
+        } else if (next == '/' || next == '!') {
             at = After(text, at + 2, ">");
         } else {
             // A start tag: every attribute has exactly one '=' outside quoted values. Quoted values are
