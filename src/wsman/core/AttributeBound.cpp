@@ -1,5 +1,7 @@
 #include "wsman/core/AttributeBound.h"
 
+#include <array>
+
 namespace wsman::xml {
 
 namespace {
@@ -9,6 +11,13 @@ std::size_t After(std::string_view text, std::size_t from, std::string_view term
     const std::size_t at = text.find(terminator, from);
     return at == std::string_view::npos ? text.size() : at + terminator.size();
 }
+
+// The characters a start tag's scan stops at: quotes, '=', and the ends of a tag.
+constexpr auto kTagSpecial = [] {
+    std::array<bool, 256> special{};
+    for (const unsigned char c : {'"', '\'', '=', '>', '<'}) special[c] = true;
+    return special;
+}();
 
 }  // namespace
 
@@ -30,14 +39,16 @@ bool AttributesWithinBound(std::string_view text) {
             std::size_t attributes = 0;
             for (++at; at < text.size();) {
                 const char c = text[at];
-                if (c == '"' || c == '\'') {
+                if (!kTagSpecial[static_cast<unsigned char>(c)]) {
+                    ++at;
+                } else if (c == '"' || c == '\'') {
                     const std::size_t close = text.find(c, at + 1);
                     at = close == std::string_view::npos ? text.size() : close + 1;
-                } else if (c == '>' || c == '<') {
-                    break;
-                } else {
-                    if (c == '=' && ++attributes > kMaxAttributesPerElement) return false;
+                } else if (c == '=') {
+                    if (++attributes > kMaxAttributesPerElement) return false;
                     ++at;
+                } else {
+                    break;  // '>' or '<'
                 }
             }
         }
