@@ -105,7 +105,7 @@ int RunDemo(const CliOptions& options, std::ostream& out, std::ostream& err) {
         out << "qnsnwsm demo: simulator with the '" << options.profile
             << "' profile on 127.0.0.1:" << simulator->Port() << ", user " << demo.user
             << " (NTLM, message encryption)\n\n";
-    const std::vector<CheckResult> results = RunEveryCheck(demo, password, true);
+    const std::vector<qnhost::CheckResult> results = RunEveryCheck(demo, password, true);
     simulator->Stop();
     options.json ? RenderJsonReport(results, out) : RenderTableReport(results, out);
     // The demo succeeds when the module ran end to end: the connection and the checks a Windows

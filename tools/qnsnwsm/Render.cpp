@@ -6,6 +6,8 @@
 
 namespace qncli {
 
+using qnhost::Field;
+
 namespace {
 
 std::string FieldValue(const Field& field) {
@@ -20,7 +22,7 @@ std::string FieldValue(const Field& field) {
     return field.text;
 }
 
-void RenderRows(const CheckResult& result, std::ostream& out) {
+void RenderRows(const qnhost::CheckResult& result, std::ostream& out) {
     if (result.columns.empty()) return;
     std::vector<std::size_t> widths(result.columns.size());
     for (std::size_t c = 0; c < result.columns.size(); ++c) widths[c] = result.columns[c].size();
@@ -44,7 +46,7 @@ void RenderRows(const CheckResult& result, std::ostream& out) {
     out << "  (" << result.rows.size() << (result.rows.size() == 1 ? " entry" : " entries") << ")\n";
 }
 
-nlohmann::json ToJson(const CheckResult& result) {
+nlohmann::json ToJson(const qnhost::CheckResult& result) {
     nlohmann::json json;
     json["command"] = result.command;
     json["ok"] = result.Succeeded();
@@ -85,7 +87,7 @@ std::string DumpJson(const nlohmann::json& json) {
 
 }  // namespace
 
-void RenderTable(const CheckResult& result, std::ostream& out) {
+void RenderTable(const qnhost::CheckResult& result, std::ostream& out) {
     std::size_t width = 6;  // "status"
     for (const Field& field : result.fields) width = std::max(width, field.name.size());
     out << result.command << '\n';
@@ -99,21 +101,21 @@ void RenderTable(const CheckResult& result, std::ostream& out) {
     RenderRows(result, out);
 }
 
-void RenderJson(const CheckResult& result, std::ostream& out) {
+void RenderJson(const qnhost::CheckResult& result, std::ostream& out) {
     out << DumpJson(ToJson(result)) << '\n';
 }
 
-void RenderTableReport(const std::vector<CheckResult>& results, std::ostream& out) {
+void RenderTableReport(const std::vector<qnhost::CheckResult>& results, std::ostream& out) {
     std::size_t passed = 0;
-    for (const CheckResult& result : results) {
+    for (const qnhost::CheckResult& result : results) {
         RenderTable(result, out);
         out << '\n';
         if (result.Succeeded()) ++passed;
     }
     std::size_t width = 0;
-    for (const CheckResult& result : results) width = std::max(width, result.command.size());
+    for (const qnhost::CheckResult& result : results) width = std::max(width, result.command.size());
     out << "Summary\n";
-    for (const CheckResult& result : results) {
+    for (const qnhost::CheckResult& result : results) {
         out << "  " << std::left << std::setw(static_cast<int>(width)) << result.command << "  "
             << (result.Succeeded() ? "OK" : "FAILED");
         if (!result.Succeeded() && !result.error.empty()) out << "  " << result.error;
@@ -122,9 +124,9 @@ void RenderTableReport(const std::vector<CheckResult>& results, std::ostream& ou
     out << "  " << passed << " of " << results.size() << " checks completed\n";
 }
 
-void RenderJsonReport(const std::vector<CheckResult>& results, std::ostream& out) {
+void RenderJsonReport(const std::vector<qnhost::CheckResult>& results, std::ostream& out) {
     nlohmann::json report = nlohmann::json::array();
-    for (const CheckResult& result : results) report.push_back(ToJson(result));
+    for (const qnhost::CheckResult& result : results) report.push_back(ToJson(result));
     out << DumpJson(report) << '\n';
 }
 

@@ -8,10 +8,10 @@
 
 namespace qncli {
 
-void RenderTable(const CheckResult& result, std::ostream& out);
-void RenderJson(const CheckResult& result, std::ostream& out);
+void RenderTable(const qnhost::CheckResult& result, std::ostream& out);
+void RenderJson(const qnhost::CheckResult& result, std::ostream& out);
 // Several results (the `all` and `demo` commands): a summary line per check and the details.
-void RenderTableReport(const std::vector<CheckResult>& results, std::ostream& out);
-void RenderJsonReport(const std::vector<CheckResult>& results, std::ostream& out);
+void RenderTableReport(const std::vector<qnhost::CheckResult>& results, std::ostream& out);
+void RenderJsonReport(const std::vector<qnhost::CheckResult>& results, std::ostream& out);
 
 }  // namespace qncli

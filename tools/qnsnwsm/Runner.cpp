@@ -7,18 +7,20 @@
 #include <memory>
 #include <optional>
 
-#include "Commands.h"
+#include "Checks.h"
 #include "Demo.h"
 #include "ModuleSession.h"
+#include "Password.h"
 #include "Progress.h"
 #include "Render.h"
-#include "Secret.h"
 
 namespace qncli {
 
 namespace {
 
-bool Confirm(const CliOptions& options, const CommandSpec& spec, std::ostream& err) {
+constexpr const char* kProgramName = "qnsnwsm-cli";
+
+bool Confirm(const CliOptions& options, const qnhost::CheckSpec& spec, std::ostream& err) {
     if (options.yes) return true;
     if (!isatty(STDIN_FILENO)) {
         err << "qnsnwsm: " << spec.name << " changes " << options.computer
@@ -32,28 +34,23 @@ bool Confirm(const CliOptions& options, const CommandSpec& spec, std::ostream& e
     return answer == "y" || answer == "Y" || answer == "yes";
 }
 
-ConnectSettings SettingsFor(const CliOptions& options, const std::string& password, const CommandSpec* spec) {
-    ConnectSettings settings;
-    settings.computer = options.computer;
-    settings.user = options.user;
-    settings.password = password;
-    settings.port = options.EffectivePort();
-    settings.ssl = options.ssl;
-    settings.wmiNamespace = options.wmiNamespace;
+qnhost::ConnectSettings SettingsFor(const CliOptions& options, const std::string& password,
+                                    const qnhost::CheckSpec* spec) {
+    qnhost::ConnectSettings settings = qnhost::SettingsFrom(options, password);
     if (settings.wmiNamespace.empty() && spec != nullptr && spec->webAdministration)
         settings.wmiNamespace = "root/WebAdministration";
     return settings;
 }
 
-CheckResult ConnectFailure(const std::string& command, std::uint32_t code, const std::string& error) {
-    CheckResult result;
+qnhost::CheckResult ConnectFailure(const std::string& command, std::uint32_t code, const std::string& error) {
+    qnhost::CheckResult result;
     result.command = command;
     result.code = code == 0 ? 0xFFFFFFFFu : code;
     result.error = error.empty() ? "could not connect" : error;
     return result;
 }
 
-void Render(const CliOptions& options, const std::vector<CheckResult>& results, bool report,
+void Render(const CliOptions& options, const std::vector<qnhost::CheckResult>& results, bool report,
             std::ostream& out) {
     if (report) {
         options.json ? RenderJsonReport(results, out) : RenderTableReport(results, out);
@@ -62,7 +59,8 @@ void Render(const CliOptions& options, const std::vector<CheckResult>& results, 
     }
 }
 
-int RunSingle(const CliOptions& options, const CommandSpec& spec, std::ostream& out, std::ostream& err) {
+int RunSingle(const CliOptions& options, const qnhost::CheckSpec& spec, std::ostream& out,
+              std::ostream& err) {
     if (options.arguments.size() < spec.minArgs || options.arguments.size() > spec.maxArgs) {
         err << "qnsnwsm: " << spec.name << " takes " << spec.minArgs
             << (spec.maxArgs != spec.minArgs ? " to " + std::to_string(spec.maxArgs) : std::string())
@@ -71,19 +69,19 @@ int RunSingle(const CliOptions& options, const CommandSpec& spec, std::ostream& 
     }
     if (spec.changesComputer && !Confirm(options, spec, err)) return kExitUsage;
     std::string problem;
-    const std::optional<std::string> password = ResolvePassword(options, problem);
+    const std::optional<std::string> password = qnhost::ResolvePassword(options, problem);
     if (!password) {
         err << "qnsnwsm: " << problem << '\n';
         return kExitUsage;
     }
-    ModuleSession session;
-    if (!session.Initialize(options.traceFile)) {
+    qnhost::ModuleSession session;
+    if (!session.Initialize(kProgramName, options.traceFile)) {
         err << "qnsnwsm: the module could not be initialised\n";
         return kExitCheckFailed;
     }
     std::string error;
     const std::uint32_t connected = session.Connect(SettingsFor(options, *password, &spec), error);
-    CheckResult result;
+    qnhost::CheckResult result;
     if (connected != 0) {
         result = ConnectFailure(spec.name, connected, error);
     } else {
@@ -98,11 +96,11 @@ int RunSingle(const CliOptions& options, const CommandSpec& spec, std::ostream& 
 
 }  // namespace
 
-std::vector<CheckResult> RunEveryCheck(const CliOptions& options, const std::string& password,
-                                       bool withActions) {
-    std::vector<CheckResult> results;
-    ModuleSession session;
-    if (!session.Initialize(options.traceFile)) {
+std::vector<qnhost::CheckResult> RunEveryCheck(const CliOptions& options, const std::string& password,
+                                               bool withActions) {
+    std::vector<qnhost::CheckResult> results;
+    qnhost::ModuleSession session;
+    if (!session.Initialize(kProgramName, options.traceFile)) {
         results.push_back(ConnectFailure("initialize", 0xFFFFFFFFu, "the module could not be initialised"));
         return results;
     }
@@ -113,13 +111,14 @@ std::vector<CheckResult> RunEveryCheck(const CliOptions& options, const std::str
         return results;
     }
     const bool showProgress = !options.quiet && !options.json;
-    auto run = [&](const std::string& name, std::vector<std::string> args) -> const CheckResult& {
-        const CommandSpec* spec = FindCommand(name);
+    auto run = [&](const std::string& name, std::vector<std::string> args) -> const qnhost::CheckResult& {
+        const qnhost::CheckSpec* spec = qnhost::FindCheck(name);
         Progress progress("running " + name, showProgress);
         results.push_back(spec->run(session.Handle(), options, args));
         return results.back();
     };
-    auto firstRow = [](const CheckResult& result, std::size_t column = 0) -> std::optional<std::string> {
+    auto firstRow = [](const qnhost::CheckResult& result,
+                       std::size_t column = 0) -> std::optional<std::string> {
         if (!result.Succeeded() || result.rows.empty() || result.rows.front().size() <= column)
             return std::nullopt;
         return result.rows.front()[column];
@@ -143,7 +142,7 @@ std::vector<CheckResult> RunEveryCheck(const CliOptions& options, const std::str
     run("counter", {"Win32_PerfFormattedData_PerfOS_Processor", "PercentProcessorTime", "_Total"});
     run("usb-drives", {});
     run("users", {});
-    const CheckResult& groups = run("groups", {});
+    const qnhost::CheckResult& groups = run("groups", {});
     if (auto group = firstRow(groups, 1)) run("members", {*group, firstRow(groups, 2).value_or("")});
     if (auto nic = firstRow(run("nics", {}))) run("nic", {*nic});
     run("classes", {});
@@ -155,15 +154,15 @@ std::vector<CheckResult> RunEveryCheck(const CliOptions& options, const std::str
     }
 
     // Application pools live in the web server's namespace: a second handle connects there.
-    ModuleSession web;
+    qnhost::ModuleSession web;
     CliOptions webOptions = options;
     webOptions.wmiNamespace = "root/WebAdministration";
-    if (web.Initialize(options.traceFile) &&
+    if (web.Initialize(kProgramName, options.traceFile) &&
         web.Connect(SettingsFor(webOptions, password, nullptr), error) == 0) {
-        const CommandSpec* pools = FindCommand("pools");
+        const qnhost::CheckSpec* pools = qnhost::FindCheck("pools");
         results.push_back(pools->run(web.Handle(), webOptions, {}));
         if (auto pool = firstRow(results.back()))
-            results.push_back(FindCommand("pool")->run(web.Handle(), webOptions, {*pool}));
+            results.push_back(qnhost::FindCheck("pool")->run(web.Handle(), webOptions, {*pool}));
     } else {
         results.push_back(ConnectFailure("pools", 0xFFFFFFFFu, "root/WebAdministration: " + error));
     }
@@ -179,18 +178,18 @@ int RunCommandLine(const CliOptions& options, std::ostream& out, std::ostream& e
     if (options.command == "demo") return RunDemo(options, out, err);
     if (options.command == "all") {
         std::string problem;
-        const std::optional<std::string> password = ResolvePassword(options, problem);
+        const std::optional<std::string> password = qnhost::ResolvePassword(options, problem);
         if (!password) {
             err << "qnsnwsm: " << problem << '\n';
             return kExitUsage;
         }
-        const std::vector<CheckResult> results = RunEveryCheck(options, *password, false);
+        const std::vector<qnhost::CheckResult> results = RunEveryCheck(options, *password, false);
         Render(options, results, true, out);
-        for (const CheckResult& result : results)
+        for (const qnhost::CheckResult& result : results)
             if (!result.Succeeded()) return kExitCheckFailed;
         return kExitOk;
     }
-    const CommandSpec* spec = FindCommand(options.command);
+    const qnhost::CheckSpec* spec = qnhost::FindCheck(options.command);
     if (spec == nullptr) {
         err << "qnsnwsm: unknown command '" << options.command << "' (see --help)\n";
         return kExitUsage;

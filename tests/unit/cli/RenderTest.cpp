@@ -7,6 +7,10 @@
 #include "Render.h"
 
 namespace qncli {
+using qnhost::CheckResult;
+using qnhost::SplitRows;
+using qnhost::SplitBracketList;
+using qnhost::SplitText;
 namespace {
 
 TEST(ListText, SplitsTheModulesJoinedTexts) {

@@ -13,16 +13,17 @@
 
 #include "TestFiles.h"
 #include "model/ComputerModel.h"
+#include "parsing/native/BuiltinStylesheets.h"
+#include "parsing/native/InstanceRecordWriter.h"
+#include "parsing/native/ItemTree.h"
 #include "platform/XmlDocument.h"
-#include "platform/posix/BuiltinStylesheets.h"
-#include "platform/posix/InstanceRecordWriter.h"
-#include "platform/posix/ItemTree.h"
 #include "platform/posix/XmlLibrary.h"
 #include "platform/posix/XmlTransform.h"
 
 namespace {
 
 namespace posix = qn::platform::posix;
+namespace native = qn::parsing::native;
 
 std::string StylesheetPath() {
     return QN_SHARE_DIR "/Sys/Wsman/WsmTxtEx.xsl";
@@ -42,10 +43,10 @@ std::optional<std::string> ViaLibxslt(const std::string& item) {
 // The record as the writer makes it from the item's compact tree; nothing when it leaves the item to
 // libxslt.
 std::optional<std::string> ViaWriter(const std::string& item) {
-    static posix::ItemTreeParser parser;
-    posix::ItemTree tree;
+    static native::ItemTreeParser parser;
+    native::ItemTree tree;
     std::string output;
-    if (!parser.Parse(item, tree) || !posix::WriteInstanceRecord(tree, output)) return std::nullopt;
+    if (!parser.Parse(item, tree) || !native::WriteInstanceRecord(tree, output)) return std::nullopt;
     return output;
 }
 
@@ -75,7 +76,7 @@ std::string Reference(const std::string& resourceUri, const std::string& selecto
 TEST(InstanceRecordWriterTest, ShippedStylesheetIsTheOneTheWriterReproduces) {
     const std::string bytes = qntest::ReadFile(StylesheetPath());
     ASSERT_FALSE(bytes.empty());
-    EXPECT_EQ(posix::RecognizeStylesheet(bytes), posix::BuiltinStylesheet::InstanceRecord)
+    EXPECT_EQ(native::RecognizeStylesheet("WsmTxtEx.xsl", bytes), native::BuiltinStylesheet::InstanceRecord)
         << "WsmTxtEx.xsl changed: bring InstanceRecordWriter in line with it, then update its digest in "
            "BuiltinStylesheets.cpp";
 }
@@ -190,9 +191,9 @@ TEST(InstanceRecordWriterTest, CompactTreeAcceptsWhatTheDocumentAccepts) {
                                             "<xmlns:a/>",
                                             "<a xmlns:p=''/>",
                                             "<?pi?><a/><!--c-->"};
-    posix::ItemTreeParser parser;
+    native::ItemTreeParser parser;
     for (const std::string& text : texts) {
-        posix::ItemTree tree;
+        native::ItemTree tree;
         const bool accepted = parser.Parse(text, tree);
         const wsman::xml::DocPtr doc = wsman::xml::ParseUntrusted(text);
         ASSERT_EQ(accepted, doc != nullptr) << text;
@@ -207,7 +208,7 @@ TEST(InstanceRecordWriterTest, CompactTreeAcceptsWhatTheDocumentAccepts) {
     // Texts are read as UTF-8 whatever libxml2 would detect: UTF-16 and UCS-4 texts are refused by both.
     for (const std::string& text : {std::string("<\0a\0/\0>\0", 8), std::string("\xFF\xFE<\0a\0/\0>\0", 10),
                                     std::string("\0\0\0<\0\0\0a\0\0\0/\0\0\0>", 16)}) {
-        posix::ItemTree tree;
+        native::ItemTree tree;
         EXPECT_FALSE(parser.Parse(text, tree));
         EXPECT_EQ(wsman::xml::ParseUntrusted(text), nullptr);
     }

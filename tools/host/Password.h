@@ -4,11 +4,11 @@
 #include <optional>
 #include <string>
 
-#include "CliOptions.h"
+#include "ConnectionOptions.h"
 
-namespace qncli {
+namespace qnhost {
 
 // Returns the password, or nullopt with `error` set. An empty user name needs no password.
-std::optional<std::string> ResolvePassword(const CliOptions& options, std::string& error);
+std::optional<std::string> ResolvePassword(const ConnectionOptions& options, std::string& error);
 
-}  // namespace qncli
+}  // namespace qnhost

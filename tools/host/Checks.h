@@ -1,4 +1,4 @@
-// The subcommands: one per check or action export, each turning its arguments into one export call.
+// One entry per check or action export: its arguments in, one export call, a structured result out.
 #pragma once
 
 #include <functional>
@@ -6,22 +6,22 @@
 #include <vector>
 
 #include "CheckResult.h"
-#include "CliOptions.h"
+#include "ConnectionOptions.h"
 #include "ModuleSession.h"
 
-namespace qncli {
+namespace qnhost {
 
-struct CommandSpec {
+struct CheckSpec {
     std::string name;
     std::size_t minArgs = 0;
     std::size_t maxArgs = 0;
     bool sampling = false;           // waits and measures: show progress
     bool changesComputer = false;    // asks for confirmation
     bool webAdministration = false;  // runs in root/WebAdministration unless a namespace is given
-    std::function<CheckResult(ModuleHandle, const CliOptions&, const std::vector<std::string>&)> run;
+    std::function<CheckResult(ModuleHandle, const CheckParameters&, const std::vector<std::string>&)> run;
 };
 
-const std::vector<CommandSpec>& AllCommands();
-const CommandSpec* FindCommand(const std::string& name);
+const std::vector<CheckSpec>& AllChecks();
+const CheckSpec* FindCheck(const std::string& name);
 
-}  // namespace qncli
+}  // namespace qnhost

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-namespace qncli {
+namespace qnhost {
 
 struct Field {
     enum class Kind { Text, Number, Flag };
@@ -37,4 +37,4 @@ struct CheckResult {
     }
 };
 
-}  // namespace qncli
+}  // namespace qnhost

@@ -1,6 +1,6 @@
 #include "ListText.h"
 
-namespace qncli {
+namespace qnhost {
 
 std::vector<std::string> SplitText(std::string_view text, std::string_view separator) {
     std::vector<std::string> pieces;
@@ -42,4 +42,4 @@ std::vector<std::string> SplitBracketList(std::string_view text) {
     return names;
 }
 
-}  // namespace qncli
+}  // namespace qnhost

@@ -1,10 +1,10 @@
-#include "Commands.h"
+#include "Checks.h"
 
 #include <cstdint>
 
 #include "ListText.h"
 
-namespace qncli {
+namespace qnhost {
 
 namespace {
 
@@ -42,7 +42,7 @@ void AddNames(CheckResult& result, const std::string& column, const std::vector<
 
 using Args = std::vector<std::string>;
 
-CheckResult Domain(ModuleHandle h, const CliOptions&, const Args&) {
+CheckResult Domain(ModuleHandle h, const CheckParameters&, const Args&) {
     Buffer domain, error;
     std::uint32_t role = 0;
     const auto code = WSManGetDomain(h, domain.data(), domain.size(), error.data(), error.size(), &role);
@@ -52,7 +52,7 @@ CheckResult Domain(ModuleHandle h, const CliOptions&, const Args&) {
     return r;
 }
 
-CheckResult Cpu(ModuleHandle h, const CliOptions& o, const Args& a) {
+CheckResult Cpu(ModuleHandle h, const CheckParameters& o, const Args& a) {
     const std::string cpu = a.empty() ? "_Total" : a[0];
     Buffer error;
     std::uint32_t usage = 0;
@@ -64,7 +64,7 @@ CheckResult Cpu(ModuleHandle h, const CliOptions& o, const Args& a) {
     return r;
 }
 
-CheckResult Disks(ModuleHandle h, const CliOptions&, const Args&) {
+CheckResult Disks(ModuleHandle h, const CheckParameters&, const Args&) {
     Buffer list(kListSize), bad(kListSize), status(kListSize), error;
     std::uint32_t allOk = 0;
     const auto code = WSManGetDisksState(h, &allOk, list.data(), bad.data(), status.data(), list.size(),
@@ -77,7 +77,7 @@ CheckResult Disks(ModuleHandle h, const CliOptions&, const Args&) {
     return r;
 }
 
-CheckResult DiskSpace(ModuleHandle h, const CliOptions&, const Args& a) {
+CheckResult DiskSpace(ModuleHandle h, const CheckParameters&, const Args& a) {
     Buffer error;
     std::uint32_t found = 0, freeMB = 0, usedMB = 0, sizeMB = 0;
     const auto code = WSManGetLogicalDiskSpace(h, a[0].c_str(), &found, &freeMB, &usedMB, &sizeMB,
@@ -91,7 +91,7 @@ CheckResult DiskSpace(ModuleHandle h, const CliOptions&, const Args& a) {
     return r;
 }
 
-CheckResult Memory(ModuleHandle h, const CliOptions&, const Args&) {
+CheckResult Memory(ModuleHandle h, const CheckParameters&, const Args&) {
     Buffer error;
     std::uint32_t available = 0, committed = 0, pages = 0;
     const auto code = WSManGetMemory(h, &available, &committed, &pages, error.data(), error.size());
@@ -112,7 +112,7 @@ CheckResult List(const char* command, Export exportFunction, ModuleHandle h,
     return r;
 }
 
-CheckResult Printer(ModuleHandle h, const CliOptions&, const Args& a) {
+CheckResult Printer(ModuleHandle h, const CheckParameters&, const Args& a) {
     Buffer error;
     std::uint32_t found = 0, availability = 0, errorState = 0, status = 0;
     const auto code = WSManGetPrinterState(h, a[0].c_str(), &found, &availability, &errorState, &status,
@@ -126,7 +126,7 @@ CheckResult Printer(ModuleHandle h, const CliOptions&, const Args& a) {
     return r;
 }
 
-CheckResult Process(ModuleHandle h, const CliOptions&, const Args& a) {
+CheckResult Process(ModuleHandle h, const CheckParameters&, const Args& a) {
     Buffer error;
     std::uint32_t running = 0;
     const auto code = WSManGetProcessState(h, a[0].c_str(), &running, error.data(), error.size());
@@ -136,7 +136,7 @@ CheckResult Process(ModuleHandle h, const CliOptions&, const Args& a) {
     return r;
 }
 
-CheckResult ProcessUsage(ModuleHandle h, const CliOptions& o, const Args& a) {
+CheckResult ProcessUsage(ModuleHandle h, const CheckParameters& o, const Args& a) {
     const std::string name = a.empty() ? "" : a[0];
     Buffer instance, error;
     std::uint32_t pid = 0, cpu = 0, memory = 0, handles = 0;
@@ -154,7 +154,7 @@ CheckResult ProcessUsage(ModuleHandle h, const CliOptions& o, const Args& a) {
     return r;
 }
 
-CheckResult Pool(ModuleHandle h, const CliOptions&, const Args& a) {
+CheckResult Pool(ModuleHandle h, const CheckParameters&, const Args& a) {
     Buffer state, error;
     std::uint32_t started = 0;
     const auto code = WSManGetApplicationPoolState(h, a[0].c_str(), &started, state.data(), state.size(),
@@ -166,7 +166,7 @@ CheckResult Pool(ModuleHandle h, const CliOptions&, const Args& a) {
     return r;
 }
 
-CheckResult Queue(ModuleHandle h, const CliOptions&, const Args& a) {
+CheckResult Queue(ModuleHandle h, const CheckParameters&, const Args& a) {
     Buffer error;
     std::uint32_t found = 0, messages = 0, kilobytes = 0;
     const auto code =
@@ -179,7 +179,7 @@ CheckResult Queue(ModuleHandle h, const CliOptions&, const Args& a) {
     return r;
 }
 
-CheckResult Service(ModuleHandle h, const CliOptions&, const Args& a) {
+CheckResult Service(ModuleHandle h, const CheckParameters&, const Args& a) {
     Buffer name, display, state, startMode, error;
     std::uint32_t installed = 0;
     const auto code = WSManGetServiceState(h, a[0].c_str(), name.data(), name.size(), display.data(),
@@ -194,7 +194,7 @@ CheckResult Service(ModuleHandle h, const CliOptions&, const Args& a) {
     return r;
 }
 
-CheckResult Share(ModuleHandle h, const CliOptions&, const Args& a) {
+CheckResult Share(ModuleHandle h, const CheckParameters&, const Args& a) {
     Buffer text, error;
     std::uint32_t found = 0;
     const auto code =
@@ -205,7 +205,7 @@ CheckResult Share(ModuleHandle h, const CliOptions&, const Args& a) {
     return r;
 }
 
-CheckResult Sessions(ModuleHandle h, const CliOptions&, const Args&) {
+CheckResult Sessions(ModuleHandle h, const CheckParameters&, const Args&) {
     Buffer error;
     std::uint32_t active = 0, inactive = 0, third = 0;
     const auto code =
@@ -216,7 +216,7 @@ CheckResult Sessions(ModuleHandle h, const CliOptions&, const Args&) {
     return r;
 }
 
-CheckResult Counter(ModuleHandle h, const CliOptions&, const Args& a) {
+CheckResult Counter(ModuleHandle h, const CheckParameters&, const Args& a) {
     const std::string instance = a.size() > 2 ? a[2] : "";
     Buffer value, error;
     std::uint32_t numeric = 0;
@@ -231,7 +231,7 @@ CheckResult Counter(ModuleHandle h, const CliOptions&, const Args& a) {
     return r;
 }
 
-CheckResult UsbDrives(ModuleHandle h, const CliOptions&, const Args&) {
+CheckResult UsbDrives(ModuleHandle h, const CheckParameters&, const Args&) {
     Buffer list(kListSize), error;
     const auto code = WSManGetRemovableDrives(h, list.data(), list.size(), error.data(), error.size());
     CheckResult r = Begin("usb-drives", code, error);
@@ -239,7 +239,7 @@ CheckResult UsbDrives(ModuleHandle h, const CliOptions&, const Args&) {
     return r;
 }
 
-CheckResult Members(ModuleHandle h, const CliOptions&, const Args& a) {
+CheckResult Members(ModuleHandle h, const CheckParameters&, const Args& a) {
     Buffer list(kListSize), error;
     const auto code = WSManGetWinGroupMemberList(h, a[0].c_str(), a[1].c_str(), list.data(), list.size(),
                                                  error.data(), error.size());
@@ -248,7 +248,7 @@ CheckResult Members(ModuleHandle h, const CliOptions&, const Args& a) {
     return r;
 }
 
-CheckResult Nic(ModuleHandle h, const CliOptions&, const Args& a) {
+CheckResult Nic(ModuleHandle h, const CheckParameters&, const Args& a) {
     Buffer error;
     std::uint32_t found = 0, mbit = 0, bytes = 0, kilobytes = 0;
     const auto code = WSManGetNICTrafficValues(h, a[0].c_str(), &found, &mbit, &bytes, &kilobytes,
@@ -262,7 +262,7 @@ CheckResult Nic(ModuleHandle h, const CliOptions&, const Args& a) {
     return r;
 }
 
-CheckResult RestartService(ModuleHandle h, const CliOptions&, const Args& a) {
+CheckResult RestartService(ModuleHandle h, const CheckParameters&, const Args& a) {
     Buffer error;
     const auto code = WSManRestartService(h, a[0].c_str(), error.data(), error.size());
     CheckResult r = Begin("restart-service", code, error);
@@ -270,7 +270,7 @@ CheckResult RestartService(ModuleHandle h, const CliOptions&, const Args& a) {
     return r;
 }
 
-CheckResult Reboot(ModuleHandle h, const CliOptions&, const Args&) {
+CheckResult Reboot(ModuleHandle h, const CheckParameters&, const Args&) {
     Buffer error;
     const auto code = WSManRebootComputer(h, error.data(), error.size());
     return Begin("reboot", code, error);
@@ -288,42 +288,42 @@ CheckResult ClassList(const char* command, Export exportFunction, ModuleHandle h
     return r;
 }
 
-std::vector<CommandSpec> BuildCommands() {
-    std::vector<CommandSpec> commands;
-    commands.reserve(40);  // `add` hands out pointers into the vector
-    auto add = [&commands](std::string name, std::size_t minArgs, std::size_t maxArgs, auto run) {
-        CommandSpec spec;
+std::vector<CheckSpec> BuildChecks() {
+    std::vector<CheckSpec> checks;
+    checks.reserve(40);  // `add` hands out pointers into the vector
+    auto add = [&checks](std::string name, std::size_t minArgs, std::size_t maxArgs, auto run) {
+        CheckSpec spec;
         spec.name = std::move(name);
         spec.minArgs = minArgs;
         spec.maxArgs = maxArgs;
         spec.run = run;
-        commands.push_back(std::move(spec));
-        return &commands.back();
+        checks.push_back(std::move(spec));
+        return &checks.back();
     };
     add("domain", 0, 0, Domain);
     add("cpu", 0, 1, Cpu)->sampling = true;
     add("disks", 0, 0, Disks);
     add("disk-space", 1, 1, DiskSpace);
     add("memory", 0, 0, Memory);
-    add("printers", 0, 0, [](ModuleHandle h, const CliOptions&, const Args&) {
+    add("printers", 0, 0, [](ModuleHandle h, const CheckParameters&, const Args&) {
         return List("printers", WSManGetPrinterList, h, {"printer", "note"});
     });
     add("printer", 1, 1, Printer);
-    add("processes", 0, 0, [](ModuleHandle h, const CliOptions&, const Args&) {
+    add("processes", 0, 0, [](ModuleHandle h, const CheckParameters&, const Args&) {
         return List("processes", WSManGetProcessList, h, {"process"});
     });
     add("process", 1, 1, Process);
     add("process-usage", 0, 1, ProcessUsage)->sampling = true;
-    CommandSpec* pools = add("pools", 0, 0, [](ModuleHandle h, const CliOptions&, const Args&) {
+    CheckSpec* pools = add("pools", 0, 0, [](ModuleHandle h, const CheckParameters&, const Args&) {
         return List("pools", WSManGetApplicationPoolList, h, {"pool"});
     });
     pools->webAdministration = true;
     add("pool", 1, 1, Pool)->webAdministration = true;
-    add("queues", 0, 0, [](ModuleHandle h, const CliOptions&, const Args&) {
+    add("queues", 0, 0, [](ModuleHandle h, const CheckParameters&, const Args&) {
         return List("queues", WSManGetMsMqList, h, {"queue"});
     });
     add("queue", 1, 1, Queue);
-    add("services", 0, 0, [](ModuleHandle h, const CliOptions&, const Args&) {
+    add("services", 0, 0, [](ModuleHandle h, const CheckParameters&, const Args&) {
         return List("services", WSManGetServiceList, h, {"name", "displayName"});
     });
     add("service", 1, 1, Service);
@@ -331,45 +331,45 @@ std::vector<CommandSpec> BuildCommands() {
     add("sessions", 0, 0, Sessions);
     add("counter", 2, 3, Counter);
     add("usb-drives", 0, 0, UsbDrives);
-    add("users", 0, 0, [](ModuleHandle h, const CliOptions&, const Args&) {
+    add("users", 0, 0, [](ModuleHandle h, const CheckParameters&, const Args&) {
         return List("users", WSManGetWinUserAccountList, h,
                     {"caption", "fullName", "name", "lockedOut", "disabled"});
     });
-    add("groups", 0, 0, [](ModuleHandle h, const CliOptions&, const Args&) {
+    add("groups", 0, 0, [](ModuleHandle h, const CheckParameters&, const Args&) {
         return List("groups", WSManGetWinGroupList, h, {"caption", "name", "domain"});
     });
     add("members", 2, 2, Members);
-    add("nics", 0, 0, [](ModuleHandle h, const CliOptions&, const Args&) {
+    add("nics", 0, 0, [](ModuleHandle h, const CheckParameters&, const Args&) {
         return List("nics", WSManGetNICList, h, {"interface"});
     });
     add("nic", 1, 1, Nic);
-    CommandSpec* restart = add("restart-service", 1, 1, RestartService);
+    CheckSpec* restart = add("restart-service", 1, 1, RestartService);
     restart->sampling = true;
     restart->changesComputer = true;
     add("reboot", 0, 0, Reboot)->changesComputer = true;
-    add("classes", 0, 0, [](ModuleHandle h, const CliOptions&, const Args&) {
+    add("classes", 0, 0, [](ModuleHandle h, const CheckParameters&, const Args&) {
         return List("classes", WSManCollectClasses, h, {"class"});
     });
-    add("instances", 1, 1, [](ModuleHandle h, const CliOptions&, const Args& a) {
+    add("instances", 1, 1, [](ModuleHandle h, const CheckParameters&, const Args& a) {
         return ClassList("instances", WSManCollectInstances, h, a[0], {"instance"});
     });
-    add("properties", 1, 1, [](ModuleHandle h, const CliOptions&, const Args& a) {
+    add("properties", 1, 1, [](ModuleHandle h, const CheckParameters&, const Args& a) {
         return ClassList("properties", WSManCollectProperties, h, a[0], {"property", "cimType"});
     });
-    return commands;
+    return checks;
 }
 
 }  // namespace
 
-const std::vector<CommandSpec>& AllCommands() {
-    static const std::vector<CommandSpec> commands = BuildCommands();
-    return commands;
+const std::vector<CheckSpec>& AllChecks() {
+    static const std::vector<CheckSpec> checks = BuildChecks();
+    return checks;
 }
 
-const CommandSpec* FindCommand(const std::string& name) {
-    for (const CommandSpec& spec : AllCommands())
+const CheckSpec* FindCheck(const std::string& name) {
+    for (const CheckSpec& spec : AllChecks())
         if (spec.name == name) return &spec;
     return nullptr;
 }
 
-}  // namespace qncli
+}  // namespace qnhost

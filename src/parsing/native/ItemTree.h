@@ -14,9 +14,11 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/posix/XmlLibrary.h"
+#include "wsman/core/XmlOwners.h"
 
-namespace qn::platform::posix {
+namespace qn::parsing::native {
+
+namespace xml = ::wsman::xml;
 
 // The namespaces the record writer tells apart; anything else is Other.
 enum class XmlNamespace : std::uint8_t { None, Xml, Xsi, Cim, Addressing, Wsman, Other };
@@ -100,4 +102,4 @@ class ItemTreeParser {
     xml::ParserCtxtPtr ctxt_;
 };
 
-}  // namespace qn::platform::posix
+}  // namespace qn::parsing::native

@@ -1,4 +1,4 @@
-#include "Secret.h"
+#include "Password.h"
 
 #include <termios.h>
 #include <unistd.h>
@@ -8,7 +8,7 @@
 #include <fstream>
 #include <iostream>
 
-namespace qncli {
+namespace qnhost {
 
 namespace {
 
@@ -47,10 +47,10 @@ class EchoOff {
 
 }  // namespace
 
-std::optional<std::string> ResolvePassword(const CliOptions& options, std::string& error) {
+std::optional<std::string> ResolvePassword(const ConnectionOptions& options, std::string& error) {
     if (options.user.empty()) return std::string();
     if (!options.passwordFile.empty()) return ReadFirstLine(options.passwordFile, error);
-    const std::string variable = options.passwordEnv.empty() ? "QNSNWSM_PASSWORD" : options.passwordEnv;
+    const std::string variable = options.passwordEnv.empty() ? kDefaultPasswordVariable : options.passwordEnv;
     if (const char* value = std::getenv(variable.c_str()); value != nullptr) return std::string(value);
     if (!options.passwordEnv.empty()) {
         error = "the environment variable " + options.passwordEnv + " is not set";
@@ -70,4 +70,4 @@ std::optional<std::string> ResolvePassword(const CliOptions& options, std::strin
     return password;
 }
 
-}  // namespace qncli
+}  // namespace qnhost

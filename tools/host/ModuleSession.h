@@ -4,9 +4,10 @@
 #include <cstdint>
 #include <string>
 
+#include "ConnectionOptions.h"
 #include "qnsnwsm.h"
 
-namespace qncli {
+namespace qnhost {
 
 namespace detail {
 template <typename R, typename A>
@@ -24,6 +25,9 @@ struct ConnectSettings {
     bool ssl = false;
 };
 
+// The settings `options` give, with the password already resolved.
+ConnectSettings SettingsFrom(const ConnectionOptions& options, const std::string& password);
+
 class ModuleSession {
   public:
     ModuleSession() = default;
@@ -31,8 +35,8 @@ class ModuleSession {
     ModuleSession(const ModuleSession&) = delete;
     ModuleSession& operator=(const ModuleSession&) = delete;
 
-    // WSManInitialize; false when the module could not be initialised.
-    bool Initialize(const std::string& traceFile);
+    // WSManInitialize under the host program's name; false when the module could not be initialised.
+    bool Initialize(const std::string& programName, const std::string& traceFile);
     // WSManConnectToComputer; returns its result and fills `error`.
     std::uint32_t Connect(const ConnectSettings& settings, std::string& error);
     void Disconnect();
@@ -44,4 +48,4 @@ class ModuleSession {
     bool connected_ = false;
 };
 
-}  // namespace qncli
+}  // namespace qnhost

@@ -2,15 +2,26 @@
 
 #include <vector>
 
-namespace qncli {
+namespace qnhost {
 
 ModuleSession::~ModuleSession() {
     Disconnect();
     if (handle_) WSManShutdown(handle_);
 }
 
-bool ModuleSession::Initialize(const std::string& traceFile) {
-    return WSManInitialize("qnsnwsm-cli", traceFile.c_str(), &handle_) == 0 && handle_;
+ConnectSettings SettingsFrom(const ConnectionOptions& options, const std::string& password) {
+    ConnectSettings settings;
+    settings.computer = options.computer;
+    settings.user = options.user;
+    settings.password = password;
+    settings.wmiNamespace = options.wmiNamespace;
+    settings.port = options.EffectivePort();
+    settings.ssl = options.ssl;
+    return settings;
+}
+
+bool ModuleSession::Initialize(const std::string& programName, const std::string& traceFile) {
+    return WSManInitialize(programName.c_str(), traceFile.c_str(), &handle_) == 0 && handle_;
 }
 
 std::uint32_t ModuleSession::Connect(const ConnectSettings& settings, std::string& error) {
@@ -30,4 +41,4 @@ void ModuleSession::Disconnect() {
     connected_ = false;
 }
 
-}  // namespace qncli
+}  // namespace qnhost

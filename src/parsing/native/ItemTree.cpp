@@ -1,4 +1,4 @@
-#include "platform/posix/ItemTree.h"
+#include "parsing/native/ItemTree.h"
 
 #include <libxml/SAX2.h>
 #include <libxml/dict.h>
@@ -7,9 +7,9 @@
 #include <climits>
 #include <cstring>
 
-#include "platform/posix/XmlLibrary.h"
+#include "wsman/core/UntrustedXml.h"
 
-namespace qn::platform::posix {
+namespace qn::parsing::native {
 
 namespace {
 
@@ -203,7 +203,7 @@ ItemTreeParser::ItemTreeParser() = default;
 ItemTreeParser::~ItemTreeParser() = default;
 
 bool ItemTreeParser::Renew() {
-    EnsureXmlLibraryReady();
+    xml::EnsureXmlParserReady();
     ctxt_.reset(xmlNewParserCtxt());
     if (ctxt_ == nullptr || ctxt_->sax == nullptr) {
         ctxt_.reset();
@@ -256,4 +256,4 @@ bool ItemTreeParser::Parse(std::string_view text, ItemTree& tree) {
     return true;
 }
 
-}  // namespace qn::platform::posix
+}  // namespace qn::parsing::native

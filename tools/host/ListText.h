@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-namespace qncli {
+namespace qnhost {
 
 // Splits at every occurrence of `separator`; an empty text gives no pieces.
 std::vector<std::string> SplitText(std::string_view text, std::string_view separator);
@@ -16,4 +16,4 @@ std::vector<std::vector<std::string>> SplitRows(std::string_view text, std::size
 // "[Disk 0],[Disk 1]" -> {"Disk 0", "Disk 1"}.
 std::vector<std::string> SplitBracketList(std::string_view text);
 
-}  // namespace qncli
+}  // namespace qnhost
