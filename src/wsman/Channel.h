@@ -4,6 +4,7 @@
 // TLS checks, re-authentication after a lost connection) happens inside.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -32,6 +33,10 @@ struct ChannelSettings {
     long requestTimeoutMarginMs = 30000;  // covers the network around the server's own operation timeout
 };
 
+// What a session keeps of its reply buffers between checks: small replies then need no fresh memory (and no
+// page faults), while an idle session holds no half-megabyte enumeration reply.
+inline constexpr std::size_t kKeptReplyCapacity = 16 * 1024;
+
 struct Exchange {
     long httpStatus = 0;      // 200, or 500 with a SOAP fault in `body`
     std::string contentType;  // of the (unsealed) body
@@ -53,7 +58,7 @@ class Channel {
     // A short English text for the last failure (for traces; never contains the password).
     virtual std::string LastErrorDetail() const = 0;
     // Reply buffers are kept from one Send to the next (an enumeration's replies reuse them); this gives
-    // their memory back when no reply follows soon.
+    // back those larger than kKeptReplyCapacity when no reply follows soon.
     virtual void ReleaseBuffers() {}
 };
 

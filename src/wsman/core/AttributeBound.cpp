@@ -1,5 +1,7 @@
 #include "wsman/core/AttributeBound.h"
 
+#include <array>
+
 namespace wsman::xml {
 
 namespace {
@@ -10,19 +12,26 @@ std::size_t After(std::string_view text, std::size_t from, std::string_view term
     return at == std::string_view::npos ? text.size() : at + terminator.size();
 }
 
+// The characters a start tag's scan stops at: quotes, '=', and the ends of a tag.
+constexpr auto kTagSpecial = [] {
+    std::array<bool, 256> special{};
+    for (const unsigned char c : {'"', '\'', '=', '>', '<'}) special[c] = true;
+    return special;
+}();
+
 }  // namespace
 
 bool AttributesWithinBound(std::string_view text) {
     std::size_t at = 0;
     while ((at = text.find('<', at)) != std::string_view::npos) {
-        const std::string_view rest = text.substr(at);
-        if (rest.starts_with("<!--")) {
+        const char next = at + 1 < text.size() ? text[at + 1] : '\0';
+        if (next == '!' && text.substr(at, 4) == "<!--") {
             at = After(text, at + 4, "-->");
-        } else if (rest.starts_with("<![CDATA[")) {
+        } else if (next == '!' && text.substr(at, 9) == "<![CDATA[") {
             at = After(text, at + 9, "]]>");
-        } else if (rest.starts_with("<?")) {
+        } else if (next == '?') {
             at = After(text, at + 2, "?>");
-        } else if (rest.starts_with("</") || rest.starts_with("<!")) {
+        } else if (next == '/' || next == '!') {
             at = After(text, at + 2, ">");
         } else {
             // A start tag: every attribute has exactly one '=' outside quoted values. Quoted values are
@@ -30,14 +39,16 @@ bool AttributesWithinBound(std::string_view text) {
             std::size_t attributes = 0;
             for (++at; at < text.size();) {
                 const char c = text[at];
-                if (c == '"' || c == '\'') {
+                if (!kTagSpecial[static_cast<unsigned char>(c)]) {
+                    ++at;
+                } else if (c == '"' || c == '\'') {
                     const std::size_t close = text.find(c, at + 1);
                     at = close == std::string_view::npos ? text.size() : close + 1;
-                } else if (c == '>' || c == '<') {
-                    break;
-                } else {
-                    if (c == '=' && ++attributes > kMaxAttributesPerElement) return false;
+                } else if (c == '=') {
+                    if (++attributes > kMaxAttributesPerElement) return false;
                     ++at;
+                } else {
+                    break;  // '>' or '<'
                 }
             }
         }

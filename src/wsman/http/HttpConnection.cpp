@@ -114,7 +114,7 @@ bool HttpConnection::IsAlive() const {
 }
 
 void HttpConnection::ReleaseReplyBuffer() {
-    std::string().swap(response_.body);
+    if (response_.body.capacity() > kKeptReplyCapacity) std::string().swap(response_.body);
 }
 
 HttpResponse& HttpConnection::Post(const std::vector<std::string>& extraHeaders, const std::string& body) {

@@ -41,7 +41,7 @@ class HttpConnection {
     // keeps its capacity, so a stream of replies costs no allocation (and no fresh pages) each.
     HttpResponse& Post(const std::vector<std::string>& extraHeaders, const std::string& body);
 
-    // Gives the reply buffer's memory back, for a session that goes idle.
+    // Gives the reply buffer's memory back when it is large, for a session that goes idle.
     void ReleaseReplyBuffer();
 
     // Closes the connection; the next Post opens a new one.

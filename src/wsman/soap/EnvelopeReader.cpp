@@ -75,7 +75,8 @@ struct Reader {
     std::size_t captureDepth = 0;
 
     // Namespace declarations of the open elements, innermost last; `marks` says where each element's start.
-    std::vector<std::pair<std::string, std::string>> declarations;
+    // Prefixes and URIs are the parser's interned strings, which live as long as the parse.
+    std::vector<std::pair<std::string_view, std::string_view>> declarations;
     std::vector<std::size_t> marks;
 
     // The item being read: where its start tag begins, the length of its name, the declarations in scope
@@ -83,7 +84,7 @@ struct Reader {
     std::size_t itemStart = 0;
     std::size_t itemNameLength = 0;
     std::size_t itemDepth = 0;
-    std::vector<std::pair<std::string, std::string>> outside;
+    std::vector<std::pair<std::string_view, std::string_view>> outside;
     std::vector<std::string> usedPrefixes;
 
     static Reader& Of(void* ctx) {

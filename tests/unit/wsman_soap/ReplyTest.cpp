@@ -223,6 +223,21 @@ TEST(EnumerationReply, AcceptsTheOtherNamespacesAndNoItems) {
     }
 }
 
+// An item is handed on as the reply's own bytes: references stay as sent, and only the declarations of the
+// prefixes it uses (xsi:type values included) and of the default namespace come along from the envelope.
+TEST(EnumerationReply, ItemsKeepTheirBytesAndTakeOnlyTheNamespacesTheyUse) {
+    const EnumerationBatch batch = ReadBatch(
+        PullReply("<n:PullResponse xmlns:p=\"urn:p\" xmlns:q=\"urn:q\" "
+                  "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\"><n:EnumerationContext>uuid:1"
+                  "</n:EnumerationContext><n:Items><p:X xsi:type='q:T'><p:V>a&#xD;&amp;b</p:V></p:X>"
+                  "<Y xmlns=\"urn:y\"><Z/></Y></n:Items></n:PullResponse>"));
+    ASSERT_EQ(batch.items.size(), 2u);
+    EXPECT_EQ(batch.items[0],
+              "<p:X xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" xmlns:q=\"urn:q\" "
+              "xmlns:p=\"urn:p\" xsi:type='q:T'><p:V>a&#xD;&amp;b</p:V></p:X>");
+    EXPECT_EQ(batch.items[1], "<Y xmlns=\"urn:y\"><Z/></Y>");
+}
+
 TEST(InvokeReply, StdRegProvOutputComesBackWhole) {
     const auto doc = ParseFixture("invoke_StdRegProv_EnumKey_OUTPUT_response.xml");
     if (!doc) GTEST_SKIP() << "fixtures not found under " << QN_FIXTURES_DIR;
