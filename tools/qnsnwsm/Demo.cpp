@@ -47,11 +47,14 @@ std::string RandomPassword() {
     return password;
 }
 
-// The stylesheets: the source tree's copy while running from a build folder; else none is named and the
-// library uses its installed data folder.
+// The stylesheets: the source tree's copy while this program runs from its build folder; an installed one
+// names none, so the library uses its installed data folder.
 std::string ProgramFolderLine() {
+    std::error_code ignored;
+    const std::string self = fs::read_symlink("/proc/self/exe", ignored).string();
     const fs::path source = QNSNWSM_SOURCE_DATA_DIR;
-    if (fs::exists(source / "Sys" / "Wsman" / "WsmTxtEx.xsl"))
+    if (self.rfind(std::string(QNSNWSM_BUILD_DIR) + "/", 0) == 0 &&
+        fs::exists(source / "Sys/Wsman/WsmTxtEx.xsl"))
         return "ProgFilesFolder=" + source.string() + "/\n";
     return "";
 }
