@@ -17,7 +17,7 @@
 #include "model/ComputerModel.h"
 #include "parsing/CSnWinrmNode.h"
 #include "platform/XmlDocument.h"
-#include "platform/posix/XmlSafeParse.h"
+#include "platform/posix/XmlLibrary.h"
 #include "platform/posix/XmlTransform.h"
 
 namespace {
@@ -88,7 +88,7 @@ void ApplyWithLibxslt(benchmark::State& state) {
     auto style = qn::platform::posix::CompileStylesheet(*sheet);
     std::string output;
     for (auto _ : state) {
-        auto item = qn::platform::posix::ParseUntrustedText(OneItem());
+        auto item = qn::platform::wsman::xml::ParseUntrusted(OneItem());
         if (!qn::platform::posix::ApplyStylesheet(*style, *item, output)) state.SkipWithError("apply failed");
     }
 }

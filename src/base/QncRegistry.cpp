@@ -1,15 +1,15 @@
 #include "base/QncRegistry.h"
 
 #include <cstring>
-#include <vector>
+#include <string>
 
 #include "platform/Clock.h"
 #include "platform/ProfileFile.h"
+#include "wsman/core/ConfigurationKeys.h"
 
 using qn::platform::ConfigError;
 using qn::platform::ConfigKey;
 using qn::platform::ConfigRoot;
-using qn::platform::kConfigAccessDenied;
 using qn::platform::kConfigOk;
 using qn::platform::kKeyAllAccess;
 using qn::platform::kKeyRead;
@@ -18,25 +18,17 @@ using qn::platform::kKeyWrite;
 
 namespace {
 
-constexpr const char* kProgFilesFolderValue = "ProgFilesFolder";
 constexpr int kDeleteSectionTries = 3;
 constexpr std::uint32_t kDeleteSectionRetryMs = 10;
-
-// The 64-bit view first, so 32- and 64-bit hosts see the same keys; without it only when that is refused.
-ConfigError OpenWithFallback(ConfigRoot root, const char* subKey, std::uint32_t access, ConfigKey& key) {
-    ConfigError error = qn::platform::OpenConfigKey(root, subKey, access | kKeyWow64_64Key, key);
-    if (error == kConfigAccessDenied) error = qn::platform::OpenConfigKey(root, subKey, access, key);
-    return error;
-}
 
 }  // namespace
 
 ConfigError OpenRegistryKeyForRead(ConfigRoot root, const char* subKey, ConfigKey& key) {
-    return OpenWithFallback(root, subKey, kKeyRead, key);
+    return qn::platform::OpenConfigKeyPreferring64Bit(root, subKey, kKeyRead, key);
 }
 
 ConfigError OpenRegistryKeyForWrite(ConfigRoot root, const char* subKey, ConfigKey& key) {
-    return OpenWithFallback(root, subKey, kKeyWrite, key);
+    return qn::platform::OpenConfigKeyPreferring64Bit(root, subKey, kKeyWrite, key);
 }
 
 int EnsureRegistryKey(ConfigRoot root, const char* subKey) {
@@ -52,13 +44,9 @@ ConfigError QueryRegistryString(ConfigRoot root, const char* subKey, const char*
                                 unsigned bufferSize) {
     value.Assign("");
     if (bufferSize < 2) return qn::platform::kConfigInvalidParameter;
-    ConfigKey key;
-    ConfigError error = OpenRegistryKeyForRead(root, subKey, key);
-    if (error != kConfigOk) return error;
-    std::vector<char> buffer(bufferSize, '\0');
-    std::uint32_t size = bufferSize - 1;  // one byte stays NUL whatever is stored
-    error = qn::platform::QueryConfigString(key, valueName, buffer.data(), size);
-    if (error == kConfigOk) value.Assign(buffer.data());
+    std::string text;
+    const ConfigError error = qn::platform::ReadConfigString(root, subKey, valueName, text, bufferSize - 1);
+    if (error == kConfigOk) value.Assign(text.c_str());
     return error;
 }
 
@@ -73,15 +61,17 @@ int SetRegistryString(ConfigRoot root, const char* subKey, const char* valueName
 // On POSIX the stored folder also ends in "\\" ("/usr/share/qnsnwsm\\"); paths built on it go through the
 // file mapping of platform/FileSystem.h, which turns every backslash into '/'.
 void GetProgFilesFolder(CQncString& folder) {
-    EnsureRegistryKey(kHkeyLocalMachine, kQncProductKey);
-    QueryRegistryString(kHkeyLocalMachine, kQncProductKey, kProgFilesFolderValue, folder, 512);
+    EnsureRegistryKey(kHkeyLocalMachine, wsman::config::kProductKey);
+    QueryRegistryString(kHkeyLocalMachine, wsman::config::kProductKey, wsman::config::kProgFilesFolder,
+                        folder, 512);
     folder.Trim();
     if (!folder.IsEmpty()) {
         folder.AppendCharIfMissing('\\');
         folder.Trim();
     }
     // Every read stores the normalised text back; a refused write is of no concern here.
-    SetRegistryString(kHkeyLocalMachine, kQncProductKey, kProgFilesFolderValue, folder.GetText());
+    SetRegistryString(kHkeyLocalMachine, wsman::config::kProductKey, wsman::config::kProgFilesFolder,
+                      folder.GetText());
     // Without a configured folder, the installation's own (not stored, so it follows the installation).
     if (folder.IsEmpty()) {
         folder.Assign(qn::platform::DefaultProgramFolder().c_str());

@@ -5,7 +5,6 @@
 #include "platform/ConfigStore.h"
 
 inline constexpr qn::platform::ConfigRoot kHkeyLocalMachine = qn::platform::ConfigRoot::LocalMachine;
-inline constexpr const char* kQncProductKey = "Software\\Quillon\\Sentrel";
 
 // 1 when the key exists or could be created, 0 otherwise.
 int EnsureRegistryKey(qn::platform::ConfigRoot root, const char* subKey);

@@ -2,28 +2,24 @@
 // that wrong credentials show up at connect time.
 #include "engine/CQnWSMan.h"
 #include "engine/TraceText.h"
+#include "wsman/core/ConfigurationKeys.h"
 
 namespace {
 
-constexpr const char* kValidationKey = "Server\\WinRM";
-constexpr const char* kValidationValue = "ValidationClass";
 constexpr const char* kDefaultValidationClass = "Win32_ComputerSystem";
 
 }  // namespace
 
 void CQnWSMan::ReadValidationClass(CQncString& value) {
-    CQncString keyPath(kQncProductKey);
-    keyPath.AppendCharIfMissing('\\');
-    keyPath.Append(kValidationKey);
-
-    EnsureRegistryKey(kHkeyLocalMachine, keyPath.GetText());
-    if (QueryRegistryString(kHkeyLocalMachine, keyPath.GetText(), kValidationValue, value) !=
+    using namespace wsman::config;
+    EnsureRegistryKey(kHkeyLocalMachine, kWinRMKey);
+    if (QueryRegistryString(kHkeyLocalMachine, kWinRMKey, kValidationClass, value) !=
         qn::platform::kConfigOk) {
         value = kDefaultValidationClass;
     }
     value.Trim();
     // Stored back so that administrators find the setting (and its default) in place after the first run.
-    SetRegistryString(kHkeyLocalMachine, keyPath.GetText(), kValidationValue, value.GetText());
+    SetRegistryString(kHkeyLocalMachine, kWinRMKey, kValidationClass, value.GetText());
 }
 
 int CQnWSMan::WinRMValidateAccess(CQncString& errorText) {

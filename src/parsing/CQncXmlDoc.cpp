@@ -90,6 +90,14 @@ bool CQncXmlDoc::LoadStylesheet(const char* stylesheetPath, const qn::platform::
     }
     loadedStylesheet_ = {};
     if (!xslDoc_->LoadFile(stylesheetPath)) return false;
+    // An edited record stylesheet works but costs many times the time per item: say so once per file.
+    if (xslDoc_->ReplacesNativeStylesheet() && slowStylesheetTraced_ != stylesheetPath) {
+        Trace(kTraceToFile,
+              "Stylesheet [%s] differs from the one installed; it is applied by the XSLT processor, which is "
+              "much slower.\n",
+              stylesheetPath);
+        slowStylesheetTraced_ = stylesheetPath;
+    }
     if (stamp.age > kSettledAge) loadedStylesheet_ = {stylesheetPath, stamp};
     return true;
 }

@@ -50,6 +50,7 @@ class CQncXmlDoc : public CQncBase {
         qn::platform::FileStamp stamp;
     };
     LoadedStylesheet loadedStylesheet_;
+    std::string slowStylesheetTraced_;  // the edited stylesheet file already named in the trace
     std::int32_t initialized_ = 0;
     std::int32_t comInitialized_ = 0;
 };

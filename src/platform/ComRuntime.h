@@ -2,11 +2,11 @@
 // the callers' code is the same on both.
 #pragma once
 
-#include <cstdint>
+#include "wsman/core/HResult.h"
 
 namespace qn::platform {
 
-using HResult = std::int32_t;
+using wsman::HResult;
 
 // CoInitializeEx(NULL, COINIT_MULTITHREADED): S_OK, S_FALSE or a failure code.
 HResult ComInitializeMultithreaded();

@@ -66,6 +66,19 @@ ConfigError QueryConfigString(const ConfigKey& key, const char* valueName, char*
 ConfigError SetConfigString(const ConfigKey& key, const char* valueName, const char* value,
                             std::uint32_t size);
 
+// The two calls every reader of the store makes (key and value names are in wsman/core/ConfigurationKeys.h):
+
+// OpenConfigKey in the 64-bit view first, so that 32- and 64-bit hosts see the same keys; without it only
+// when that is refused.
+ConfigError OpenConfigKeyPreferring64Bit(ConfigRoot root, const char* subKey, std::uint32_t access,
+                                         ConfigKey& key);
+
+// value := the REG_SZ value `valueName` of `subKey` (opened as above), up to its first NUL. `maxSize` bounds
+// the value's size with its NUL (kConfigMoreData when it is longer); 0 reads a value of any size. On any
+// failure `value` is empty and the error code is returned.
+ConfigError ReadConfigString(ConfigRoot root, const char* subKey, const char* valueName, std::string& value,
+                             std::uint32_t maxSize = 0);
+
 // The program folder to use when the store names none: on POSIX the installed data folder (found beside the
 // library, so a relocated installation still finds its own), on Windows none ("").
 std::string DefaultProgramFolder();

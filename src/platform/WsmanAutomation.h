@@ -12,20 +12,16 @@
 #include <memory>
 #include <string>
 
+#include "wsman/core/HResult.h"
+
 namespace qn::platform {
 
-using HResult = std::int32_t;
-
-constexpr HResult kOk = 0;
-constexpr bool Failed(HResult hr) {
-    return hr < 0;
-}
-constexpr bool Succeeded(HResult hr) {
-    return hr >= 0;
-}
-constexpr HResult ToHResult(std::uint32_t code) {
-    return static_cast<HResult>(code);
-}
+// The one HResult type; the client library defines it (and its error table) for both platforms.
+using wsman::Failed;
+using wsman::HResult;
+using wsman::kOk;
+using wsman::Succeeded;
+using wsman::ToHResult;
 
 // WSManSessionFlags of the automation API that the module uses.
 constexpr std::int32_t kWsmanFlagCredUsernamePassword = 0x1000;  // 4096

@@ -41,6 +41,11 @@ class XmlDocument {
     // of the file (path, size, modification time), and that compiled form serves every document of the
     // thread.
     virtual bool TransformNode(const XmlDocument& stylesheet, std::string& output) = 0;
+
+    // True for a stylesheet loaded from a file that stands where a stylesheet the platform applies natively
+    // was shipped, but whose content differs (an edited WsmTxtEx.xsl on POSIX): it is applied by the general
+    // XSLT processor, many times slower. Windows applies every stylesheet with MSXML and never says so.
+    virtual bool ReplacesNativeStylesheet() const { return false; }
 };
 
 // The stand-in for CoCreateInstance of the DOM document class: null when no document can be created.

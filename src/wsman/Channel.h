@@ -4,13 +4,12 @@
 // TLS checks, re-authentication after a lost connection) happens inside.
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
 
-namespace wsman {
+#include "wsman/core/HResult.h"
 
-using HResult = std::int32_t;
+namespace wsman {
 
 enum class AuthScheme { Negotiate, Kerberos, Ntlm, Basic };
 
@@ -45,7 +44,7 @@ class Channel {
     // Sends one SOAP envelope. Returns 0 when an HTTP reply with a body arrived (200 or 500; see
     // `out.httpStatus`), otherwise the HRESULT the Windows client reports for the transport situation
     // (name not resolved, refused, timeout, 401 after authentication, 404, TLS failures, ...; the
-    // table is in wsman/TransportErrors.h).
+    // table is in wsman/core/ErrorCodes.h).
     // A 500 is handed up (return 0) only when its body is XML, so the SOAP layer parses the fault; a
     // 500 with an empty or non-XML body returns 0x80338170 (ERROR_WSMAN_HTTP_STATUS_SERVER_ERROR).
     // A 200 with an empty body returns 0 with an empty `out.body`.

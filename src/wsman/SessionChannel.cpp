@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
-#include "wsman/TransportErrors.h"
+#include "wsman/core/ErrorCodes.h"
 #include "wsman/http/TransportErrorMapping.h"
 #include "wsman/security/AccountName.h"
 #include "wsman/security/AuthChallenge.h"
@@ -15,7 +15,7 @@
 
 namespace wsman {
 
-using namespace transport_error;
+using namespace errors;
 using security::GssSecurityContext;
 
 namespace {
@@ -85,10 +85,10 @@ HResult SessionChannel::Send(const std::string& envelope, Exchange& out) {
     out = Exchange{};
     lastError_.clear();
     if (!endpoint_) {
-        return Fail(kFail, "not an http or https URL: " + settings_.url);
+        return Fail(kUnspecifiedFailure, "not an http or https URL: " + settings_.url);
     }
     if (envelope.empty()) {
-        return Fail(kFail, "empty SOAP envelope");
+        return Fail(kUnspecifiedFailure, "empty SOAP envelope");
     }
     if (!security::IsWellFormedAccountName(settings_.userName)) {
         return Fail(kInvalidAccountName, "the user name is not of the form user, DOMAIN\\user or user@REALM");
@@ -129,7 +129,7 @@ HResult SessionChannel::SendSealed(const std::string& envelope, Exchange& out) {
     std::string error;
     if (!security::SealMessage(*context_, envelope, body, error)) {
         DropSession();
-        return Fail(kFail, "cannot seal the message: " + error);
+        return Fail(kUnspecifiedFailure, "cannot seal the message: " + error);
     }
     const http::HttpResponse response =
         connection_.Post({std::string("Content-Type: ") + security::kEncryptedContentType}, body);
@@ -215,7 +215,7 @@ HResult SessionChannel::AuthenticateOnce() {
         }
         if (probe.status != 401) {
             DropSession();
-            return Fail(http::HResultForHttpStatus(probe.status),
+            return Fail(errors::HResultForHttpStatus(probe.status),
                         "unexpected HTTP " + std::to_string(probe.status) + " to an unauthenticated request");
         }
         const auto offers = security::ParseAuthChallenges(probe.wwwAuthenticate);
@@ -259,7 +259,7 @@ HResult SessionChannel::RunHandshake(const std::string& channelBinding) {
             break;
         }
         if (step.outputToken.empty()) {
-            return Fail(kFail, "the security package produced no token for the server");
+            return Fail(kUnspecifiedFailure, "the security package produced no token for the server");
         }
         const http::HttpResponse response =
             connection_.Post({"Authorization: Negotiate " + security::EncodeBase64(step.outputToken)}, {});
@@ -288,7 +288,7 @@ HResult SessionChannel::RunHandshake(const std::string& channelBinding) {
             input = *token;
             continue;
         }
-        return Fail(http::HResultForHttpStatus(response.status),
+        return Fail(errors::HResultForHttpStatus(response.status),
                     "HTTP " + std::to_string(response.status) + " during authentication");
     }
     if (!context_->IsComplete()) {
@@ -304,7 +304,7 @@ HResult SessionChannel::ReadReply(const http::HttpResponse& response, Exchange& 
     const long status = response.status;
     if (status != 200 && status != 500) {
         DropSession();  // whether the server consumed the sealed message is unknown
-        return Fail(http::HResultForHttpStatus(status), "HTTP " + std::to_string(status));
+        return Fail(errors::HResultForHttpStatus(status), "HTTP " + std::to_string(status));
     }
     if (response.body.empty()) {
         if (status == 500) {

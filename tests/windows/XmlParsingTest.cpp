@@ -6,6 +6,7 @@
 #include "base/QncRegistry.h"
 #include "parsing/CQncXmlDoc.h"
 #include "parsing/CSnWinrmNode.h"
+#include "wsman/core/ConfigurationKeys.h"
 
 using namespace qn::wintest;
 
@@ -24,8 +25,9 @@ const std::string kServiceItem =
 }  // namespace
 
 QN_TEST(RecordsFromTheInstalledStylesheetsAndTheParserCodes) {
-    EnsureRegistryKey(kHkeyLocalMachine, kQncProductKey);
-    SetRegistryString(kHkeyLocalMachine, kQncProductKey, "ProgFilesFolder", ShareFolder().c_str());
+    EnsureRegistryKey(kHkeyLocalMachine, wsman::config::kProductKey);
+    SetRegistryString(kHkeyLocalMachine, wsman::config::kProductKey, wsman::config::kProgFilesFolder,
+                      ShareFolder().c_str());
     CSnWinrmNode node;
     QN_CHECK_EQ(node.Transform(kServiceItem.c_str()), 0);
     // The line ends really are CR LF, not lost or doubled by the parser's white-space handling.

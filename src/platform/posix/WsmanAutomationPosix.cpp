@@ -10,14 +10,14 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "platform/ConfigStore.h"
 #include "platform/WsmanAutomation.h"
 #include "wsman/client/ClientSession.h"
 #include "wsman/client/ClientSettings.h"
 #include "wsman/client/ConnectionUrl.h"
-#include "wsman/soap/ErrorCodes.h"
+#include "wsman/core/ConfigurationKeys.h"
+#include "wsman/core/ErrorCodes.h"
 
 namespace qn::platform {
 
@@ -37,26 +37,15 @@ HResult Guarded(Call call) {
     }
 }
 
-std::optional<std::string> ReadClientSetting(const ConfigKey& key, const std::string& valueName) {
-    std::vector<char> buffer(512);
-    for (int attempt = 0; attempt < 4; ++attempt) {
-        auto size = static_cast<std::uint32_t>(buffer.size());
-        const ConfigError error = QueryConfigString(key, valueName.c_str(), buffer.data(), size);
-        if (error == kConfigOk) return std::string(buffer.data(), size > 0 ? size - 1 : 0);
-        if (error != kConfigMoreData) return std::nullopt;
-        buffer.resize(size > buffer.size() ? size : buffer.size() * 2);
-    }
-    return std::nullopt;
-}
-
 wsman::client::ClientSettings LoadMachineClientSettings() {
-    ConfigKey key;
-    if (OpenConfigKey(ConfigRoot::LocalMachine, wsman::client::kClientSettingsKey, kKeyRead | kKeyWow64_64Key,
-                      key) != kConfigOk) {
-        return {};
-    }
-    return wsman::client::LoadClientSettings(
-        [&key](const std::string& valueName) { return ReadClientSetting(key, valueName); });
+    return wsman::client::LoadClientSettings([](const std::string& valueName) -> std::optional<std::string> {
+        std::string value;
+        if (ReadConfigString(ConfigRoot::LocalMachine, wsman::config::kWinRMKey, valueName.c_str(), value) !=
+            kConfigOk) {
+            return std::nullopt;
+        }
+        return value;
+    });
 }
 
 class PosixConnectionOptions final : public WsmanConnectionOptions {

@@ -8,17 +8,19 @@
 #include <string>
 #include <vector>
 
+#include "parsing/native/BuiltinStylesheets.h"
+#include "parsing/native/InstanceRecordWriter.h"
+#include "parsing/native/ItemTree.h"
 #include "platform/FileSystem.h"
 #include "platform/XmlDocument.h"
-#include "platform/posix/BuiltinStylesheets.h"
-#include "platform/posix/InstanceRecordWriter.h"
-#include "platform/posix/ItemTree.h"
-#include "platform/posix/XmlSafeParse.h"
+#include "platform/posix/XmlLibrary.h"
 #include "platform/posix/XmlTransform.h"
 
 namespace qn::platform {
 
 namespace {
+
+namespace native = qn::parsing::native;
 
 class LibxmlDocument final : public XmlDocument {
   public:
@@ -41,8 +43,12 @@ class LibxmlDocument final : public XmlDocument {
         doc_ = posix::ParseUntrustedFile(path.c_str(), bytes);
         if (doc_ == nullptr) return false;
         version_ = std::move(version);
-        builtin_ = posix::RecognizeStylesheet(bytes);
+        builtin_ = native::RecognizeStylesheet(std::filesystem::path(path).filename().native(), bytes);
         return true;
+    }
+
+    bool ReplacesNativeStylesheet() const override {
+        return builtin_ == native::BuiltinStylesheet::EditedInstanceRecord;
     }
 
     std::optional<std::string> DocumentElementName() const override {
@@ -60,8 +66,8 @@ class LibxmlDocument final : public XmlDocument {
     bool TransformNode(const XmlDocument& stylesheet, std::string& output) override {
         const auto* sheet = dynamic_cast<const LibxmlDocument*>(&stylesheet);
         if (sheet == nullptr || !sheet->IsLoaded() || !IsLoaded()) return false;
-        if (sheet->builtin_ == posix::BuiltinStylesheet::InstanceRecord && !tree_.IsEmpty() &&
-            posix::WriteInstanceRecord(tree_, output)) {
+        if (sheet->builtin_ == native::BuiltinStylesheet::InstanceRecord && !tree_.IsEmpty() &&
+            native::WriteInstanceRecord(tree_, output)) {
             return true;
         }
         xmlDoc* item = Document();
@@ -124,23 +130,23 @@ class LibxmlDocument final : public XmlDocument {
         text_.clear();
         doc_.reset();
         version_.reset();
-        builtin_ = posix::BuiltinStylesheet::None;
+        builtin_ = native::BuiltinStylesheet::None;
     }
 
     // libxml2's document: the file's, or one made now from the item's text (which parsed once already).
     xmlDoc* Document() const {
-        if (doc_ == nullptr && !tree_.IsEmpty()) doc_ = posix::ParseUntrustedText(text_);
+        if (doc_ == nullptr && !tree_.IsEmpty()) doc_ = wsman::xml::ParseUntrusted(text_);
         return doc_.get();
     }
 
-    posix::ItemTreeParser itemParser_;
-    posix::ItemTree tree_;
-    std::string text_;                 // the item's text, while tree_ holds it
-    mutable posix::UniqueXmlDoc doc_;  // a file's document, or the item's once libxslt needed it
+    native::ItemTreeParser itemParser_;
+    native::ItemTree tree_;
+    std::string text_;                // the item's text, while tree_ holds it
+    mutable wsman::xml::DocPtr doc_;  // a file's document, or the item's once libxslt needed it
     // Set when the document was loaded from a settled file (see SettledVersion).
     std::optional<FileVersion> version_;
     // Set when the document was loaded from a shipped stylesheet file that has a native equivalent.
-    posix::BuiltinStylesheet builtin_ = posix::BuiltinStylesheet::None;
+    native::BuiltinStylesheet builtin_ = native::BuiltinStylesheet::None;
 };
 
 }  // namespace

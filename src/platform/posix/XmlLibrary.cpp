@@ -1,12 +1,12 @@
 #include "platform/posix/XmlLibrary.h"
 
-#include <libxml/xmlerror.h>
 #include <libxslt/extensions.h>
 #include <libxslt/xslt.h>
 #include <libxslt/xsltutils.h>
 
-#include <cstdarg>
 #include <mutex>
+
+#include "platform/posix/LockedFileUpdate.h"
 
 namespace qn::platform::posix {
 
@@ -19,7 +19,7 @@ void DiscardGenericError(void*, const char*, ...) {}
 void EnsureXmlLibraryReady() {
     static std::once_flag once;
     std::call_once(once, [] {
-        xmlInitParser();
+        xml::EnsureXmlParserReady();
         xsltInit();
         // libxslt creates its extension lock lazily and without a lock of its own (xsltInitGlobals); two
         // threads compiling their first stylesheets at once would each make one and leak the loser's.
@@ -30,18 +30,18 @@ void EnsureXmlLibraryReady() {
     });
 }
 
-ThreadXmlErrorsSilenced::ThreadXmlErrorsSilenced()
-    : previousStructured_(xmlStructuredError),
-      previousStructuredContext_(xmlStructuredErrorContext),
-      previousGeneric_(xmlGenericError),
-      previousGenericContext_(xmlGenericErrorContext) {
-    xmlSetStructuredErrorFunc(nullptr, DiscardStructuredError);
-    xmlSetGenericErrorFunc(nullptr, DiscardGenericError);
+xml::DocPtr ParseUntrustedFile(const char* path, std::string& bytes) {
+    bytes.clear();
+    if (path == nullptr || *path == '\0') return nullptr;
+    // Read here rather than by the parser, so that the caller sees exactly the bytes that were parsed. A
+    // folder or an I/O error is a failed read.
+    if (ReadWholeFile(path, bytes) != FileOutcome::kOk) return nullptr;
+    return xml::ParseUntrusted(bytes, path);
 }
 
-ThreadXmlErrorsSilenced::~ThreadXmlErrorsSilenced() {
-    xmlSetStructuredErrorFunc(previousStructuredContext_, previousStructured_);
-    xmlSetGenericErrorFunc(previousGenericContext_, previousGeneric_);
+xml::DocPtr ParseUntrustedFile(const char* path) {
+    std::string bytes;
+    return ParseUntrustedFile(path, bytes);
 }
 
 }  // namespace qn::platform::posix

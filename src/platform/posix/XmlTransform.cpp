@@ -25,7 +25,7 @@ int AppendToString(void* context, const char* bytes, int length) {
 
 bool Serialise(xmlDoc& result, xsltStylesheet& style, std::string& text) {
     // No encoder: the buffer receives UTF-8, the library's own encoding, whatever xsl:output declares.
-    UniqueXmlOutputBuffer buffer(xmlOutputBufferCreateIO(AppendToString, nullptr, &text, nullptr));
+    xml::OutputBufferPtr buffer(xmlOutputBufferCreateIO(AppendToString, nullptr, &text, nullptr));
     if (buffer == nullptr) return false;
     const bool written = xsltSaveResultTo(buffer.get(), &result, &style) >= 0;
     return xmlOutputBufferClose(buffer.release()) >= 0 && written;
@@ -35,9 +35,9 @@ bool Serialise(xmlDoc& result, xsltStylesheet& style, std::string& text) {
 
 UniqueXsltStylesheet CompileStylesheet(xmlDoc& stylesheetDoc) {
     EnsureXmlLibraryReady();
-    UniqueXmlDoc copy(xmlCopyDoc(&stylesheetDoc, 1));
+    xml::DocPtr copy(xmlCopyDoc(&stylesheetDoc, 1));
     if (copy == nullptr) return nullptr;
-    ThreadXmlErrorsSilenced silenced;
+    xml::ThreadXmlErrorsSilenced silenced;
     UniqueXsltStylesheet style(xsltParseStylesheetDoc(copy.get()));
     if (style == nullptr || style->errors != 0) {
         // On failure libxslt may or may not have taken the document; it owns it once a stylesheet exists.
@@ -49,14 +49,14 @@ UniqueXsltStylesheet CompileStylesheet(xmlDoc& stylesheetDoc) {
 }
 
 bool ApplyStylesheet(xsltStylesheet& style, xmlDoc& source, std::string& output) {
-    ThreadXmlErrorsSilenced silenced;
+    xml::ThreadXmlErrorsSilenced silenced;
     UniqueXsltTransformContext ctxt(xsltNewTransformContext(&style, &source));
     UniqueXsltSecurityPrefs prefs = NewRestrictivePrefs();
     if (ctxt == nullptr || prefs == nullptr) return false;
     xsltSetTransformErrorFunc(ctxt.get(), nullptr, DiscardTransformError);
     if (xsltSetCtxtSecurityPrefs(prefs.get(), ctxt.get()) != 0) return false;
 
-    UniqueXmlDoc result(xsltApplyStylesheetUser(&style, &source, nullptr, nullptr, nullptr, ctxt.get()));
+    xml::DocPtr result(xsltApplyStylesheetUser(&style, &source, nullptr, nullptr, nullptr, ctxt.get()));
     if (result == nullptr || ctxt->state != XSLT_STATE_OK) return false;
 
     std::string text;

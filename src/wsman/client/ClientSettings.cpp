@@ -4,6 +4,8 @@
 #include <cctype>
 #include <charconv>
 
+#include "wsman/core/ConfigurationKeys.h"
+
 namespace wsman::client {
 
 namespace {
@@ -59,16 +61,16 @@ ClientSettings LoadClientSettings(const SettingLookup& lookup) {
     ClientSettings settings;
     if (!lookup) return settings;
     const auto text = [](const std::string& value) { return std::optional<std::string>(Trim(value)); };
-    Apply(lookup, "AuthScheme", ParseScheme, settings.scheme);
-    Apply(lookup, "TrustedCAFile", text, settings.trustedCaFile);
-    Apply(lookup, "CertificateThumbprintSHA256", text, settings.pinnedSha256);
-    Apply(lookup, "SkipCACheck", ParseFlag, settings.skipCaCheck);
-    Apply(lookup, "SkipCNCheck", ParseFlag, settings.skipNameCheck);
-    Apply(lookup, "AllowUnencrypted", ParseFlag, settings.allowUnencrypted);
-    Apply(lookup, "ConnectTimeoutMs", ParsePositive, settings.connectTimeoutMs);
-    Apply(lookup, "OperationTimeoutMs", ParsePositive, settings.operationTimeoutMs);
-    Apply(lookup, "RequestMarginMs", ParsePositive, settings.requestMarginMs);
-    Apply(lookup, "BatchItems", ParsePositive, settings.maxElements);
+    Apply(lookup, config::kAuthScheme, ParseScheme, settings.scheme);
+    Apply(lookup, config::kTrustedCAFile, text, settings.trustedCaFile);
+    Apply(lookup, config::kCertificateThumbprintSHA256, text, settings.pinnedSha256);
+    Apply(lookup, config::kSkipCACheck, ParseFlag, settings.skipCaCheck);
+    Apply(lookup, config::kSkipCNCheck, ParseFlag, settings.skipNameCheck);
+    Apply(lookup, config::kAllowUnencrypted, ParseFlag, settings.allowUnencrypted);
+    Apply(lookup, config::kConnectTimeoutMs, ParsePositive, settings.connectTimeoutMs);
+    Apply(lookup, config::kOperationTimeoutMs, ParsePositive, settings.operationTimeoutMs);
+    Apply(lookup, config::kRequestMarginMs, ParsePositive, settings.requestMarginMs);
+    Apply(lookup, config::kBatchItems, ParsePositive, settings.maxElements);
     return settings;
 }
 

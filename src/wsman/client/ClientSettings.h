@@ -1,7 +1,6 @@
 // The WinRM client settings this client reads from the machine-wide configuration store, beside the
-// module's "ValidationClass" (key Software\Quillon\Sentrel\Server\WinRM under HKEY_LOCAL_MACHINE).
-// Every value is optional; a missing or unreadable value keeps the default. Value names and meanings are
-// listed in src/wsman/README.md.
+// module's validation class (key and value names in wsman/core/ConfigurationKeys.h). Every value is
+// optional; a missing or unreadable value keeps the default. Meanings are listed in src/wsman/README.md.
 #pragma once
 
 #include <functional>
@@ -11,8 +10,6 @@
 #include "wsman/Channel.h"
 
 namespace wsman::client {
-
-inline constexpr const char* kClientSettingsKey = "Software\\Quillon\\Sentrel\\Server\\WinRM";
 
 struct ClientSettings {
     AuthScheme scheme = AuthScheme::Negotiate;
@@ -31,7 +28,7 @@ struct ClientSettings {
     long maxEnvelopeSize = 512000;  // bytes; bounds the memory one response can take
 };
 
-// Reads one string value by name under kClientSettingsKey; nothing when it is absent.
+// Reads one string value by name under config::kWinRMKey; nothing when it is absent.
 using SettingLookup = std::function<std::optional<std::string>(const std::string& valueName)>;
 
 ClientSettings LoadClientSettings(const SettingLookup& lookup);

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "wsman/soap/ErrorCodes.h"
+#include "wsman/core/ErrorCodes.h"
 #include "wsman/soap/MessageId.h"
 
 namespace wsman::client {

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "wsman/soap/ErrorCodes.h"
+#include "wsman/core/ErrorCodes.h"
 #include "wsman/soap/Namespaces.h"
 #include "wsman/soap/Requests.h"
 

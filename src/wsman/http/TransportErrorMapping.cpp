@@ -2,11 +2,11 @@
 
 #include <cerrno>
 
-#include "wsman/TransportErrors.h"
+#include "wsman/core/ErrorCodes.h"
 
 namespace wsman::http {
 
-using namespace transport_error;
+using namespace errors;
 
 HResult HResultForTransferFailure(const HttpResponse& response) {
     if (response.pinMismatch) {
@@ -36,26 +36,12 @@ HResult HResultForTransferFailure(const HttpResponse& response) {
         case CURLE_URL_MALFORMAT:
         case CURLE_FAILED_INIT:
         case CURLE_OUT_OF_MEMORY:
-            return kFail;
+            return kUnspecifiedFailure;
         default:
             // Reset, closed without a reply, send/receive errors, an answer that is not HTTP (libcurl calls
             // an HTTP/0.9-looking reply an unsupported protocol; the URL itself was checked before): the
             // destination did not serve us.
             return kDestinationUnreachable;
-    }
-}
-
-HResult HResultForHttpStatus(long status) {
-    switch (status) {
-        case 401:
-        case 403:
-            return kAccessDenied;
-        case 404:
-            return kHttpNotFound;
-        case 503:
-            return kHttpServiceUnavailable;
-        default:
-            return status >= 500 ? kHttpServerError : kHttpBadRequest;
     }
 }
 

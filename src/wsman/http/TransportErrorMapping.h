@@ -1,5 +1,5 @@
-// Turns libcurl failures and unexpected HTTP statuses into the HRESULTs the Windows client
-// reports (the table is in wsman/TransportErrors.h).
+// Turns libcurl failures into the HRESULTs the Windows client reports (the table, and the mapping of HTTP
+// statuses, are in wsman/core/ErrorCodes.h).
 #pragma once
 
 #include "wsman/Channel.h"
@@ -9,8 +9,5 @@ namespace wsman::http {
 
 // For a transfer that produced no HTTP reply (response.result != CURLE_OK).
 HResult HResultForTransferFailure(const HttpResponse& response);
-
-// For an HTTP status the channel cannot hand up as a SOAP reply (anything but 200 and a SOAP 500).
-HResult HResultForHttpStatus(long status);
 
 }  // namespace wsman::http

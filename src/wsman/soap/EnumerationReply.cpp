@@ -1,6 +1,6 @@
 #include "wsman/soap/EnumerationReply.h"
 
-#include "wsman/soap/ErrorCodes.h"
+#include "wsman/core/ErrorCodes.h"
 #include "wsman/soap/Namespaces.h"
 #include "wsman/soap/StandaloneXml.h"
 #include "wsman/soap/XmlPtr.h"

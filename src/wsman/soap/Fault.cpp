@@ -5,7 +5,7 @@
 #include <cstring>
 #include <utility>
 
-#include "wsman/soap/ErrorCodes.h"
+#include "wsman/core/ErrorCodes.h"
 #include "wsman/soap/Namespaces.h"
 #include "wsman/soap/XmlPtr.h"
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
-#include "wsman/soap/ErrorCodes.h"
+#include "wsman/core/ErrorCodes.h"
 #include "wsman/soap/Fault.h"
 #include "wsman/soap/Namespaces.h"
 
@@ -20,32 +20,20 @@ bool SameIdentifier(const std::string& left, const std::string& right) {
            });
 }
 
-HResult HResultForHttpStatus(long status) {
-    switch (status) {
-        case 400:
-            return errors::kHttpBadRequest;
-        case 404:
-            return errors::kHttpNotFound;
-        case 503:
-            return errors::kHttpServiceUnavailable;
-        default:
-            return errors::kHttpServerError;
-    }
-}
-
 }  // namespace
 
 HResult CheckReply(const Exchange& exchange, const std::string& requestMessageId, CheckedReply& reply) {
     reply = CheckedReply();
     const bool httpOk = exchange.httpStatus == 200;
     xml::DocPtr document = xml::ParseUntrusted(exchange.body);
-    if (!document) return httpOk ? errors::kInvalidXml : HResultForHttpStatus(exchange.httpStatus);
+    if (!document) return httpOk ? errors::kInvalidXml : errors::HResultForHttpStatus(exchange.httpStatus);
 
     const xmlNode* envelope = xmlDocGetRootElement(document.get());
     xmlNode* body = xml::IsElement(envelope, ns::kSoap, "Envelope")
                         ? xml::FindChild(envelope, ns::kSoap, "Body")
                         : nullptr;
-    if (body == nullptr) return httpOk ? errors::kInvalidSoapBody : HResultForHttpStatus(exchange.httpStatus);
+    if (body == nullptr)
+        return httpOk ? errors::kInvalidSoapBody : errors::HResultForHttpStatus(exchange.httpStatus);
 
     const xmlNode* relatesTo =
         xml::FindChild(xml::FindChild(envelope, ns::kSoap, "Header"), ns::kAddressing, "RelatesTo");
@@ -57,7 +45,7 @@ HResult CheckReply(const Exchange& exchange, const std::string& requestMessageId
         reply.faultMessage = std::move(fault->message);
         return fault->code;
     }
-    if (!httpOk) return HResultForHttpStatus(exchange.httpStatus);
+    if (!httpOk) return errors::HResultForHttpStatus(exchange.httpStatus);
     if (!related) return errors::kInvalidHeader;
 
     reply.document = std::move(document);

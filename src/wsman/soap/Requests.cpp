@@ -1,6 +1,6 @@
 #include "wsman/soap/Requests.h"
 
-#include "wsman/soap/ErrorCodes.h"
+#include "wsman/core/ErrorCodes.h"
 #include "wsman/soap/XmlPtr.h"
 
 namespace wsman::soap {

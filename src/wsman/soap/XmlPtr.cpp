@@ -1,22 +1,11 @@
 #include "wsman/soap/XmlPtr.h"
 
-#include <libxml/parser.h>
 #include <libxml/xmlsave.h>
 
 #include <cstring>
-#include <limits>
 #include <new>
 
 namespace wsman::xml {
-
-DocPtr ParseUntrusted(std::string_view text) {
-    if (text.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) return nullptr;
-    constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
-    DocPtr doc(xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, nullptr, kOptions));
-    if (doc == nullptr || doc->intSubset != nullptr || xmlDocGetRootElement(doc.get()) == nullptr)
-        return nullptr;
-    return doc;
-}
 
 bool IsElement(const xmlNode* node, const char* namespaceUri, const char* localName) {
     return node != nullptr && node->type == XML_ELEMENT_NODE && node->ns != nullptr &&
@@ -74,14 +63,8 @@ std::string TrimWhitespace(std::string_view text) {
     return std::string(text.substr(first, last - first + 1));
 }
 
-namespace {
-struct BufferDeleter {
-    void operator()(xmlBuffer* buffer) const { xmlBufferFree(buffer); }
-};
-}  // namespace
-
 std::string SaveElement(xmlNode* element) {
-    std::unique_ptr<xmlBuffer, BufferDeleter> buffer(xmlBufferCreate());
+    BufferPtr buffer(xmlBufferCreate());
     // Naming the encoding keeps non-ASCII text as UTF-8 rather than character references.
     xmlSaveCtxt* save = buffer ? xmlSaveToBuffer(buffer.get(), "UTF-8", XML_SAVE_NO_DECL) : nullptr;
     if (save == nullptr) throw std::bad_alloc();

@@ -1,31 +1,15 @@
-// Owning handles for libxml2 objects and the one safe way this client parses XML it did not write.
+// Reading and writing the nodes of a parsed SOAP document (owners and the parse itself are in wsman/core/).
 #pragma once
 
 #include <libxml/tree.h>
 
-#include <memory>
 #include <string>
 #include <string_view>
 
+#include "wsman/core/UntrustedXml.h"
+#include "wsman/core/XmlOwners.h"
+
 namespace wsman::xml {
-
-struct DocDeleter {
-    void operator()(xmlDoc* doc) const { xmlFreeDoc(doc); }
-};
-struct CharDeleter {
-    void operator()(xmlChar* text) const { xmlFree(text); }
-};
-struct NodeDeleter {
-    void operator()(xmlNode* node) const { xmlFreeNode(node); }
-};
-
-using DocPtr = std::unique_ptr<xmlDoc, DocDeleter>;
-using CharPtr = std::unique_ptr<xmlChar, CharDeleter>;
-using NodePtr = std::unique_ptr<xmlNode, NodeDeleter>;
-
-// Parses text from the network or a caller: no network access, no DTD loading, no entity substitution,
-// and a document carrying a DTD is refused (SOAP forbids one). Null when the text is not well-formed.
-DocPtr ParseUntrusted(std::string_view text);
 
 inline const char* Chars(const xmlChar* text) {
     return reinterpret_cast<const char*>(text);

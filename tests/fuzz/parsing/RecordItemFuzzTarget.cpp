@@ -10,9 +10,9 @@
 
 #include "parsing/CSnWinrmNode.h"
 #include "parsing/RecordLookup.h"
-#include "platform/posix/InstanceRecordWriter.h"
-#include "platform/posix/ItemTree.h"
-#include "platform/posix/XmlSafeParse.h"
+#include "parsing/native/InstanceRecordWriter.h"
+#include "parsing/native/ItemTree.h"
+#include "platform/posix/XmlLibrary.h"
 #include "platform/posix/XmlTransform.h"
 
 namespace {
@@ -68,17 +68,18 @@ void RequireOneLinePerEntry(std::string_view record, bool nameValueLines) {
 // The native record writer and libxslt applying WsmTxtEx.xsl must agree on every item the writer takes.
 void RequireWriterAgreesWithLibxslt(const std::string& item) {
     namespace posix = qn::platform::posix;
-    static const posix::UniqueXmlDoc sheet =
+    namespace native = qn::parsing::native;
+    static const wsman::xml::DocPtr sheet =
         posix::ParseUntrustedFile(QN_DATA_SOURCE_DIR "/Sys/Wsman/WsmTxtEx.xsl");
     static const posix::UniqueXsltStylesheet style = posix::CompileStylesheet(*sheet);
     if (style == nullptr) std::abort();
-    static posix::ItemTreeParser parser;
-    posix::ItemTree tree;
-    const posix::UniqueXmlDoc doc = posix::ParseUntrustedText(item);
+    static native::ItemTreeParser parser;
+    native::ItemTree tree;
+    const wsman::xml::DocPtr doc = wsman::xml::ParseUntrusted(item);
     // The compact tree and libxml2's document accept the same texts.
     if (parser.Parse(item, tree) != (doc != nullptr)) std::abort();
     std::string written;
-    if (doc == nullptr || !posix::WriteInstanceRecord(tree, written)) return;
+    if (doc == nullptr || !native::WriteInstanceRecord(tree, written)) return;
     std::string transformed;
     if (!posix::ApplyStylesheet(*style, *doc, transformed) || transformed != written) std::abort();
 }

@@ -5,6 +5,7 @@
 
 #include "TestFiles.h"
 #include "base/QncRegistry.h"
+#include "wsman/core/ConfigurationKeys.h"
 
 namespace {
 
@@ -19,7 +20,8 @@ class RegistryTest : public ::testing::Test {
     }
     std::string Stored() {
         CQncString value;
-        QueryRegistryString(kHkeyLocalMachine, kQncProductKey, "ProgFilesFolder", value);
+        QueryRegistryString(kHkeyLocalMachine, wsman::config::kProductKey, wsman::config::kProgFilesFolder,
+                            value);
         return value.GetText();
     }
 
@@ -92,7 +94,10 @@ TEST_F(RegistryTest, ReadOnlyStoreStillGivesTheNormalisedFolder) {
         GetProgFilesFolder(folder);
         if (std::string(folder.GetText()) != "/opt/qn\\") return 1;
         if (EnsureRegistryKey(kHkeyLocalMachine, "Software\\New") != 0) return 2;
-        return SetRegistryString(kHkeyLocalMachine, kQncProductKey, "ProgFilesFolder", "x") != -1 ? 3 : 0;
+        return SetRegistryString(kHkeyLocalMachine, wsman::config::kProductKey,
+                                 wsman::config::kProgFilesFolder, "x") != -1
+                   ? 3
+                   : 0;
     });
     if (result == -1) GTEST_SKIP() << "cannot make the store read-only for this process";
     EXPECT_EQ(result, 0);

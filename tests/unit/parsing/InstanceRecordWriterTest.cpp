@@ -13,16 +13,17 @@
 
 #include "TestFiles.h"
 #include "model/ComputerModel.h"
+#include "parsing/native/BuiltinStylesheets.h"
+#include "parsing/native/InstanceRecordWriter.h"
+#include "parsing/native/ItemTree.h"
 #include "platform/XmlDocument.h"
-#include "platform/posix/BuiltinStylesheets.h"
-#include "platform/posix/InstanceRecordWriter.h"
-#include "platform/posix/ItemTree.h"
-#include "platform/posix/XmlSafeParse.h"
+#include "platform/posix/XmlLibrary.h"
 #include "platform/posix/XmlTransform.h"
 
 namespace {
 
 namespace posix = qn::platform::posix;
+namespace native = qn::parsing::native;
 
 std::string StylesheetPath() {
     return QN_SHARE_DIR "/Sys/Wsman/WsmTxtEx.xsl";
@@ -30,9 +31,9 @@ std::string StylesheetPath() {
 
 // The record as libxslt makes it from the shipped file; nothing when the transformation fails.
 std::optional<std::string> ViaLibxslt(const std::string& item) {
-    static const posix::UniqueXmlDoc sheet = posix::ParseUntrustedFile(StylesheetPath().c_str());
+    static const wsman::xml::DocPtr sheet = posix::ParseUntrustedFile(StylesheetPath().c_str());
     static const posix::UniqueXsltStylesheet style = posix::CompileStylesheet(*sheet);
-    posix::UniqueXmlDoc doc = posix::ParseUntrustedText(item);
+    wsman::xml::DocPtr doc = wsman::xml::ParseUntrusted(item);
     std::string output;
     if (doc == nullptr || style == nullptr || !posix::ApplyStylesheet(*style, *doc, output))
         return std::nullopt;
@@ -42,10 +43,10 @@ std::optional<std::string> ViaLibxslt(const std::string& item) {
 // The record as the writer makes it from the item's compact tree; nothing when it leaves the item to
 // libxslt.
 std::optional<std::string> ViaWriter(const std::string& item) {
-    static posix::ItemTreeParser parser;
-    posix::ItemTree tree;
+    static native::ItemTreeParser parser;
+    native::ItemTree tree;
     std::string output;
-    if (!parser.Parse(item, tree) || !posix::WriteInstanceRecord(tree, output)) return std::nullopt;
+    if (!parser.Parse(item, tree) || !native::WriteInstanceRecord(tree, output)) return std::nullopt;
     return output;
 }
 
@@ -75,7 +76,7 @@ std::string Reference(const std::string& resourceUri, const std::string& selecto
 TEST(InstanceRecordWriterTest, ShippedStylesheetIsTheOneTheWriterReproduces) {
     const std::string bytes = qntest::ReadFile(StylesheetPath());
     ASSERT_FALSE(bytes.empty());
-    EXPECT_EQ(posix::RecognizeStylesheet(bytes), posix::BuiltinStylesheet::InstanceRecord)
+    EXPECT_EQ(native::RecognizeStylesheet("WsmTxtEx.xsl", bytes), native::BuiltinStylesheet::InstanceRecord)
         << "WsmTxtEx.xsl changed: bring InstanceRecordWriter in line with it, then update its digest in "
            "BuiltinStylesheets.cpp";
 }
@@ -190,11 +191,11 @@ TEST(InstanceRecordWriterTest, CompactTreeAcceptsWhatTheDocumentAccepts) {
                                             "<xmlns:a/>",
                                             "<a xmlns:p=''/>",
                                             "<?pi?><a/><!--c-->"};
-    posix::ItemTreeParser parser;
+    native::ItemTreeParser parser;
     for (const std::string& text : texts) {
-        posix::ItemTree tree;
+        native::ItemTree tree;
         const bool accepted = parser.Parse(text, tree);
-        const posix::UniqueXmlDoc doc = posix::ParseUntrustedText(text);
+        const wsman::xml::DocPtr doc = wsman::xml::ParseUntrusted(text);
         ASSERT_EQ(accepted, doc != nullptr) << text;
         if (!accepted) continue;
         const xmlNode* root = xmlDocGetRootElement(doc.get());
@@ -207,9 +208,9 @@ TEST(InstanceRecordWriterTest, CompactTreeAcceptsWhatTheDocumentAccepts) {
     // Texts are read as UTF-8 whatever libxml2 would detect: UTF-16 and UCS-4 texts are refused by both.
     for (const std::string& text : {std::string("<\0a\0/\0>\0", 8), std::string("\xFF\xFE<\0a\0/\0>\0", 10),
                                     std::string("\0\0\0<\0\0\0a\0\0\0/\0\0\0>", 16)}) {
-        posix::ItemTree tree;
+        native::ItemTree tree;
         EXPECT_FALSE(parser.Parse(text, tree));
-        EXPECT_EQ(posix::ParseUntrustedText(text), nullptr);
+        EXPECT_EQ(wsman::xml::ParseUntrusted(text), nullptr);
     }
 }
 
@@ -240,7 +241,7 @@ TEST(InstanceRecordWriterTest, EveryInstanceOfTheBundledComputers) {
 // The items of a captured reply (an enumeration's w:Items, or else the body's element), each standing
 // alone with the namespace declarations it needs, as the WinRM client hands items over.
 std::vector<std::string> ExtractItems(const std::string& reply) {
-    const posix::UniqueXmlDoc doc = posix::ParseUntrustedText(reply);
+    const wsman::xml::DocPtr doc = wsman::xml::ParseUntrusted(reply);
     if (doc == nullptr) return {};
     std::unique_ptr<xmlXPathContext, decltype(&xmlXPathFreeContext)> context(xmlXPathNewContext(doc.get()),
                                                                              &xmlXPathFreeContext);

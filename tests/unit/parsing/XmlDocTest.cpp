@@ -68,6 +68,20 @@ TEST_F(XmlDocTest, InitializeTracesOnceAndNothingWorksOutsideInitialization) {
     EXPECT_EQ(doc_.TransformWith(nullptr, output), -1);
 }
 
+TEST_F(XmlDocTest, AnEditedRecordStylesheetIsNamedInTheTraceOnce) {
+    const std::string trace = scratch_.File("trace.log");
+    ASSERT_EQ(doc_.Initialize(0, trace.c_str()), 0u);
+    ASSERT_EQ(doc_.LoadXml("<a>1</a>"), 0);
+    const fs::path edited = WriteSettled("WsmTxtEx.xsl", Stylesheet("="));
+    const fs::path other = WriteSettled("Other.xsl", Stylesheet("="));
+    for (const fs::path& sheet : {edited, other, edited, other}) EXPECT_EQ(Transform(sheet), "a=1");
+    EXPECT_EQ(qntest::ReadTraceMessages(trace),
+              (std::vector<std::string>{"No CoInitialize required",
+                                        "Stylesheet [" + edited.string() +
+                                            "] differs from the one installed; it is applied by the XSLT "
+                                            "processor, which is much slower."}));
+}
+
 TEST_F(XmlDocTest, EveryChangeOfTheStylesheetFileIsReadAndNothingElse) {
     ASSERT_EQ(doc_.Initialize(0, ""), 0u);
     ASSERT_EQ(doc_.LoadXml("<a>1</a>"), 0);

@@ -6,7 +6,7 @@
 
 #include "SoapTestSupport.h"
 #include "wsman/client/ClientSession.h"
-#include "wsman/soap/ErrorCodes.h"
+#include "wsman/core/ErrorCodes.h"
 
 namespace wsman::client {
 namespace {

@@ -3,7 +3,7 @@
 #include <regex>
 
 #include "SoapTestSupport.h"
-#include "wsman/soap/ErrorCodes.h"
+#include "wsman/core/ErrorCodes.h"
 #include "wsman/soap/MessageId.h"
 #include "wsman/soap/Requests.h"
 #include "wsman/soap/ResourceLocator.h"

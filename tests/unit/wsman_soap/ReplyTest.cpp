@@ -5,7 +5,7 @@
 #include "SoapTestSupport.h"
 #include "TestFiles.h"
 #include "wsman/soap/EnumerationReply.h"
-#include "wsman/soap/ErrorCodes.h"
+#include "wsman/core/ErrorCodes.h"
 #include "wsman/soap/Fault.h"
 #include "wsman/soap/InvokeReply.h"
 #include "wsman/soap/Reply.h"
@@ -111,6 +111,10 @@ TEST(CheckReply, RelatedRepliesOnlyAndWindowsCodesForBrokenOnes) {
         {{200, "", "<s:Envelope"}, "uuid:ABC", errors::kInvalidXml},
         {{200, "", "<html/>"}, "uuid:ABC", errors::kInvalidSoapBody},
         {{200, "", withDtd}, "uuid:ABC", errors::kInvalidXml},
+        // An item under an undeclared prefix would be read under the wrong name.
+        {{200, "", testing::ReplyTo(request, "r", "<n:EnumerateResponse><p:Item/></n:EnumerateResponse>")},
+         "uuid:ABC",
+         errors::kInvalidXml},
     };
     for (const auto& entry : cases) {
         EXPECT_EQ(CheckReply(entry.exchange, entry.messageId, reply), entry.code) << entry.exchange.body;

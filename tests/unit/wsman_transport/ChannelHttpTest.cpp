@@ -7,13 +7,13 @@
 
 #include "ChannelTestSupport.h"
 #include "TestCertificate.h"
-#include "wsman/TransportErrors.h"
+#include "wsman/core/ErrorCodes.h"
 #include "wsman/security/TlsChannelBinding.h"
 
 namespace wsman {
 namespace {
 
-using namespace transport_error;
+using namespace errors;
 
 test::HttpReply SoapReply(int status, const std::string& body) {
     return test::HttpReply{status, {"Content-Type: application/soap+xml;charset=UTF-8"}, body};

@@ -11,13 +11,13 @@
 #include "LoopbackKdc.h"
 #include "TestCertificate.h"
 #include "server/SimServer.h"
-#include "wsman/TransportErrors.h"
+#include "wsman/core/ErrorCodes.h"
 #include "wsman/soap/Requests.h"
 
 namespace wsman {
 namespace {
 
-using namespace transport_error;
+using namespace errors;
 
 std::string EnumerateOperatingSystem(const std::string& url, int sequence) {
     soap::RequestHeader header;

@@ -10,13 +10,13 @@
 
 #include <string>
 
-#include "platform/posix/ItemTree.h"
+#include "parsing/native/ItemTree.h"
 
-namespace qn::platform::posix {
+namespace qn::parsing::native {
 
 // Leaves `output` alone and returns false for an item it leaves to libxslt: deep nesting, xml:space, or a
 // reference whose resource URI or selector values would recurse far in the stylesheet. Otherwise replaces
 // `output` with the record text and returns true.
 bool WriteInstanceRecord(const ItemTree& item, std::string& output);
 
-}  // namespace qn::platform::posix
+}  // namespace qn::parsing::native

@@ -1,10 +1,10 @@
-#include "platform/posix/InstanceRecordWriter.h"
+#include "parsing/native/InstanceRecordWriter.h"
 
 #include <algorithm>
 #include <cstring>
 #include <string_view>
 
-namespace qn::platform::posix {
+namespace qn::parsing::native {
 
 namespace {
 
@@ -264,4 +264,4 @@ bool WriteInstanceRecord(const ItemTree& item, std::string& output) {
     return true;
 }
 
-}  // namespace qn::platform::posix
+}  // namespace qn::parsing::native

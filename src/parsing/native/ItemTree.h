@@ -3,9 +3,9 @@
 // The checks load thousands of items, and building libxml2's node objects for each (one allocation per
 // element, text and namespace, all freed again with the item) costs more than reading the text does. This
 // tree keeps elements, attributes and text in three arrays that are reused from item to item. It is read
-// by the same parser with the same options and rules as a document of XmlSafeParse.h, so an item is
-// accepted or refused exactly as there, and it holds the same data as libxml2's tree: texts of one run
-// are merged as libxml2 merges them, attribute values decoded as libxml2 decodes them.
+// by the same parser with the same options and rules as a document of wsman/core/UntrustedXml.h, so an item
+// is accepted or refused exactly as there, and it holds the same data as libxml2's tree: texts of one run are
+// merged as libxml2 merges them, attribute values decoded as libxml2 decodes them.
 #pragma once
 
 #include <cstdint>
@@ -14,9 +14,11 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/posix/XmlLibrary.h"
+#include "wsman/core/XmlOwners.h"
 
-namespace qn::platform::posix {
+namespace qn::parsing::native {
+
+namespace xml = ::wsman::xml;
 
 // The namespaces the record writer tells apart; anything else is Other.
 enum class XmlNamespace : std::uint8_t { None, Xml, Xsi, Cim, Addressing, Wsman, Other };
@@ -74,8 +76,8 @@ class ItemTree {
 
     std::vector<Node> nodes_;
     std::vector<Attribute> attributes_;
-    std::string text_;    // texts and attribute values, back to back
-    UniqueXmlDict dict_;  // holds the interned names: one reference of the parser's dictionary
+    std::string text_;   // texts and attribute values, back to back
+    xml::DictPtr dict_;  // holds the interned names: one reference of the parser's dictionary
     bool namesInterned_ = true;
 };
 
@@ -97,7 +99,7 @@ class ItemTreeParser {
     struct Builder;
     bool Renew();
 
-    UniqueXmlParserCtxt ctxt_;
+    xml::ParserCtxtPtr ctxt_;
 };
 
-}  // namespace qn::platform::posix
+}  // namespace qn::parsing::native

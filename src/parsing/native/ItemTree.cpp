@@ -1,4 +1,4 @@
-#include "platform/posix/ItemTree.h"
+#include "parsing/native/ItemTree.h"
 
 #include <libxml/SAX2.h>
 #include <libxml/dict.h>
@@ -7,9 +7,9 @@
 #include <climits>
 #include <cstring>
 
-#include "platform/posix/XmlSafeParse.h"
+#include "wsman/core/UntrustedXml.h"
 
-namespace qn::platform::posix {
+namespace qn::parsing::native {
 
 namespace {
 
@@ -203,7 +203,7 @@ ItemTreeParser::ItemTreeParser() = default;
 ItemTreeParser::~ItemTreeParser() = default;
 
 bool ItemTreeParser::Renew() {
-    EnsureXmlLibraryReady();
+    xml::EnsureXmlParserReady();
     ctxt_.reset(xmlNewParserCtxt());
     if (ctxt_ == nullptr || ctxt_->sax == nullptr) {
         ctxt_.reset();
@@ -223,14 +223,14 @@ bool ItemTreeParser::Renew() {
     sax.reference = Builder::Reference;
     sax.internalSubset = Builder::RefuseDoctype;
     sax.externalSubset = Builder::RefuseDoctype;
-    sax.serror = DiscardStructuredError;
+    sax.serror = xml::DiscardStructuredError;
     return true;
 }
 
 bool ItemTreeParser::Parse(std::string_view text, ItemTree& tree) {
     tree.Clear();
     // Read exactly as ParseUntrustedText reads a text, so that both accept the same texts.
-    if (text.size() > static_cast<std::size_t>(INT_MAX) || !ReadsAsUtf8(text)) return false;
+    if (text.size() > static_cast<std::size_t>(INT_MAX) || !xml::ReadsAsUtf8(text)) return false;
     if (ctxt_ != nullptr && xmlDictSize(ctxt_->dict) > kMaxInternedNames) ctxt_.reset();
     if (ctxt_ == nullptr && !Renew()) return false;
 
@@ -238,10 +238,10 @@ bool ItemTreeParser::Parse(std::string_view text, ItemTree& tree) {
     ctxt_->_private = &builder;
     bool accepted = false;
     {
-        ThreadXmlErrorsSilenced silenced;
+        xml::ThreadXmlErrorsSilenced silenced;
         // Resets the context first; the handlers and the name dictionary stay.
         xmlDoc* none = xmlCtxtReadMemory(ctxt_.get(), text.data(), static_cast<int>(text.size()), nullptr,
-                                         nullptr, kUntrustedTextOptions);
+                                         nullptr, xml::kUntrustedTextOptions);
         if (none != nullptr) xmlFreeDoc(none);
         accepted =
             ctxt_->wellFormed != 0 && ctxt_->nsWellFormed != 0 && !builder.refused && !tree.nodes_.empty();
@@ -256,4 +256,4 @@ bool ItemTreeParser::Parse(std::string_view text, ItemTree& tree) {
     return true;
 }
 
-}  // namespace qn::platform::posix
+}  // namespace qn::parsing::native
