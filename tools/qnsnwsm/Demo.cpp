@@ -53,8 +53,8 @@ std::string ProgramFolderLine() {
     std::error_code ignored;
     const std::string self = fs::read_symlink("/proc/self/exe", ignored).string();
     const fs::path source = QNSNWSM_SOURCE_DATA_DIR;
-    if (self.rfind(std::string(QNSNWSM_BUILD_DIR) + "/", 0) == 0 &&
-        fs::exists(source / "Sys/Wsman/WsmTxtEx.xsl"))
+    const std::string build = fs::weakly_canonical(QNSNWSM_BUILD_DIR, ignored).string();
+    if (!build.empty() && self.rfind(build + "/", 0) == 0 && fs::exists(source / "Sys/Wsman/WsmTxtEx.xsl"))
         return "ProgFilesFolder=" + source.string() + "/\n";
     return "";
 }

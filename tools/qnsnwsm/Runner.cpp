@@ -108,15 +108,22 @@ int RunSingle(const CliOptions& options, const qnhost::CheckSpec& spec, std::ost
     return result.Succeeded() ? kExitOk : kExitCheckFailed;
 }
 
-// Ends the program when --timeout passes, whatever the module is waiting for.
-std::unique_ptr<qnhost::RunDeadline> StartDeadline(const CliOptions& options, std::ostream& err) {
+// Ends the program when --timeout passes, whatever the module is waiting for; --json still gets its document.
+std::unique_ptr<qnhost::RunDeadline> StartDeadline(const CliOptions& options, std::ostream& out,
+                                                   std::ostream& err) {
     const std::uint32_t seconds = options.timeoutSeconds;
-    return std::make_unique<qnhost::RunDeadline>(std::chrono::seconds(seconds), [seconds, &err] {
-        err << "qnsnwsm: no result within " << seconds << " s (--timeout): "
-            << "the computer, the network or "
-            << "name resolution did not answer in time; giving up" << std::endl;
-        std::_Exit(kExitCheckFailed);
-    });
+    return std::make_unique<qnhost::RunDeadline>(
+        std::chrono::seconds(seconds), [&options, &out, &err, seconds] {
+            const std::string reason = "no result within " + std::to_string(seconds) +
+                                       " s (--timeout): the computer, the network or name resolution did not "
+                                       "answer in time; giving up";
+            if (options.json) {
+                RenderJson(ConnectFailure(options.command, 0xFFFFFFFFu, reason), out);
+                out.flush();
+            }
+            err << "qnsnwsm: " << reason << std::endl;
+            std::_Exit(kExitCheckFailed);
+        });
 }
 
 }  // namespace
@@ -204,7 +211,7 @@ int RunCommandLine(const CliOptions& options, std::ostream& out, std::ostream& e
         return kExitOk;
     }
     if (!options.configFile.empty()) setenv("QNSNWSM_REGISTRY", options.configFile.c_str(), 1);
-    const std::unique_ptr<qnhost::RunDeadline> deadline = StartDeadline(options, err);
+    const std::unique_ptr<qnhost::RunDeadline> deadline = StartDeadline(options, out, err);
     if (options.command == "demo") return RunDemo(options, out, err);
     if (options.command == "all") {
         std::string problem;

@@ -85,11 +85,11 @@ with tempfile.TemporaryDirectory() as folder:
             silent.bind(("127.0.0.1", 0))
             silent.listen(8)
             started = time.monotonic()
-            result = subprocess.run([cli, "-t", "5", "-q", "-c", "127.0.0.1", "-p", str(silent.getsockname()[1]),
+            result = subprocess.run([cli, "-t", "5", "-q", "--json", "-c", "127.0.0.1", "-p", str(silent.getsockname()[1]),
                                      "-u", "LAB\\monitor", "memory"], env=env, capture_output=True, text=True,
                                     timeout=30, stdin=subprocess.DEVNULL)
             took = time.monotonic() - started
-        if result.returncode != 1 or took > 6 or "--timeout" not in result.stderr:
+        if result.returncode != 1 or took > 6 or json.loads(result.stdout)["ok"] or "--timeout" not in result.stderr:
             failures.append("-t 5 against a silent listener: %d after %.1f s: %r" % (result.returncode, took,
                                                                                   result.stderr))
         env["QNSNWSM_PASSWORD"] = "wrong"
