@@ -9,12 +9,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// The installed profiles relative to this program, so an installation moved to another prefix finds its own.
+fs::path ProfilesBesideProgram() {
+    std::error_code ignored;
+    const fs::path self = fs::read_symlink("/proc/self/exe", ignored);
+    return self.empty() ? fs::path() : self.parent_path() / QNSIM_PROFILE_DIR_FROM_BINDIR;
+}
+
 // A name without a path separator or extension means a bundled profile.
 fs::path LocateProfile(const std::string& nameOrPath) {
     const fs::path given(nameOrPath);
     if (given.has_extension() || given.has_parent_path()) return given;
-    for (const char* folder : {QNSIM_PROFILE_DIR, QNSIM_INSTALLED_PROFILE_DIR}) {
-        const fs::path candidate = fs::path(folder) / (nameOrPath + ".json");
+    for (const fs::path& folder :
+         {fs::path(QNSIM_PROFILE_DIR), ProfilesBesideProgram(), fs::path(QNSIM_INSTALLED_PROFILE_DIR)}) {
+        if (folder.empty()) continue;
+        const fs::path candidate = folder / (nameOrPath + ".json");
         if (fs::exists(candidate)) return candidate;
     }
     return fs::path(QNSIM_PROFILE_DIR) / (nameOrPath + ".json");

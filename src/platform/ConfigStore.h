@@ -79,4 +79,8 @@ ConfigError OpenConfigKeyPreferring64Bit(ConfigRoot root, const char* subKey, st
 ConfigError ReadConfigString(ConfigRoot root, const char* subKey, const char* valueName, std::string& value,
                              std::uint32_t maxSize = 0);
 
+// The program folder to use when the store names none: on POSIX the installed data folder (found beside the
+// library, so a relocated installation still finds its own), on Windows none ("").
+std::string DefaultProgramFolder();
+
 }  // namespace qn::platform

@@ -25,7 +25,8 @@ struct CheckResult {
     std::vector<std::string> columns;
     std::vector<std::vector<std::string>> rows;
 
-    bool Succeeded() const { return code == 0; }
+    // An export can return 0 and still leave an error text (a list it could not build): not a success.
+    bool Succeeded() const { return code == 0 && error.empty(); }
     void AddText(std::string name, std::string text) {
         fields.push_back({std::move(name), Field::Kind::Text, std::move(text), 0});
     }

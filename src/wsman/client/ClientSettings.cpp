@@ -69,6 +69,7 @@ ClientSettings LoadClientSettings(const SettingLookup& lookup) {
     Apply(lookup, config::kAllowUnencrypted, ParseFlag, settings.allowUnencrypted);
     Apply(lookup, config::kConnectTimeoutMs, ParsePositive, settings.connectTimeoutMs);
     Apply(lookup, config::kOperationTimeoutMs, ParsePositive, settings.operationTimeoutMs);
+    Apply(lookup, config::kRequestMarginMs, ParsePositive, settings.requestMarginMs);
     Apply(lookup, config::kBatchItems, ParsePositive, settings.maxElements);
     Apply(lookup, config::kEnumerationTimeoutMs, ParsePositive, settings.enumeration.timeoutMs);
     Apply(lookup, config::kEnumerationMaxBytes, ParsePositive, settings.enumeration.maxItemBytes);
@@ -82,6 +83,10 @@ ConversationLimits MakeConversationLimits(const ClientSettings& settings) {
     limits.maxElements = settings.maxElements;
     limits.enumeration = settings.enumeration;
     return limits;
+}
+
+long ProportionateMargin(long operationTimeoutMs) {
+    return std::clamp(operationTimeoutMs / 4, 1000L, 30000L);
 }
 
 ChannelSettings MakeChannelSettings(const ClientSettings& settings, const std::string& url,
@@ -98,6 +103,8 @@ ChannelSettings MakeChannelSettings(const ClientSettings& settings, const std::s
     channel.skipNameCheck = settings.skipNameCheck;
     channel.connectTimeoutMs = settings.connectTimeoutMs;
     channel.operationTimeoutMs = settings.operationTimeoutMs;
+    channel.requestTimeoutMarginMs =
+        settings.requestMarginMs.value_or(ProportionateMargin(settings.operationTimeoutMs));
     return channel;
 }
 

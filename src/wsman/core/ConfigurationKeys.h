@@ -24,6 +24,7 @@ inline constexpr const char* kSkipCNCheck = "SkipCNCheck";
 inline constexpr const char* kAllowUnencrypted = "AllowUnencrypted";
 inline constexpr const char* kConnectTimeoutMs = "ConnectTimeoutMs";
 inline constexpr const char* kOperationTimeoutMs = "OperationTimeoutMs";
+inline constexpr const char* kRequestMarginMs = "RequestMarginMs";
 inline constexpr const char* kBatchItems = "BatchItems";
 inline constexpr const char* kEnumerationTimeoutMs = "EnumerationTimeoutMs";
 inline constexpr const char* kEnumerationMaxBytes = "EnumerationMaxBytes";
