@@ -62,7 +62,8 @@ std::string Render(const std::string& mode, const Outcome& outcome) {
     std::string upper = mode;
     std::transform(upper.begin(), upper.end(), upper.begin(),
                    [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-    std::string text = "QNSNWSM " + upper + " " + StateName(outcome.state) + " - " + OneLine(outcome.summary);
+    std::string text = "QNSNWSM " + (upper.empty() ? "" : upper + " ") + StateName(outcome.state) + " - " +
+                       OneLine(outcome.summary);
     if (!outcome.perfdata.empty()) {
         text += " |";
         for (const PerfValue& value : outcome.perfdata) text += " " + FormatPerfValue(value);

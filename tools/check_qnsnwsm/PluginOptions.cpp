@@ -81,7 +81,7 @@ ParseOutcome ParseCommandLine(int argc, const char* const* argv) {
         outcome.error = "-H/--hostname is required: the Windows computer to check";
     } else if (o.mode.empty()) {
         outcome.status = ParseStatus::UsageError;
-        outcome.error = "-m/--mode is required (see --help for the modes)";
+        outcome.error = "-m/--mode is required";
     }
     return outcome;
 }
