@@ -238,6 +238,9 @@ status=$?
 
 # --- icinga2 accepts the shipped CheckCommand ------------------------------------------------------------------
 if [ "$have_icinga" = 1 ]; then
+  # icinga2 reads its configuration as its own user (nagios on Debian): the folder is opened to reading, the
+  # password file stays the caller's alone.
+  chmod 755 "$work"
   cat >"$work/icinga2.conf" <<ICINGA
 const PluginDir = "$plugin_dir"
 include <itl>
