@@ -51,12 +51,30 @@ Ranges (Monitoring Plugins syntax): N alerts outside 0..N; N: below N; ~:N above
 @N:M inside N..M. Edges belong to the range. Given -w or -c, a mode's default thresholds are dropped.
 )";
 
+// One paragraph, wrapped at 110 columns below a six-blank indent.
+std::string Paragraph(const std::string& words) {
+    constexpr std::size_t kWidth = 110;
+    const std::string indent(6, ' ');
+    std::string text, line = indent;
+    std::size_t start = 0;
+    while (start < words.size()) {
+        std::size_t end = words.find(' ', start);
+        if (end == std::string::npos) end = words.size();
+        const std::string word = words.substr(start, end - start);
+        if (line.size() > indent.size() && line.size() + 1 + word.size() > kWidth) {
+            text += line + "\n";
+            line = indent;
+        }
+        line += (line.size() > indent.size() ? " " : "") + word;
+        start = end + 1;
+    }
+    return text + line + "\n";
+}
+
 std::string ModeText(const ModeSpec& mode) {
-    std::string text = "  " + mode.name + (mode.synopsis.empty() ? "" : " " + mode.synopsis) + "\n";
-    text += "      " + mode.purpose + ".\n";
-    text += "      States: " + mode.states + ".\n";
-    text += "      Perfdata: " + mode.perfdata + ".\n";
-    return text;
+    return "  " + mode.name + (mode.synopsis.empty() ? "" : " " + mode.synopsis) + "\n" +
+           Paragraph(mode.purpose + ".") + Paragraph("States: " + mode.states + ".") +
+           Paragraph("Perfdata: " + mode.perfdata + ".");
 }
 
 }  // namespace
@@ -66,8 +84,8 @@ std::string HelpText(const std::string& mode) {
     std::string text = std::string(kUsage) + "\nModes:\n";
     for (const ModeSpec& spec : AllModes()) text += ModeText(spec);
     text +=
-        "\nExample:\n  check_qnsnwsm -H srv01 -u 'CORP\\monitor' --password-file /etc/nagios/qnsnwsm.pw "
-        "-m disk-space -a C: -w 15: -c 5:\n";
+        "\nExample:\n  check_qnsnwsm -H srv01 -u 'CORP\\monitor' --password-file /etc/nagios4/qnsnwsm.pw \\\n"
+        "                -m disk-space -a C: -w 15: -c 5:\n";
     return text;
 }
 

@@ -229,7 +229,7 @@ void AddResourceModes(std::vector<ModeSpec>& modes) {
          "-a NAME",
          1,
          1,
-         "traffic on one network interface (as the nics command lists it)",
+         "traffic on one network interface (as qnsnwsm nics lists it)",
          "thresholds on traffic (bytes/s), or with --metric on utilisation_pct or bandwidth_mbit; a "
          "missing interface is CRITICAL",
          "traffic (B), utilisation_pct (%), bandwidth_mbit",
