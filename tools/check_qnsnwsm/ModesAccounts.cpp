@@ -61,6 +61,12 @@ bool Allowed(const std::vector<std::string>& allowed, const std::string& caption
 
 Outcome Members(const ModeContext& ctx) {
     const auto& a = ctx.options.arguments;
+    // An unknown group has no members either: it is looked up first so that a typo cannot read as OK.
+    const qnhost::CheckResult group =
+        ctx.Run("counter", {"select * from Win32_Group where Domain='" + a[1] + "'", "Name", a[0]});
+    if (!group.Succeeded() && group.error.empty())
+        return {State::Unknown, "no group " + a[0] + " in domain " + a[1], {}, {}};
+    if (!group.Succeeded()) return ReadingFailed(group, "group " + a[0]);
     const qnhost::CheckResult r = ctx.Run("members", a);
     if (!r.Succeeded()) return ReadingFailed(r, "members of " + a[0]);
     // A full name holding the separators shifts fields: such a list decides nothing.

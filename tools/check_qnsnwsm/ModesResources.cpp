@@ -17,6 +17,8 @@ double Percent(double part, double whole) {
 
 Outcome Cpu(const ModeContext& ctx) {
     const qnhost::CheckResult r = ctx.Run("cpu", ctx.options.arguments);
+    if (!r.Succeeded() && r.error.empty())
+        return {State::Unknown, "the computer has no processor instance " + r.TextOf("cpu"), {}, {}};
     if (!r.Succeeded()) return ReadingFailed(r, "CPU usage");
     Outcome outcome;
     const double usage = r.NumberOf("usagePercent");
@@ -140,6 +142,7 @@ Outcome Queue(const ModeContext& ctx) {
 Outcome ProcessUsage(const ModeContext& ctx) {
     const qnhost::CheckResult r = ctx.Run("process-usage", ctx.options.arguments);
     const std::string name = ctx.options.arguments.empty() ? "every process" : ctx.options.arguments[0];
+    if (!r.Succeeded() && r.error.empty()) return {State::Unknown, "no process " + name + " runs", {}, {}};
     if (!r.Succeeded()) return ReadingFailed(r, "usage of " + name);
     Outcome outcome;
     std::string measured;

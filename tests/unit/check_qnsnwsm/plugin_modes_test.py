@@ -60,6 +60,7 @@ CASES = [
                      "ws-pc1\\administrator,WS-PC1\\helpdesk", "--allowed", "CORP\\Domain Admins"], 0, r"MEMBERS OK - 3 member"),
     ("workstation", ["-m", "members", "-a", "Administrators", "-a", "WS-PC1", "--allowed", "WS-PC1\\Administrator"], 1,
      r"MEMBERS WARNING - not allowed: CORP\\Domain Admins, WS-PC1\\helpdesk"),
+    ("workstation", ["-m", "members", "-a", "Nosuch", "-a", "WS-PC1"], 3, r"MEMBERS UNKNOWN - no group Nosuch in domain WS-PC1$"),
     # Usage errors: UNKNOWN before any connection.
     ("workstation", ["-m", "cpu", "-w", "20:10"], 3, r"CPU UNKNOWN - -w: '20:10' is not a range"),
     ("workstation", ["-m", "cpu", "-c", "@"], 3, r"CPU UNKNOWN - -c: '@' is not a range"),
