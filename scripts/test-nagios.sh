@@ -22,6 +22,10 @@ trap cleanup EXIT
 # --- the cores, installed without starting or enabling a service ----------------------------------------------
 sudo_cmd=""
 [ "$(id -u)" -eq 0 ] || sudo_cmd="sudo"
+stop_and_disable() {
+  $sudo_cmd systemctl disable "$1" >/dev/null 2>&1 || true
+  $sudo_cmd systemctl stop "$1" >/dev/null 2>&1 || true
+}
 install_quietly() {
   local missing=()
   for p in "$@"; do
@@ -43,10 +47,10 @@ install_quietly() {
   # Whatever the packages enabled for the next boot is disabled again: this is a test, not a monitoring host.
   local unit
   for unit in $(systemctl list-unit-files --state=enabled --no-legend 2>/dev/null | awk '{print $1}'); do
-    grep -qxF "$unit" <<<"$enabled_before" || $sudo_cmd systemctl disable --now "$unit" >/dev/null 2>&1 || true
+    grep -qxF "$unit" <<<"$enabled_before" || stop_and_disable "$unit"
   done
   for unit in $(ls /etc/rc2.d 2>/dev/null | sed -n 's/^S[0-9]*//p'); do
-    grep -q "^S[0-9]*$unit\$" <<<"$enabled_before" || $sudo_cmd systemctl disable --now "$unit" >/dev/null 2>&1 || true
+    grep -q "^S[0-9]*$unit\$" <<<"$enabled_before" || stop_and_disable "$unit"
   done
   return "$status"
 }
@@ -261,7 +265,7 @@ object Service "disk C" {
   vars.qnsnwsm_ssl = false
 }
 ICINGA
-  if ! icinga2 daemon -C -c "$work/icinga2.conf" >"$work/icinga2.log" 2>&1; then
+  if ! $sudo_cmd icinga2 daemon -C -c "$work/icinga2.conf" >"$work/icinga2.log" 2>&1; then
     echo "FAIL: icinga2 refuses the shipped CheckCommand"; cat "$work/icinga2.log"; exit 1
   fi
   echo "icinga2: the shipped CheckCommand validates"
