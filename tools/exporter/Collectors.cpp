@@ -69,8 +69,9 @@ std::string Text(const qnhost::CheckResult& r, const std::string& name) {
 void Cpu(Run& run, const Module& module) {
     for (const std::string& cpu : module.cpus)
         if (const auto* r = run.Call("cpu", {cpu}))
-            run.Gauge("qnsnwsm_cpu_usage_ratio", "Processor time in use, 0 to 1 (PercentProcessorTime / 100).",
-                      {{"cpu", cpu}}, Number(*r, "usagePercent") / 100.0);
+            run.Gauge("qnsnwsm_cpu_usage_ratio",
+                      "Processor time in use, 0 to 1 (PercentProcessorTime / 100).", {{"cpu", cpu}},
+                      Number(*r, "usagePercent") / 100.0);
 }
 
 void Memory(Run& run, const Module&) {
@@ -80,7 +81,8 @@ void Memory(Run& run, const Module&) {
               Number(*r, "availableMB") * kMiB);
     run.Gauge("qnsnwsm_memory_committed_bytes", "Committed virtual memory (MiB resolution).", {},
               Number(*r, "committedMB") * kMiB);
-    run.Gauge("qnsnwsm_memory_pages_per_second", "Hard page faults per second.", {}, Number(*r, "pagesPerSec"));
+    run.Gauge("qnsnwsm_memory_pages_per_second", "Hard page faults per second.", {},
+              Number(*r, "pagesPerSec"));
 }
 
 void LogicalDisk(Run& run, const Module& module) {
@@ -97,14 +99,15 @@ void LogicalDisk(Run& run, const Module& module) {
         if (!r) continue;
         run.Gauge("qnsnwsm_logical_disk_free_bytes", "Free space on the volume (MiB resolution).",
                   {{"volume", drive}}, Number(*r, "freeMB") * kMiB);
-        run.Gauge("qnsnwsm_logical_disk_size_bytes", "Size of the volume (MiB resolution).", {{"volume", drive}},
-                  Number(*r, "sizeMB") * kMiB);
+        run.Gauge("qnsnwsm_logical_disk_size_bytes", "Size of the volume (MiB resolution).",
+                  {{"volume", drive}}, Number(*r, "sizeMB") * kMiB);
     }
 }
 
 void PhysicalDisk(Run& run, const Module&) {
     if (const auto* r = run.Call("disks"))
-        run.Gauge("qnsnwsm_physical_disks_healthy", "1 when every physical disk reports the status OK, else 0.", {},
+        run.Gauge("qnsnwsm_physical_disks_healthy",
+                  "1 when every physical disk reports the status OK, else 0.", {},
                   Number(*r, "allDisksOk") ? 1 : 0);
 }
 
@@ -116,8 +119,8 @@ void Service(Run& run, const Module& module) {
         if (const auto* list = run.Call("services"))
             for (const auto& row : list->rows)
                 if (row.size() == 2 && !row[0].empty())
-                    run.Gauge("qnsnwsm_service_info", kServiceInfoHelp, {{"name", row[0]}, {"display_name", row[1]}},
-                              1);
+                    run.Gauge("qnsnwsm_service_info", kServiceInfoHelp,
+                              {{"name", row[0]}, {"display_name", row[1]}}, 1);
     }
     for (const std::string& service : module.services) {
         const auto* r = run.Call("service", {service});
@@ -175,8 +178,8 @@ void Nic(Run& run, const Module& module) {
         }
         run.Gauge("qnsnwsm_nic_bandwidth_bytes_per_second", "Current bandwidth of the network interface.",
                   {{"nic", nic}}, Number(*r, "bandwidthMbit") * 1e6 / 8);
-        run.Gauge("qnsnwsm_nic_traffic_bytes_per_second", "Bytes sent and received per second.", {{"nic", nic}},
-                  Number(*r, "bytesPerSec"));
+        run.Gauge("qnsnwsm_nic_traffic_bytes_per_second", "Bytes sent and received per second.",
+                  {{"nic", nic}}, Number(*r, "bytesPerSec"));
     }
 }
 
@@ -213,9 +216,17 @@ void Wmi(Run& run, const Module& module) {
 
 const std::map<std::string, std::function<void(Run&, const Module&)>>& Table() {
     static const std::map<std::string, std::function<void(Run&, const Module&)>> table{
-        {"cpu", Cpu},         {"memory", Memory},   {"logical_disk", LogicalDisk}, {"physical_disk", PhysicalDisk},
-        {"service", Service}, {"process", Process}, {"pool", Pool},                {"queue", Queue},
-        {"nic", Nic},         {"sessions", Sessions}, {"wmi", Wmi}};
+        {"cpu", Cpu},
+        {"memory", Memory},
+        {"logical_disk", LogicalDisk},
+        {"physical_disk", PhysicalDisk},
+        {"service", Service},
+        {"process", Process},
+        {"pool", Pool},
+        {"queue", Queue},
+        {"nic", Nic},
+        {"sessions", Sessions},
+        {"wmi", Wmi}};
     return table;
 }
 
@@ -238,7 +249,8 @@ const std::vector<std::string>& KnownCollectors() {
 }
 
 std::string NamespaceFor(const Module& module, const Auth& auth) {
-    const bool pools = std::find(module.collectors.begin(), module.collectors.end(), "pool") != module.collectors.end();
+    const bool pools =
+        std::find(module.collectors.begin(), module.collectors.end(), "pool") != module.collectors.end();
     if (pools && auth.wmiNamespace.empty()) return "root/WebAdministration";
     return auth.wmiNamespace;
 }

@@ -28,7 +28,8 @@ std::string Where(const YAML::Node& node) {
     throw ConfigError(what + Where(node));
 }
 
-void CheckKeys(const YAML::Node& map, const std::string& context, std::initializer_list<const char*> allowed) {
+void CheckKeys(const YAML::Node& map, const std::string& context,
+               std::initializer_list<const char*> allowed) {
     if (!map.IsMap()) Fail(context + " must be a mapping", map);
     for (const auto& item : map) {
         const std::string key = item.first.as<std::string>();
@@ -96,8 +97,9 @@ std::string ReadPassword(const YAML::Node& auth, const std::string& context, Exp
     if (auth["password_env"]) options.passwordEnv = Text(auth["password_env"], context + ".password_env");
     if (options.user.empty()) return {};
     if (options.passwordFile.empty() && options.passwordEnv.empty())
-        Fail(context + ": a username needs password_file or password_env (passwords never stand in this file)",
-             auth);
+        Fail(
+            context + ": a username needs password_file or password_env (passwords never stand in this file)",
+            auth);
     std::string error;
     const std::optional<std::string> password = qnhost::ResolvePassword(options, error);
     if (!password) Fail(context + ": " + error, auth);
@@ -107,7 +109,8 @@ std::string ReadPassword(const YAML::Node& auth, const std::string& context, Exp
 
 Auth ParseAuth(const std::string& name, const YAML::Node& node, ExporterConfig& config) {
     const std::string context = "auths." + name;
-    CheckKeys(node, context, {"username", "password_file", "password_env", "scheme", "ssl", "port", "namespace"});
+    CheckKeys(node, context,
+              {"username", "password_file", "password_env", "scheme", "ssl", "port", "namespace"});
     Auth auth;
     auth.name = name;
     if (node["username"]) auth.username = Text(node["username"], context + ".username");
@@ -125,7 +128,8 @@ Auth ParseAuth(const std::string& name, const YAML::Node& node, ExporterConfig& 
         auth.ssl = ssl == "true";
     }
     auth.port = static_cast<std::uint16_t>(auth.ssl ? 5986 : 5985);
-    if (node["port"]) auth.port = static_cast<std::uint16_t>(Count(node["port"], context + ".port", 1, 65535));
+    if (node["port"])
+        auth.port = static_cast<std::uint16_t>(Count(node["port"], context + ".port", 1, 65535));
     if (node["namespace"]) auth.wmiNamespace = Text(node["namespace"], context + ".namespace");
     return auth;
 }
@@ -163,7 +167,8 @@ Module ParseModule(const std::string& name, const YAML::Node& node, const Export
     module.name = name;
     if (!node["auth"]) Fail(context + " needs 'auth' (one of the names under auths)", node);
     module.auth = Text(node["auth"], context + ".auth");
-    if (!config.auths.count(module.auth)) Fail(context + ".auth names an unknown auth '" + module.auth + "'", node);
+    if (!config.auths.count(module.auth))
+        Fail(context + ".auth names an unknown auth '" + module.auth + "'", node);
     if (!node["collectors"]) Fail(context + " needs 'collectors'", node);
     module.collectors = TextList(node["collectors"], context + ".collectors");
     for (const std::string& collector : module.collectors) {
@@ -171,11 +176,13 @@ Module ParseModule(const std::string& name, const YAML::Node& node, const Export
         if (std::find(known.begin(), known.end(), collector) == known.end()) {
             std::string list;
             for (const auto& k : known) list += (list.empty() ? "" : ", ") + k;
-            Fail(context + ": unknown collector '" + collector + "' (known: " + list + ")", node["collectors"]);
+            Fail(context + ": unknown collector '" + collector + "' (known: " + list + ")",
+                 node["collectors"]);
         }
     }
     if (node["cpus"]) module.cpus = TextList(node["cpus"], context + ".cpus");
-    if (node["services"]) module.allServices = ListOrAll(node["services"], context + ".services", module.services);
+    if (node["services"])
+        module.allServices = ListOrAll(node["services"], context + ".services", module.services);
     if (node["drives"]) module.allDrives = ListOrAll(node["drives"], context + ".drives", module.drives);
     if (node["processes"]) module.processes = TextList(node["processes"], context + ".processes");
     if (node["pools"]) module.pools = TextList(node["pools"], context + ".pools");
@@ -184,20 +191,26 @@ Module ParseModule(const std::string& name, const YAML::Node& node, const Export
     if (node["counters"]) {
         if (!node["counters"].IsSequence()) Fail(context + ".counters must be a list", node["counters"]);
         for (std::size_t i = 0; i < node["counters"].size(); ++i)
-            module.counters.push_back(ParseCounter(node["counters"][i], context + ".counters[" + std::to_string(i) + "]"));
+            module.counters.push_back(
+                ParseCounter(node["counters"][i], context + ".counters[" + std::to_string(i) + "]"));
     }
     const auto uses = [&](const char* collector) {
-        return std::find(module.collectors.begin(), module.collectors.end(), collector) != module.collectors.end();
+        return std::find(module.collectors.begin(), module.collectors.end(), collector) !=
+               module.collectors.end();
     };
-    const std::pair<const char*, bool> needs[] = {
-        {"service", module.services.empty() && !module.allServices}, {"process", module.processes.empty()},
-        {"pool", module.pools.empty()}, {"queue", module.queues.empty()}, {"nic", module.nics.empty()},
-        {"wmi", module.counters.empty()}};
+    const std::pair<const char*, bool> needs[] = {{"service", module.services.empty() && !module.allServices},
+                                                  {"process", module.processes.empty()},
+                                                  {"pool", module.pools.empty()},
+                                                  {"queue", module.queues.empty()},
+                                                  {"nic", module.nics.empty()},
+                                                  {"wmi", module.counters.empty()}};
     if (uses("pool") && module.collectors.size() > 1 && config.auths.at(module.auth).wmiNamespace.empty())
-        Fail(context + ": the pool collector reads root/WebAdministration: give it a module of its own", node);
+        Fail(context + ": the pool collector reads root/WebAdministration: give it a module of its own",
+             node);
     for (const auto& [collector, missing] : needs)
         if (uses(collector) && missing)
-            Fail(context + ": the " + collector + " collector needs its list (see the example configuration)", node);
+            Fail(context + ": the " + collector + " collector needs its list (see the example configuration)",
+                 node);
     return module;
 }
 
@@ -205,16 +218,20 @@ void ParseSettings(const YAML::Node& node, ExporterSettings& settings) {
     CheckKeys(node, "exporter",
               {"default_timeout", "timeout_margin", "max_sessions", "session_idle", "max_connections",
                "module_store", "connect_timeout", "operation_timeout"});
-    if (node["default_timeout"]) settings.defaultTimeout = Duration(node["default_timeout"], "exporter.default_timeout");
-    if (node["timeout_margin"]) settings.timeoutMargin = Duration(node["timeout_margin"], "exporter.timeout_margin");
-    if (node["max_sessions"]) settings.maxSessions = Count(node["max_sessions"], "exporter.max_sessions", 1, 100000);
+    if (node["default_timeout"])
+        settings.defaultTimeout = Duration(node["default_timeout"], "exporter.default_timeout");
+    if (node["timeout_margin"])
+        settings.timeoutMargin = Duration(node["timeout_margin"], "exporter.timeout_margin");
+    if (node["max_sessions"])
+        settings.maxSessions = Count(node["max_sessions"], "exporter.max_sessions", 1, 100000);
     if (node["session_idle"])
-        settings.sessionIdle =
-            std::chrono::duration_cast<std::chrono::seconds>(Duration(node["session_idle"], "exporter.session_idle"));
+        settings.sessionIdle = std::chrono::duration_cast<std::chrono::seconds>(
+            Duration(node["session_idle"], "exporter.session_idle"));
     if (node["max_connections"])
         settings.maxConnections = Count(node["max_connections"], "exporter.max_connections", 2, 10000);
     if (node["module_store"]) settings.moduleStore = Text(node["module_store"], "exporter.module_store");
-    if (node["connect_timeout"]) settings.connectTimeout = Duration(node["connect_timeout"], "exporter.connect_timeout");
+    if (node["connect_timeout"])
+        settings.connectTimeout = Duration(node["connect_timeout"], "exporter.connect_timeout");
     if (node["operation_timeout"])
         settings.operationTimeout = Duration(node["operation_timeout"], "exporter.operation_timeout");
 }
@@ -233,8 +250,10 @@ ExporterConfig Parse(const YAML::Node& root) {
     for (const auto& [name, auth] : config.auths)
         if (!auth.scheme.empty()) schemes.insert(auth.scheme);
     if (schemes.size() > 1)
-        Fail("auths name different schemes; the module uses one scheme per process: run one exporter per scheme",
-             root["auths"]);
+        Fail(
+            "auths name different schemes; the module uses one scheme per process: run one exporter per "
+            "scheme",
+            root["auths"]);
     if (!schemes.empty()) config.settings.authScheme = *schemes.begin();
     if (!root["modules"] || !root["modules"].IsMap() || root["modules"].size() == 0)
         Fail("the configuration needs 'modules' with at least one entry", root);

@@ -1,5 +1,5 @@
-// The exporter's configuration file: accounts (auths), modules (which collectors with which arguments) and the
-// exporter's own limits. Passwords are read once, when the file is loaded, and never written anywhere.
+// The exporter's configuration file: accounts (auths), modules (which collectors with which arguments) and
+// the exporter's own limits. Passwords are read once, when the file is loaded, and never written anywhere.
 #pragma once
 
 #include <chrono>

@@ -47,11 +47,12 @@ void AddProcessMetrics(MetricSet& out) {
             double boot = 0;
             for (std::string line; std::getline(uptimeFile, line);)
                 if (line.rfind("btime ", 0) == 0) boot = std::stod(line.substr(6));
-            out.Add("process_cpu_seconds_total", MetricType::Counter, "Total user and system CPU time spent in seconds.",
-                    {}, (field(14) + field(15)) / ticks);
+            out.Add("process_cpu_seconds_total", MetricType::Counter,
+                    "Total user and system CPU time spent in seconds.", {}, (field(14) + field(15)) / ticks);
             out.Add("process_start_time_seconds", MetricType::Gauge,
                     "Start time of the process since unix epoch in seconds.", {}, boot + field(22) / ticks);
-            out.Add("process_virtual_memory_bytes", MetricType::Gauge, "Virtual memory size in bytes.", {}, field(23));
+            out.Add("process_virtual_memory_bytes", MetricType::Gauge, "Virtual memory size in bytes.", {},
+                    field(23));
             out.Add("process_resident_memory_bytes", MetricType::Gauge, "Resident memory size in bytes.", {},
                     field(24) * page);
         }
@@ -91,8 +92,9 @@ std::string ExporterMetrics::Text(const SessionPool& sessions) const {
     {
         std::lock_guard<std::mutex> lock(mutex_);
         for (const auto& [key, count] : probes_)
-            out.Add("qnsnwsm_exporter_probes_total", MetricType::Counter, "Probes answered, by module and result.",
-                    {{"module", key.first}, {"result", key.second}}, count);
+            out.Add("qnsnwsm_exporter_probes_total", MetricType::Counter,
+                    "Probes answered, by module and result.", {{"module", key.first}, {"result", key.second}},
+                    count);
         const char* help = "Time the probes took, by module.";
         for (const auto& [module, d] : durations_) {
             out.AddTo("qnsnwsm_exporter_probe_duration_seconds", MetricType::Summary, help,
@@ -104,13 +106,13 @@ std::string ExporterMetrics::Text(const SessionPool& sessions) const {
             out.Add("qnsnwsm_exporter_login_failures_total", MetricType::Counter,
                     "Logins the computers refused, by auth.", {{"auth", auth}}, count);
         out.Add("qnsnwsm_exporter_abandoned_calls_total", MetricType::Counter,
-                "Probes answered before their module call returned (the call finishes in the background).", {},
-                abandoned_);
+                "Probes answered before their module call returned (the call finishes in the background).",
+                {}, abandoned_);
     }
     out.Add("qnsnwsm_exporter_sessions", MetricType::Gauge, "Module sessions kept between scrapes.", {},
             static_cast<double>(sessions.Size()));
-    out.Add("qnsnwsm_exporter_sessions_busy", MetricType::Gauge, "Kept sessions running module calls now.", {},
-            static_cast<double>(sessions.Busy()));
+    out.Add("qnsnwsm_exporter_sessions_busy", MetricType::Gauge, "Kept sessions running module calls now.",
+            {}, static_cast<double>(sessions.Busy()));
     AddProcessMetrics(out);
     return out.Text();
 }

@@ -30,8 +30,8 @@ MHD_Result Handle(void* cls, MHD_Connection* connection, const char* url, const 
         return MHD_YES;
     }
     const HttpAnswer answer = static_cast<HttpServer*>(cls)->Answer(method, url, connection);
-    MHD_Response* response = MHD_create_response_from_buffer(answer.body.size(), const_cast<char*>(answer.body.data()),
-                                                             MHD_RESPMEM_MUST_COPY);
+    MHD_Response* response = MHD_create_response_from_buffer(
+        answer.body.size(), const_cast<char*>(answer.body.data()), MHD_RESPMEM_MUST_COPY);
     if (response == nullptr) return MHD_NO;
     MHD_add_response_header(response, "Content-Type", answer.contentType.c_str());
     const MHD_Result queued = MHD_queue_response(connection, answer.status, response);
@@ -78,7 +78,8 @@ bool HttpServer::Start(const std::string& listenAddress, std::size_t maxConnecti
     hints.ai_socktype = SOCK_STREAM;
     hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
     addrinfo* found = nullptr;
-    if (const int rc = getaddrinfo(host.empty() ? nullptr : host.c_str(), port.c_str(), &hints, &found); rc != 0) {
+    if (const int rc = getaddrinfo(host.empty() ? nullptr : host.c_str(), port.c_str(), &hints, &found);
+        rc != 0) {
         error = "--web.listen-address '" + listenAddress + "': " + gai_strerror(rc);
         return false;
     }
@@ -129,14 +130,15 @@ HttpAnswer HttpServer::Answer(const std::string& method, const std::string& url,
 std::string HttpServer::IndexPage() const {
     std::string page =
         "<!DOCTYPE html>\n<html><head><title>qnsnwsm exporter</title></head><body>\n"
-        "<h1>qnsnwsm exporter</h1>\n<p>Agentless Windows metrics over WinRM, one exporter for many computers.</p>\n"
+        "<h1>qnsnwsm exporter</h1>\n<p>Agentless Windows metrics over WinRM, one exporter for many "
+        "computers.</p>\n"
         "<p><a href=\"/metrics\">The exporter's own metrics</a></p>\n<h2>Modules</h2>\n<ul>\n";
     for (const auto& [name, module] : prober_.Config().modules) {
         std::string collectors;
         for (const auto& c : module.collectors) collectors += (collectors.empty() ? "" : ", ") + c;
         const std::string link = "/probe?target=localhost&amp;module=" + EscapeHtml(name);
-        page += "<li><b>" + EscapeHtml(name) + "</b> (auth " + EscapeHtml(module.auth) + "; " + EscapeHtml(collectors) +
-                "): <a href=\"" + link + "\">" + link + "</a></li>\n";
+        page += "<li><b>" + EscapeHtml(name) + "</b> (auth " + EscapeHtml(module.auth) + "; " +
+                EscapeHtml(collectors) + "): <a href=\"" + link + "\">" + link + "</a></li>\n";
     }
     return page + "</ul>\n</body></html>\n";
 }

@@ -1,7 +1,7 @@
 #include "MetricText.h"
 
-#include <cmath>
 #include <charconv>
+#include <cmath>
 
 namespace qnexporter {
 

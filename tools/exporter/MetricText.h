@@ -16,8 +16,8 @@ class MetricSet {
     // Declares a family once; later samples of the same name join it, whatever order they arrive in.
     void Add(const std::string& name, MetricType type, const std::string& help, Labels labels, double value);
     // A sample whose name differs from its family's (a summary's _sum and _count).
-    void AddTo(const std::string& family, MetricType type, const std::string& help, const std::string& sampleName,
-               Labels labels, double value);
+    void AddTo(const std::string& family, MetricType type, const std::string& help,
+               const std::string& sampleName, Labels labels, double value);
     std::string Text() const;
 
   private:

@@ -31,7 +31,8 @@ std::string Trimmed(const std::string& text) {
 
 }  // namespace
 
-std::string WithWinRmValues(const std::string& store, const std::vector<std::pair<std::string, std::string>>& values) {
+std::string WithWinRmValues(const std::string& store,
+                            const std::vector<std::pair<std::string, std::string>>& values) {
     std::string written;
     for (const auto& [name, value] : values) written += name + "=" + value + "\n";
     std::istringstream lines(store);
@@ -60,9 +61,9 @@ std::string WithWinRmValues(const std::string& store, const std::vector<std::pai
 
 std::optional<std::string> UsePrivateModuleStore(const ExporterSettings& settings, std::string& error) {
     const char* current = std::getenv("QNSNWSM_REGISTRY");
-    const std::string source = !settings.moduleStore.empty()         ? settings.moduleStore
-                               : (current != nullptr && *current)    ? std::string(current)
-                                                                     : std::string(QNSNWSM_DEFAULT_REGISTRY);
+    const std::string source = !settings.moduleStore.empty()      ? settings.moduleStore
+                               : (current != nullptr && *current) ? std::string(current)
+                                                                  : std::string(QNSNWSM_DEFAULT_REGISTRY);
     std::string text;
     if (std::ifstream in(source); in) {
         text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
@@ -80,9 +81,11 @@ std::optional<std::string> UsePrivateModuleStore(const ExporterSettings& setting
             if (settings.authScheme == key) values.emplace_back("AuthScheme", name);
     }
     const char* runtime = std::getenv("RUNTIME_DIRECTORY");  // systemd's private folder, when there is one
-    std::string folder = std::string(runtime != nullptr && *runtime ? runtime : "/tmp") + "/qnsnwsm-exporter.XXXXXX";
+    std::string folder =
+        std::string(runtime != nullptr && *runtime ? runtime : "/tmp") + "/qnsnwsm-exporter.XXXXXX";
     if (mkdtemp(folder.data()) == nullptr) {
-        error = "cannot create a private folder for the module store in " + folder.substr(0, folder.rfind('/'));
+        error =
+            "cannot create a private folder for the module store in " + folder.substr(0, folder.rfind('/'));
         return std::nullopt;
     }
     const std::string path = folder + "/registry.conf";

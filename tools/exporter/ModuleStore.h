@@ -10,11 +10,12 @@
 
 namespace qnexporter {
 
-// Writes the copy into a new private folder and points QNSNWSM_REGISTRY at it (call before any thread starts).
-// Returns the file's path, or nullopt with `error` set.
+// Writes the copy into a new private folder and points QNSNWSM_REGISTRY at it (call before any thread
+// starts). Returns the file's path, or nullopt with `error` set.
 std::optional<std::string> UsePrivateModuleStore(const ExporterSettings& settings, std::string& error);
 
 // `store` (the text of a store) with `values` set under the WinRM key; other lines are kept.
-std::string WithWinRmValues(const std::string& store, const std::vector<std::pair<std::string, std::string>>& values);
+std::string WithWinRmValues(const std::string& store,
+                            const std::vector<std::pair<std::string, std::string>>& values);
 
 }  // namespace qnexporter

@@ -48,7 +48,8 @@ bool IsLoginRefusal(const std::string& error) {
 
 // Runs on its own thread, holding the session's lock until the last call returns.
 void Work(std::shared_ptr<ProbeRun> run, std::shared_ptr<KeptSession> session,
-          std::unique_lock<std::timed_mutex> lock, WorkOrder order, SessionPool& sessions, ExporterMetrics& metrics) {
+          std::unique_lock<std::timed_mutex> lock, WorkOrder order, SessionPool& sessions,
+          ExporterMetrics& metrics) {
     if (!session->connected) {
         // One login per scrape at most; a refused one is not kept, so the next scrape tries again once.
         std::string error;
@@ -146,7 +147,8 @@ Prober::Prober(std::shared_ptr<const ExporterConfig> config, ExporterMetrics& me
       metrics_(metrics),
       sessions_(config_->settings.maxSessions, config_->settings.sessionIdle) {}
 
-HttpAnswer Prober::Probe(const std::map<std::string, std::string>& parameters, std::optional<double> scrapeTimeout) {
+HttpAnswer Prober::Probe(const std::map<std::string, std::string>& parameters,
+                         std::optional<double> scrapeTimeout) {
     const auto start = Clock::now();
     const auto parameter = [&](const char* name) {
         const auto found = parameters.find(name);
@@ -156,7 +158,8 @@ HttpAnswer Prober::Probe(const std::map<std::string, std::string>& parameters, s
     const std::string target = parameter("target");
     const std::string moduleName = parameter("module");
     if (target.empty()) return bad("the target parameter is missing: /probe?target=HOST[:PORT]&module=NAME");
-    if (moduleName.empty()) return bad("the module parameter is missing: /probe?target=HOST[:PORT]&module=NAME");
+    if (moduleName.empty())
+        return bad("the module parameter is missing: /probe?target=HOST[:PORT]&module=NAME");
     const auto module = config_->modules.find(moduleName);
     if (module == config_->modules.end()) {
         std::string known;
@@ -167,8 +170,7 @@ HttpAnswer Prober::Probe(const std::map<std::string, std::string>& parameters, s
     const auto auth = config_->auths.find(authName);
     if (auth == config_->auths.end()) return bad("unknown auth " + Quoted(authName));
     const auto hostPort = ParseTarget(target, auth->second.port);
-    if (!hostPort)
-        return bad("the target " + Quoted(target) + " is not HOST, HOST:PORT or [IPv6]:PORT");
+    if (!hostPort) return bad("the target " + Quoted(target) + " is not HOST, HOST:PORT or [IPv6]:PORT");
 
     // The time Prometheus waits, less a margin for the answer to travel; never less than half of it.
     const double allowed = scrapeTimeout && *scrapeTimeout > 0
@@ -176,7 +178,8 @@ HttpAnswer Prober::Probe(const std::map<std::string, std::string>& parameters, s
                                : std::chrono::duration<double>(config_->settings.defaultTimeout).count();
     const double margin = std::chrono::duration<double>(config_->settings.timeoutMargin).count();
     const double budget = std::max(allowed - margin, allowed / 2);
-    const auto deadline = start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(budget));
+    const auto deadline =
+        start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(budget));
 
     WorkOrder order;
     order.module = module->second;
@@ -189,7 +192,8 @@ HttpAnswer Prober::Probe(const std::map<std::string, std::string>& parameters, s
     options.ssl = auth->second.ssl;
     options.wmiNamespace = NamespaceFor(module->second, auth->second);
     order.settings = qnhost::SettingsFrom(options, auth->second.password);
-    order.key = authName + '\n' + options.wmiNamespace + '\n' + hostPort->first + ':' + std::to_string(hostPort->second);
+    order.key = authName + '\n' + options.wmiNamespace + '\n' + hostPort->first + ':' +
+                std::to_string(hostPort->second);
 
     auto run = std::make_shared<ProbeRun>();
     std::string refusal;
@@ -214,17 +218,19 @@ HttpAnswer Prober::Probe(const std::map<std::string, std::string>& parameters, s
     if (refusal.empty() && !run->changed.wait_until(lock, deadline, [&] { return run->finished; })) {
         run->abandoned = true;
         metrics_.CallAbandoned();
-        Log("probe " + target + " module " + moduleName + ": the scrape timeout passed; answering with what is there");
+        Log("probe " + target + " module " + moduleName +
+            ": the scrape timeout passed; answering with what is there");
     }
     const bool up = run->loggedIn && run->answered;
     MetricSet head;
-    head.Add("qnsnwsm_up", MetricType::Gauge, "1 when the computer answered and the login worked, else 0.", {},
-             up ? 1 : 0);
+    head.Add("qnsnwsm_up", MetricType::Gauge, "1 when the computer answered and the login worked, else 0.",
+             {}, up ? 1 : 0);
     for (const std::string& collector : module->second.collectors) {
         const auto found = run->collectors.find(collector);
         const bool success = found != run->collectors.end() && found->second.first;
-        head.Add("qnsnwsm_collector_success", MetricType::Gauge, "1 when every call of the collector completed.",
-                 {{"collector", collector}}, success ? 1 : 0);
+        head.Add("qnsnwsm_collector_success", MetricType::Gauge,
+                 "1 when every call of the collector completed.", {{"collector", collector}},
+                 success ? 1 : 0);
         if (found != run->collectors.end())
             head.Add("qnsnwsm_collector_duration_seconds", MetricType::Gauge, "Time the collector took.",
                      {{"collector", collector}}, found->second.second);

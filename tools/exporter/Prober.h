@@ -1,7 +1,7 @@
 // One /probe request: finds or opens the kept session of the target, runs the module's collectors on a worker
 // and answers by the deadline with what it has. A module call cannot be cancelled: one that outlives the
-// deadline finishes on its worker, which keeps the session locked until then, so a dead computer holds at most
-// one worker per kept session.
+// deadline finishes on its worker, which keeps the session locked until then, so a dead computer holds at
+// most one worker per kept session.
 #pragma once
 
 #include <atomic>
@@ -28,7 +28,8 @@ class Prober {
     Prober(std::shared_ptr<const ExporterConfig> config, ExporterMetrics& metrics);
 
     // `parameters`: the query (target, module, auth); `scrapeTimeout`: Prometheus' header, when sent.
-    HttpAnswer Probe(const std::map<std::string, std::string>& parameters, std::optional<double> scrapeTimeout);
+    HttpAnswer Probe(const std::map<std::string, std::string>& parameters,
+                     std::optional<double> scrapeTimeout);
 
     SessionPool& Sessions() { return sessions_; }
     const ExporterConfig& Config() const { return *config_; }

@@ -11,7 +11,8 @@ bool Idle(KeptSession& session) {
 }  // namespace
 
 std::shared_ptr<KeptSession> SessionPool::Acquire(const std::string& key) {
-    std::map<std::string, Entry> closing;  // closed after the lock is released: closing may talk to the computer
+    std::map<std::string, Entry>
+        closing;  // closed after the lock is released: closing may talk to the computer
     std::lock_guard<std::mutex> lock(mutex_);
     const auto now = std::chrono::steady_clock::now();
     if (auto found = entries_.find(key); found != entries_.end()) return found->second.session;

@@ -44,7 +44,8 @@ class SessionPool {
         std::chrono::steady_clock::time_point lastUsed;
     };
     // Takes out the entries that may go; the caller lets them close outside the lock.
-    void TakeIdle(std::chrono::steady_clock::time_point now, std::map<std::string, Entry>& out, bool oldestOnly);
+    void TakeIdle(std::chrono::steady_clock::time_point now, std::map<std::string, Entry>& out,
+                  bool oldestOnly);
 
     const std::size_t maxSessions_;
     const std::chrono::seconds idleLimit_;

@@ -1,9 +1,11 @@
 // qnsnwsm-exporter: Windows computers' state over WinRM for Prometheus, many computers from one process.
-#include <CLI/CLI.hpp>
 #include <signal.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <iostream>
 
@@ -28,8 +30,9 @@ void WaitForStop(qnexporter::SessionPool& sessions) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app{"qnsnwsm-exporter: agentless Windows metrics over WinRM for Prometheus.\n"
-                 "Prometheus scrapes /probe?target=HOST[:PORT]&module=NAME; /metrics holds the exporter's own."};
+    CLI::App app{
+        "qnsnwsm-exporter: agentless Windows metrics over WinRM for Prometheus.\n"
+        "Prometheus scrapes /probe?target=HOST[:PORT]&module=NAME; /metrics holds the exporter's own."};
     std::string configFile = "/etc/qnsnwsm/exporter.yml";
     std::string listenAddress = kDefaultListenAddress;
     bool checkOnly = false;
@@ -55,7 +58,11 @@ int main(int argc, char** argv) {
         return 2;
     }
     // Passwords are in memory now; no child or /proc reader learns them from the environment.
-    for (const std::string& variable : loaded->passwordVariables) unsetenv(variable.c_str());
+    // The bytes are wiped first: /proc/PID/environ shows the original block even after unsetenv.
+    for (const std::string& variable : loaded->passwordVariables) {
+        if (char* value = std::getenv(variable.c_str())) std::memset(value, 0, std::strlen(value));
+        unsetenv(variable.c_str());
+    }
     if (checkOnly) {
         std::cout << configFile << ": valid (" << loaded->auths.size() << " auths, " << loaded->modules.size()
                   << " modules)\n";
