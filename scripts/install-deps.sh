@@ -8,7 +8,7 @@ packages=(
   libmicrohttpd-dev libgnutls28-dev nlohmann-json3-dev libyaml-cpp-dev libcli11-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   python3 python3-winrm python3-ntlm-auth python3-requests-ntlm
-  clang libclang-rt-14-dev valgrind openssl
+  clang libclang-rt-14-dev valgrind openssl scdoc
 )
 missing=()
 for p in "${packages[@]}"; do

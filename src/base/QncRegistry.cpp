@@ -82,6 +82,11 @@ void GetProgFilesFolder(CQncString& folder) {
     }
     // Every read stores the normalised text back; a refused write is of no concern here.
     SetRegistryString(kHkeyLocalMachine, kQncProductKey, kProgFilesFolderValue, folder.GetText());
+    // Without a configured folder, the installation's own (not stored, so it follows the installation).
+    if (folder.IsEmpty()) {
+        folder.Assign(qn::platform::DefaultProgramFolder().c_str());
+        if (!folder.IsEmpty()) folder.AppendCharIfMissing('\\');
+    }
 }
 
 int WriteProfileInt(const char* section, const char* key, int value, const char* file) {

@@ -24,7 +24,7 @@ qn::platform::ConfigError QueryRegistryString(qn::platform::ConfigRoot root, con
 int SetRegistryString(qn::platform::ConfigRoot root, const char* subKey, const char* valueName,
                       const char* value);
 // folder := "ProgFilesFolder", trimmed and ending in "\\" when not empty; the normalised text is written
-// back.
+// back. When none is configured, the platform's default folder (the installed data folder on POSIX).
 void GetProgFilesFolder(CQncString& folder);
 
 // WritePrivateProfileStringA of `value` as "%d".

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 namespace qn::platform {
 
@@ -64,5 +65,9 @@ ConfigError QueryConfigString(const ConfigKey& key, const char* valueName, char*
 // RegSetValueExA with REG_SZ: `size` counts the terminating NUL; the stored text ends at the first NUL.
 ConfigError SetConfigString(const ConfigKey& key, const char* valueName, const char* value,
                             std::uint32_t size);
+
+// The program folder to use when the store names none: on POSIX the installed data folder (found beside the
+// library, so a relocated installation still finds its own), on Windows none ("").
+std::string DefaultProgramFolder();
 
 }  // namespace qn::platform

@@ -109,4 +109,9 @@ ConfigError SetConfigString(const ConfigKey& key, const char* valueName, const c
                           static_cast<DWORD>(stored.size()));
 }
 
+// The installer always writes the program folder; there is nothing to fall back to.
+std::string DefaultProgramFolder() {
+    return "";
+}
+
 }  // namespace qn::platform
