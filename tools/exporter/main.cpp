@@ -41,7 +41,11 @@ int main(int argc, char** argv) {
     app.add_option("--web.listen-address", listenAddress, "HOST:PORT, :PORT (every address) or [IPv6]:PORT")
         ->capture_default_str();
     app.set_version_flag("--version", std::string("qnsnwsm-exporter ") + QNSNWSM_VERSION);
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e) == 0 ? 0 : 2;  // help and version end well; every usage error is 2
+    }
 
     // Signals are taken synchronously by the main thread; every thread started later inherits the mask.
     sigset_t stop;
