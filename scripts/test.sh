@@ -21,6 +21,8 @@ cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build build -j"$jobs"
 stage "tests"
 ctest --test-dir build --output-on-failure -j"$jobs" --timeout 600
+stage "Prometheus scrapes the exporter"
+scripts/test-prometheus.sh build
 
 stage "valgrind: the demo's full run"
 # Only the security libraries' one-time allocations are suppressed (tests/valgrind.supp).
