@@ -46,10 +46,9 @@ bool IsLoginRefusal(const std::string& error) {
     return error.find("0x80070005") != std::string::npos;
 }
 
-// Runs on its own thread, holding the session's lock until the last call returns.
-void Work(std::shared_ptr<ProbeRun> run, std::shared_ptr<KeptSession> session,
-          std::unique_lock<std::timed_mutex> lock, WorkOrder order, SessionPool& sessions,
-          ExporterMetrics& metrics) {
+// Runs on its own thread, holding the session's busy flag until the last call returns.
+void Work(std::shared_ptr<ProbeRun> run, std::shared_ptr<KeptSession> session, BusyLease lease,
+          WorkOrder order, SessionPool& sessions, ExporterMetrics& metrics) {
     if (!session->connected) {
         // One login per scrape at most; a refused one is not kept, so the next scrape tries again once.
         std::string error;
@@ -96,7 +95,7 @@ void Work(std::shared_ptr<ProbeRun> run, std::shared_ptr<KeptSession> session,
     } else {
         sessions.Touch(order.key);
     }
-    lock.unlock();
+    lease.Release();
     std::lock_guard<std::mutex> guard(run->mutex);
     run->finished = true;
     run->changed.notify_all();
@@ -198,12 +197,11 @@ HttpAnswer Prober::Probe(const std::map<std::string, std::string>& parameters,
     auto run = std::make_shared<ProbeRun>();
     std::string refusal;
     if (auto session = sessions_.Acquire(order.key)) {
-        std::unique_lock<std::timed_mutex> lock(session->busy, std::defer_lock);
-        if (lock.try_lock_until(deadline)) {
+        if (session->busy.TryTakeUntil(deadline)) {
             ++*workers_;
-            std::thread([run, session, lock = std::move(lock), order = std::move(order), this,
+            std::thread([run, session, lease = BusyLease(session->busy), order = std::move(order), this,
                          workers = workers_]() mutable {
-                Work(run, session, std::move(lock), std::move(order), sessions_, metrics_);
+                Work(run, session, std::move(lease), std::move(order), sessions_, metrics_);
                 --*workers;
             }).detach();
         } else {

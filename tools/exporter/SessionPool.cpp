@@ -3,10 +3,8 @@
 namespace qnexporter {
 
 namespace {
-// A session whose lock can be taken right now is not in use.
-bool Idle(KeptSession& session) {
-    std::unique_lock<std::timed_mutex> lock(session.busy, std::try_to_lock);
-    return lock.owns_lock();
+bool Idle(const KeptSession& session) {
+    return !session.busy.Busy();
 }
 }  // namespace
 
