@@ -2,7 +2,8 @@
 # One command from a fresh Debian 12 machine to a tested tree: installs, builds, runs every suite.
 #
 #   1. the whole suite on an optimised build (unit, end-to-end against the simulator, fuzz corpus replays,
-#      reliability, the front end), then the demo's full run of every check and action under valgrind;
+#      reliability, the front end, the exporter), Debian's Prometheus scraping the exporter
+#      (scripts/test-prometheus.sh), then the demo's full run of every check and action under valgrind;
 #   2. the same suite built with AddressSanitizer and UndefinedBehaviorSanitizer;
 #   3. the end-to-end suite (many handles on many threads) built with ThreadSanitizer;
 #   4. qnsnwsm.dll cross-built with mingw-w64 and tested under Wine (scripts/test-windows.sh).
