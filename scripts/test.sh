@@ -2,8 +2,9 @@
 # One command from a fresh Debian 12 machine to a tested tree: installs, builds, runs every suite.
 #
 #   1. the whole suite on an optimised build (unit, end-to-end against the simulator, fuzz corpus replays,
-#      reliability, the front end, the exporter), Debian's Prometheus scraping the exporter
-#      (scripts/test-prometheus.sh), then the demo's full run of every check and action under valgrind;
+#      reliability, the front end, the exporter), a monitoring core running the plugin
+#      (scripts/test-nagios.sh), Debian's Prometheus scraping the exporter (scripts/test-prometheus.sh),
+#      then the demo's full run of every check and action under valgrind;
 #   2. the same suite built with AddressSanitizer and UndefinedBehaviorSanitizer;
 #   3. the end-to-end suite (many handles on many threads) built with ThreadSanitizer;
 #   4. qnsnwsm.dll cross-built with mingw-w64 and tested under Wine (scripts/test-windows.sh).
@@ -22,6 +23,8 @@ cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build build -j"$jobs"
 stage "tests"
 ctest --test-dir build --output-on-failure -j"$jobs" --timeout 600
+stage "monitoring core: nagios4 runs check_qnsnwsm, icinga2 validates its CheckCommand"
+scripts/test-nagios.sh build
 stage "Prometheus scrapes the exporter"
 scripts/test-prometheus.sh build
 

@@ -10,8 +10,11 @@ namespace qnhost {
 // Splits at every occurrence of `separator`; an empty text gives no pieces.
 std::vector<std::string> SplitText(std::string_view text, std::string_view separator);
 
-// A list export's text ("a;;b||c;;d") as rows of fields, padded to `columns` fields each.
-std::vector<std::vector<std::string>> SplitRows(std::string_view text, std::size_t columns);
+// A list export's text ("a;;b||c;;d") as rows of fields, padded to `columns` fields each. `irregular`, when
+// given, counts the entries whose field count was not `columns`: a value holding a separator shifts fields,
+// so such a list must not decide anything.
+std::vector<std::vector<std::string>> SplitRows(std::string_view text, std::size_t columns,
+                                                std::size_t* irregular = nullptr);
 
 // "[Disk 0],[Disk 1]" -> {"Disk 0", "Disk 1"}.
 std::vector<std::string> SplitBracketList(std::string_view text);
