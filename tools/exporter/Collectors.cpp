@@ -54,35 +54,23 @@ class Run {
     CollectorOutcome outcome_;
 };
 
-std::uint32_t Number(const qnhost::CheckResult& r, const std::string& name) {
-    for (const auto& field : r.fields)
-        if (field.name == name) return field.number;
-    return 0;
-}
-
-std::string Text(const qnhost::CheckResult& r, const std::string& name) {
-    for (const auto& field : r.fields)
-        if (field.name == name) return field.text;
-    return {};
-}
-
 void Cpu(Run& run, const Module& module) {
     for (const std::string& cpu : module.cpus)
         if (const auto* r = run.Call("cpu", {cpu}))
             run.Gauge("qnsnwsm_cpu_usage_ratio",
                       "Processor time in use, 0 to 1 (PercentProcessorTime / 100).", {{"cpu", cpu}},
-                      Number(*r, "usagePercent") / 100.0);
+                      r->NumberOf("usagePercent") / 100.0);
 }
 
 void Memory(Run& run, const Module&) {
     const auto* r = run.Call("memory");
     if (!r) return;
     run.Gauge("qnsnwsm_memory_available_bytes", "Available physical memory (MiB resolution).", {},
-              Number(*r, "availableMB") * kMiB);
+              r->NumberOf("availableMB") * kMiB);
     run.Gauge("qnsnwsm_memory_committed_bytes", "Committed virtual memory (MiB resolution).", {},
-              Number(*r, "committedMB") * kMiB);
+              r->NumberOf("committedMB") * kMiB);
     run.Gauge("qnsnwsm_memory_pages_per_second", "Hard page faults per second.", {},
-              Number(*r, "pagesPerSec"));
+              r->NumberOf("pagesPerSec"));
 }
 
 void LogicalDisk(Run& run, const Module& module) {
@@ -98,9 +86,9 @@ void LogicalDisk(Run& run, const Module& module) {
         const auto* r = run.Call("disk-space", {drive});
         if (!r) continue;
         run.Gauge("qnsnwsm_logical_disk_free_bytes", "Free space on the volume (MiB resolution).",
-                  {{"volume", drive}}, Number(*r, "freeMB") * kMiB);
+                  {{"volume", drive}}, r->NumberOf("freeMB") * kMiB);
         run.Gauge("qnsnwsm_logical_disk_size_bytes", "Size of the volume (MiB resolution).",
-                  {{"volume", drive}}, Number(*r, "sizeMB") * kMiB);
+                  {{"volume", drive}}, r->NumberOf("sizeMB") * kMiB);
     }
 }
 
@@ -108,7 +96,7 @@ void PhysicalDisk(Run& run, const Module&) {
     if (const auto* r = run.Call("disks"))
         run.Gauge("qnsnwsm_physical_disks_healthy",
                   "1 when every physical disk reports the status OK, else 0.", {},
-                  Number(*r, "allDisksOk") ? 1 : 0);
+                  r->NumberOf("allDisksOk") ? 1 : 0);
 }
 
 const char* const kServiceInfoHelp = "Service facts; always 1.";
@@ -116,24 +104,28 @@ const char* const kServiceInfoHelp = "Service facts; always 1.";
 void Service(Run& run, const Module& module) {
     if (module.allServices) {
         // The joined list could be forged by a service's own name: it labels info series, never a state.
-        if (const auto* list = run.Call("services"))
+        if (const auto* list = run.Call("services")) {
+            if (list->irregularRows > 0)
+                run.Failed("the service list has " + std::to_string(list->irregularRows) +
+                           " malformed entries");
             for (const auto& row : list->rows)
                 if (row.size() == 2 && !row[0].empty())
                     run.Gauge("qnsnwsm_service_info", kServiceInfoHelp,
                               {{"name", row[0]}, {"display_name", row[1]}}, 1);
+        }
     }
     for (const std::string& service : module.services) {
         const auto* r = run.Call("service", {service});
         if (!r) continue;
-        const bool installed = Number(*r, "installed") != 0;
-        const std::string state = Text(*r, "state");
+        const bool installed = r->NumberOf("installed") != 0;
+        const std::string state = r->TextOf("state");
         run.Gauge("qnsnwsm_service_running", "1 when the service is installed and running, else 0.",
                   {{"name", service}}, installed && state == "Running" ? 1 : 0);
         if (installed)
             run.Gauge("qnsnwsm_service_info", kServiceInfoHelp,
                       {{"name", service},
-                       {"display_name", Text(*r, "displayName")},
-                       {"start_mode", Text(*r, "startMode")},
+                       {"display_name", r->TextOf("displayName")},
+                       {"start_mode", r->TextOf("startMode")},
                        {"state", state}},
                       1);
     }
@@ -143,28 +135,28 @@ void Process(Run& run, const Module& module) {
     for (const std::string& process : module.processes)
         if (const auto* r = run.Call("process", {process}))
             run.Gauge("qnsnwsm_process_running", "1 when at least one process of that name runs, else 0.",
-                      {{"name", process}}, Number(*r, "running") ? 1 : 0);
+                      {{"name", process}}, r->NumberOf("running") ? 1 : 0);
 }
 
 void Pool(Run& run, const Module& module) {
     for (const std::string& pool : module.pools)
         if (const auto* r = run.Call("pool", {pool}))
             run.Gauge("qnsnwsm_iis_pool_started", "1 when the IIS application pool is started, else 0.",
-                      {{"pool", pool}}, Number(*r, "started") ? 1 : 0);
+                      {{"pool", pool}}, r->NumberOf("started") ? 1 : 0);
 }
 
 void Queue(Run& run, const Module& module) {
     for (const std::string& queue : module.queues) {
         const auto* r = run.Call("queue", {queue});
         if (!r) continue;
-        if (!Number(*r, "found")) {
+        if (!r->NumberOf("found")) {
             run.Failed("queue " + queue + ": not found");
             continue;
         }
         run.Gauge("qnsnwsm_msmq_queue_messages", "Messages in the MSMQ queue.", {{"queue", queue}},
-                  Number(*r, "messages"));
+                  r->NumberOf("messages"));
         run.Gauge("qnsnwsm_msmq_queue_bytes", "Size of the messages in the MSMQ queue (KiB resolution).",
-                  {{"queue", queue}}, Number(*r, "kilobytes") * 1024.0);
+                  {{"queue", queue}}, r->NumberOf("kilobytes") * 1024.0);
     }
 }
 
@@ -172,14 +164,14 @@ void Nic(Run& run, const Module& module) {
     for (const std::string& nic : module.nics) {
         const auto* r = run.Call("nic", {nic});
         if (!r) continue;
-        if (!Number(*r, "found")) {
+        if (!r->NumberOf("found")) {
             run.Failed("nic " + nic + ": not found");
             continue;
         }
         run.Gauge("qnsnwsm_nic_bandwidth_bytes_per_second", "Current bandwidth of the network interface.",
-                  {{"nic", nic}}, Number(*r, "bandwidthMbit") * 1e6 / 8);
+                  {{"nic", nic}}, r->NumberOf("bandwidthMbit") * 1e6 / 8);
         run.Gauge("qnsnwsm_nic_traffic_bytes_per_second", "Bytes sent and received per second.",
-                  {{"nic", nic}}, Number(*r, "bytesPerSec"));
+                  {{"nic", nic}}, r->NumberOf("bytesPerSec"));
     }
 }
 
@@ -187,8 +179,8 @@ void Sessions(Run& run, const Module&) {
     const auto* r = run.Call("sessions");
     if (!r) return;
     const char* help = "Remote desktop sessions by state.";
-    run.Gauge("qnsnwsm_terminal_sessions", help, {{"state", "active"}}, Number(*r, "active"));
-    run.Gauge("qnsnwsm_terminal_sessions", help, {{"state", "inactive"}}, Number(*r, "inactive"));
+    run.Gauge("qnsnwsm_terminal_sessions", help, {{"state", "active"}}, r->NumberOf("active"));
+    run.Gauge("qnsnwsm_terminal_sessions", help, {{"state", "inactive"}}, r->NumberOf("inactive"));
 }
 
 void Wmi(Run& run, const Module& module) {
@@ -200,7 +192,7 @@ void Wmi(Run& run, const Module& module) {
             if (!instance.empty()) args.push_back(instance);
             const auto* r = run.Call("counter", args);
             if (!r) continue;
-            const std::string value = Text(*r, "value");
+            const std::string value = r->TextOf("value");
             char* end = nullptr;
             const double number = std::strtod(value.c_str(), &end);
             if (value.empty() || *end != '\0') {
