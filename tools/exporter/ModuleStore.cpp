@@ -73,7 +73,8 @@ std::optional<std::string> UsePrivateModuleStore(const ExporterSettings& setting
     }
     std::vector<std::pair<std::string, std::string>> values{
         {"ConnectTimeoutMs", std::to_string(settings.connectTimeout.count())},
-        {"OperationTimeoutMs", std::to_string(settings.operationTimeout.count())}};
+        {"OperationTimeoutMs", std::to_string(settings.operationTimeout.count())},
+        {"EnumerationTimeoutMs", std::to_string(settings.operationTimeout.count())}};
     if (!settings.authScheme.empty()) {
         static const std::pair<const char*, const char*> names[] = {
             {"negotiate", "Negotiate"}, {"kerberos", "Kerberos"}, {"ntlm", "NTLM"}, {"basic", "Basic"}};
@@ -97,6 +98,7 @@ std::optional<std::string> UsePrivateModuleStore(const ExporterSettings& setting
     }
     chmod(path.c_str(), 0600);
     setenv("QNSNWSM_REGISTRY", path.c_str(), 1);
+    setenv("QNSNWSM_STATE", (folder + "/state.conf").c_str(), 1);  // the module's write-backs stay private too
     return path;
 }
 
