@@ -53,10 +53,12 @@ BenchFolder::BenchFolder(const std::vector<std::string>& winrmSettings) {
     }
     registry.close();
     setenv("QNSNWSM_REGISTRY", File("registry.conf").c_str(), 1);
+    setenv("QNSNWSM_STATE", File("state.conf").c_str(), 1);
 }
 
 BenchFolder::~BenchFolder() {
     unsetenv("QNSNWSM_REGISTRY");
+    unsetenv("QNSNWSM_STATE");
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
 }

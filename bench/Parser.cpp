@@ -142,6 +142,7 @@ int main(int argc, char** argv) {
     std::ofstream(registry) << "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder="
                             << QN_SHARE_DIR << "/\n";
     setenv("QNSNWSM_REGISTRY", registry.c_str(), 1);
+    setenv("QNSNWSM_STATE", registry.c_str(), 1);
     g_stylesheet = std::string(QN_SHARE_DIR) + "/Sys/Wsman/WsmTxtEx.xsl";
 
     benchmark::RegisterBenchmark("TransformAndLookups/Win32_Process", TransformAndLookups, &g_processes)

@@ -4,7 +4,8 @@
 #   1. the whole suite on an optimised build (unit, end-to-end against the simulator, fuzz corpus replays,
 #      reliability, the front end, the exporter), a monitoring core running the plugin
 #      (scripts/test-nagios.sh), Debian's Prometheus scraping the exporter (scripts/test-prometheus.sh),
-#      then the demo's full run of every check and action under valgrind;
+#      the demo's full run of every check and action under valgrind,
+#      then the Debian packages built, linted, installed, run and purged (scripts/test-packages.sh);
 #   2. the same suite built with AddressSanitizer and UndefinedBehaviorSanitizer;
 #   3. the end-to-end suite (many handles on many threads) built with ThreadSanitizer;
 #   4. qnsnwsm.dll cross-built with mingw-w64 and tested under Wine (scripts/test-windows.sh).
@@ -32,6 +33,9 @@ stage "valgrind: the demo's full run"
 # Only the security libraries' one-time allocations are suppressed (tests/valgrind.supp).
 valgrind --quiet --num-callers=40 --suppressions=tests/valgrind.supp --leak-check=full \
          --errors-for-leak-kinds=definite,indirect --error-exitcode=99 build/tools/qnsnwsm/qnsnwsm demo >/dev/null
+
+stage "Debian packages: lintian, apt install, installed demo and C host, purge"
+scripts/test-packages.sh build-pkg
 
 if [ "${QNSNWSM_SKIP_SANITIZERS:-0}" != 1 ]; then
   stage "build (ASan+UBSan)"

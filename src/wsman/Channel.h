@@ -30,7 +30,7 @@ struct ChannelSettings {
     bool skipNameCheck = false;
     long connectTimeoutMs = 30000;
     long operationTimeoutMs = 60000;      // the request timeout is this plus the margin, so no call can hang
-    long requestTimeoutMarginMs = 30000;  // covers the network around the server's own operation timeout
+    long requestTimeoutMarginMs = 15000;  // covers the network around the server's own operation timeout
 };
 
 struct Exchange {

@@ -39,15 +39,18 @@ class ScopedEnv {
     std::optional<std::string> previous_;
 };
 
-// A scratch folder whose registry.conf is the module's configuration store (QNSNWSM_REGISTRY).
+// A scratch folder whose registry.conf is the administrator's configuration file (QNSNWSM_REGISTRY) and
+// whose state.conf takes the module's writes (QNSNWSM_STATE).
 class ScratchStore : public ScratchFolder {
   public:
-    ScratchStore() : env_("QNSNWSM_REGISTRY", StorePath()) {}
+    ScratchStore() : env_("QNSNWSM_REGISTRY", StorePath()), stateEnv_("QNSNWSM_STATE", StatePath()) {}
     std::string StorePath() const { return File("registry.conf"); }
+    std::string StatePath() const { return File("state.conf"); }
     void WriteStore(const std::string& text) const { Write("registry.conf", text); }
 
   private:
     ScopedEnv env_;
+    ScopedEnv stateEnv_;
 };
 
 // Store text: the program folder (the source tree's stylesheets unless given) and values of the WinRM key.

@@ -26,7 +26,8 @@ struct CheckResult {
     std::vector<std::vector<std::string>> rows;
     std::size_t irregularRows = 0;  // entries whose field count was not the columns' (see SplitRows)
 
-    bool Succeeded() const { return code == 0; }
+    // An export can return 0 and still leave an error text (a list it could not build): not a success.
+    bool Succeeded() const { return code == 0 && error.empty(); }
     void AddText(std::string name, std::string text) {
         fields.push_back({std::move(name), Field::Kind::Text, std::move(text), 0});
     }

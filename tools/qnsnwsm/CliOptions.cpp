@@ -1,5 +1,7 @@
 #include "CliOptions.h"
 
+#include <unistd.h>
+
 #include <charconv>
 #include <functional>
 #include <map>
@@ -51,6 +53,8 @@ std::optional<CliOptions> ParseCommandLine(const std::vector<std::string>& args,
         {"--memory-counter", u32(options.memoryCounter)},
         {"--exclude", text(options.exclude)},
         {"--profile", text(options.profile)},
+        {"--timeout", u32(options.timeoutSeconds)},
+        {"-t", u32(options.timeoutSeconds)},
         {"--port", Setter([&options](const std::string& v) {
              std::uint16_t port = 0;
              if (!ParseInteger(v, port)) return false;
@@ -67,7 +71,7 @@ std::optional<CliOptions> ParseCommandLine(const std::vector<std::string>& args,
     const std::map<std::string, bool*> flags = {
         {"--ssl", &options.ssl},     {"--json", &options.json}, {"--yes", &options.yes},
         {"-y", &options.yes},        {"--help", &options.help}, {"-h", &options.help},
-        {"--quiet", &options.quiet}, {"-q", &options.quiet},
+        {"--quiet", &options.quiet}, {"-q", &options.quiet},    {"--version", &options.version},
     };
 
     for (std::size_t i = 0; i < args.size(); ++i) {
@@ -120,7 +124,13 @@ std::optional<CliOptions> ParseCommandLine(const std::vector<std::string>& args,
             options.arguments.push_back(arg);
         }
     }
-    if (options.command.empty() && !options.help) {
+    if (!options.configFile.empty() && access(options.configFile.c_str(), F_OK) != 0) {
+        error = "--config " + options.configFile +
+                ": no such file (name an existing configuration file, or leave --config out to use the "
+                "default one)";
+        return std::nullopt;
+    }
+    if (options.command.empty() && !options.help && !options.version) {
         error = "no command given (try --help)";
         return std::nullopt;
     }
@@ -142,11 +152,13 @@ Connection options:
   -p, --port PORT            default 5985, or 5986 with --ssl
       --ssl                  HTTPS (certificate verified)
       --trace FILE           write the module's trace log to FILE
-      --config FILE          configuration store to use (default /etc/qnsnwsm/registry.conf)
+      --config FILE          configuration file to read (must exist; default )" QNSNWSM_DEFAULT_REGISTRY R"()
+  -t, --timeout SECONDS      end the whole run after SECONDS, whatever it waits for (default: no bound)
 Output:
       --json                 JSON instead of a table
   -q, --quiet                no progress indicator
   -y, --yes                  do not ask before restart-service and reboot
+      --version              versions of this program and of the library it loaded
 Sampling:
       --sleep-ms MS          pause between readings (default 1000)
       --duration-ms MS       how long to sample (default 3000)
@@ -185,7 +197,7 @@ Examples:
   qnsnwsm -c web01 -u monitor@CORP.EXAMPLE --ssl pool DefaultAppPool
   qnsnwsm -c srv01 -u 'CORP\monitor' counter Win32_PerfFormattedData_PerfOS_Processor PercentProcessorTime _Total
 
-Exit status: 0 when the check completed, 1 when it failed, 2 on a usage error.
+Exit status: 0 when the check completed, 1 when it failed or --timeout passed, 2 on a usage error.
 )";
 }
 

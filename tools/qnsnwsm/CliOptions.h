@@ -15,6 +15,8 @@ struct CliOptions : qnhost::ConnectionOptions, qnhost::CheckParameters {
     bool json = false;
     bool yes = false;
     bool help = false;
+    bool version = false;
+    std::uint32_t timeoutSeconds = 0;     // bounds the whole run; 0: no bound
     bool quiet = false;                   // no progress indicator
     std::string profile = "workstation";  // demo
     std::string command;

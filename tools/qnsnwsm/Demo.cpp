@@ -47,11 +47,16 @@ std::string RandomPassword() {
     return password;
 }
 
-// The stylesheets: the source tree's copy while running from a build folder, else the installed one.
-std::string DataFolder() {
+// The stylesheets: the source tree's copy while this program runs from its build folder; an installed one
+// names none, so the library uses its installed data folder.
+std::string ProgramFolderLine() {
+    std::error_code ignored;
+    const std::string self = fs::read_symlink("/proc/self/exe", ignored).string();
     const fs::path source = QNSNWSM_SOURCE_DATA_DIR;
-    if (fs::exists(source / "Sys" / "Wsman" / "WsmTxtEx.xsl")) return source.string() + "/";
-    return std::string(QNSNWSM_DATA_DIR) + "/";
+    if (self.rfind(std::string(QNSNWSM_BUILD_DIR) + "/", 0) == 0 &&
+        fs::exists(source / "Sys/Wsman/WsmTxtEx.xsl"))
+        return "ProgFilesFolder=" + source.string() + "/\n";
+    return "";
 }
 
 bool WriteFile(const fs::path& path, const std::string& text) {
@@ -72,15 +77,15 @@ int RunDemo(const CliOptions& options, std::ostream& out, std::ostream& err) {
     const fs::path users = folder.Path() / "users.txt";
     const fs::path config = folder.Path() / "registry.conf";
     if (!WriteFile(users, domain + ":" + user + ":" + password + "\n") ||
-        !WriteFile(config,
-                   "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=" + DataFolder() +
-                       "\n\n[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel\\Server\\WinRM]\n"
-                       "ValidationClass=Win32_ComputerSystem\nAuthScheme=NTLM\n")) {
+        !WriteFile(config, "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\n" + ProgramFolderLine() +
+                               "\n[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel\\Server\\WinRM]\n"
+                               "ValidationClass=Win32_ComputerSystem\nAuthScheme=NTLM\n")) {
         err << "qnsnwsm demo: cannot write the demo's files\n";
         return kExitCheckFailed;
     }
     chmod(users.c_str(), 0600);
     setenv("QNSNWSM_REGISTRY", config.c_str(), 1);
+    setenv("QNSNWSM_STATE", (folder.Path() / "state.conf").c_str(), 1);
 
     SimulatorLaunch launch;
     launch.profile = options.profile;

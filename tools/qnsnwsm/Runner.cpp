@@ -13,6 +13,9 @@
 #include "Password.h"
 #include "Progress.h"
 #include "Render.h"
+#include "RunDeadline.h"
+#include "StylesheetDiagnosis.h"
+#include "Version.h"
 
 namespace qncli {
 
@@ -59,6 +62,16 @@ void Render(const CliOptions& options, const std::vector<qnhost::CheckResult>& r
     }
 }
 
+void ReportStylesheetProblem(const std::vector<qnhost::CheckResult>& results, std::ostream& err) {
+    for (const qnhost::CheckResult& result : results) {
+        if (result.Succeeded()) continue;
+        if (const std::string problem = DiagnoseStylesheets(result.error); !problem.empty()) {
+            err << "qnsnwsm: " << problem << '\n';
+            return;
+        }
+    }
+}
+
 int RunSingle(const CliOptions& options, const qnhost::CheckSpec& spec, std::ostream& out,
               std::ostream& err) {
     if (options.arguments.size() < spec.minArgs || options.arguments.size() > spec.maxArgs) {
@@ -91,7 +104,19 @@ int RunSingle(const CliOptions& options, const qnhost::CheckSpec& spec, std::ost
     Render(options, {result}, false, out);
     if (!result.Succeeded() && !options.json)
         err << "qnsnwsm: " << spec.name << " failed: " << result.error << '\n';
+    ReportStylesheetProblem({result}, err);
     return result.Succeeded() ? kExitOk : kExitCheckFailed;
+}
+
+// Ends the program when --timeout passes, whatever the module is waiting for.
+std::unique_ptr<qnhost::RunDeadline> StartDeadline(const CliOptions& options, std::ostream& err) {
+    const std::uint32_t seconds = options.timeoutSeconds;
+    return std::make_unique<qnhost::RunDeadline>(std::chrono::seconds(seconds), [seconds, &err] {
+        err << "qnsnwsm: no result within " << seconds << " s (--timeout): "
+            << "the computer, the network or "
+            << "name resolution did not answer in time; giving up" << std::endl;
+        std::_Exit(kExitCheckFailed);
+    });
 }
 
 }  // namespace
@@ -174,7 +199,12 @@ int RunCommandLine(const CliOptions& options, std::ostream& out, std::ostream& e
         out << UsageText();
         return kExitOk;
     }
+    if (options.version) {
+        out << VersionText();
+        return kExitOk;
+    }
     if (!options.configFile.empty()) setenv("QNSNWSM_REGISTRY", options.configFile.c_str(), 1);
+    const std::unique_ptr<qnhost::RunDeadline> deadline = StartDeadline(options, err);
     if (options.command == "demo") return RunDemo(options, out, err);
     if (options.command == "all") {
         std::string problem;
@@ -185,6 +215,7 @@ int RunCommandLine(const CliOptions& options, std::ostream& out, std::ostream& e
         }
         const std::vector<qnhost::CheckResult> results = RunEveryCheck(options, *password, false);
         Render(options, results, true, out);
+        ReportStylesheetProblem(results, err);
         for (const qnhost::CheckResult& result : results)
             if (!result.Succeeded()) return kExitCheckFailed;
         return kExitOk;

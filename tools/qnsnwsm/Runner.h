@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "CliOptions.h"
 #include "CheckResult.h"
+#include "CliOptions.h"
 
 namespace qncli {
 

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -88,6 +89,8 @@ std::optional<SimulatorProcess> SimulatorProcess::Start(const SimulatorLaunch& l
             return std::nullopt;
         }
         if (pid == 0) {
+            // The simulator ends with the front end, also when a --timeout ends it without cleaning up.
+            prctl(PR_SET_PDEATHSIG, SIGTERM);
             std::vector<char*> argv;
             for (std::string& arg : args) argv.push_back(arg.data());
             argv.push_back(nullptr);

@@ -67,8 +67,13 @@ ClientSettings LoadClientSettings(const SettingLookup& lookup) {
     Apply(lookup, "AllowUnencrypted", ParseFlag, settings.allowUnencrypted);
     Apply(lookup, "ConnectTimeoutMs", ParsePositive, settings.connectTimeoutMs);
     Apply(lookup, "OperationTimeoutMs", ParsePositive, settings.operationTimeoutMs);
+    Apply(lookup, "RequestMarginMs", ParsePositive, settings.requestMarginMs);
     Apply(lookup, "BatchItems", ParsePositive, settings.maxElements);
     return settings;
+}
+
+long ProportionateMargin(long operationTimeoutMs) {
+    return std::clamp(operationTimeoutMs / 4, 1000L, 30000L);
 }
 
 ChannelSettings MakeChannelSettings(const ClientSettings& settings, const std::string& url,
@@ -85,6 +90,8 @@ ChannelSettings MakeChannelSettings(const ClientSettings& settings, const std::s
     channel.skipNameCheck = settings.skipNameCheck;
     channel.connectTimeoutMs = settings.connectTimeoutMs;
     channel.operationTimeoutMs = settings.operationTimeoutMs;
+    channel.requestTimeoutMarginMs =
+        settings.requestMarginMs.value_or(ProportionateMargin(settings.operationTimeoutMs));
     return channel;
 }
 

@@ -23,6 +23,9 @@ struct ClientSettings {
     bool allowUnencrypted = false;
     long connectTimeoutMs = 30000;
     long operationTimeoutMs = 60000;
+    // Time a request may take beyond operationTimeoutMs, for the network around the server's own timeout;
+    // without a setting, ProportionateMargin(operationTimeoutMs).
+    std::optional<long> requestMarginMs;
     long maxElements =
         32000;  // items asked for per Enumerate/Pull; Windows stops earlier at the envelope size
     long maxEnvelopeSize = 512000;  // bytes; bounds the memory one response can take
@@ -32,6 +35,10 @@ struct ClientSettings {
 using SettingLookup = std::function<std::optional<std::string>(const std::string& valueName)>;
 
 ClientSettings LoadClientSettings(const SettingLookup& lookup);
+
+// A quarter of the operation timeout, within 1 s and 30 s: a short operation timeout is not stretched by a
+// fixed margin, a long one keeps room for a slow network.
+long ProportionateMargin(long operationTimeoutMs);
 
 // The channel's settings for one endpoint URL and credentials under these client settings.
 ChannelSettings MakeChannelSettings(const ClientSettings& settings, const std::string& url,

@@ -33,6 +33,7 @@ void PointProgramFolderAtSourceTree() {
     ::close(fd);
     std::atexit(RemoveStore);
     ::setenv("QNSNWSM_REGISTRY", g_storePath, 1);
+    ::setenv("QNSNWSM_STATE", g_storePath, 1);  // the module's write-backs stay in the scratch file
 }
 
 struct Parsers {

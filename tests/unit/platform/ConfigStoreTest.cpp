@@ -1,5 +1,6 @@
-// The configuration store: a registry-like INI file that people edit by hand, rewritten atomically under a
-// lock. (A store that may not be written: tests/unit/base RegistryTest.)
+// The configuration store: registry-like INI files that people edit by hand; the module's own state file is
+// rewritten atomically under a lock. (Layers and a store that may not be written: tests/unit/base
+// RegistryTest.)
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -38,7 +39,7 @@ class ConfigStoreTest : public ::testing::Test {
     }
     ino_t Inode() const {
         struct stat status {};
-        EXPECT_EQ(stat(store_.StorePath().c_str(), &status), 0);
+        EXPECT_EQ(stat(store_.StatePath().c_str(), &status), 0);
         return status.st_ino;
     }
 
@@ -63,8 +64,9 @@ TEST_F(ConfigStoreTest, MissingFileThenAHandEditedOneReadWithoutRegardToCase) {
     EXPECT_EQ(error, kConfigNotFound);
 }
 
-TEST_F(ConfigStoreTest, WritesReplaceTheFileWholeAndKeepWhatOthersWrote) {
-    store_.WriteStore(
+TEST_F(ConfigStoreTest, WritesReplaceTheStateFileWholeAndKeepWhatOthersWrote) {
+    store_.Write(
+        "state.conf",
         "; keep me\n[HKEY_LOCAL_MACHINE\\Software\\Other]\nName=value\n# and me\n"
         "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder = /opt/qn\\\nKeep=this\n");
     // The module writes back every value it reads; an unchanged value must not rewrite the file (hand
@@ -77,11 +79,11 @@ TEST_F(ConfigStoreTest, WritesReplaceTheFileWholeAndKeepWhatOthersWrote) {
     // Replaced by a rename, so a reader sees the old file or the new one, never a part.
     EXPECT_NE(Inode(), before);
     ASSERT_EQ(Set(kProductKey, "Added", "x"), kConfigOk);
-    EXPECT_EQ(ReadFile(store_.StorePath()),
+    EXPECT_EQ(ReadFile(store_.StatePath()),
               "; keep me\n[HKEY_LOCAL_MACHINE\\Software\\Other]\nName=value\n# and me\n"
               "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nPROGFILESFOLDER=new\nKeep=this\nAdded=x\n");
     // Nothing left behind.
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(store_.Path()), {}), 2) << "store and lock";
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(store_.Path()), {}), 2) << "state and lock";
 }
 
 TEST_F(ConfigStoreTest, ValuesRoundTripAndQueriesFollowTheBufferRules) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <tuple>
 
 #include "wsman/client/ClientSettings.h"
 #include "wsman/client/ConnectionUrl.h"
@@ -29,6 +30,19 @@ TEST(ClientSettings, ValuesAsUsersWriteThemAndUnreadableOnesKeepTheDefaults) {
     EXPECT_EQ(set.operationTimeoutMs, 90000);
     EXPECT_EQ(set.maxElements, 20);
     EXPECT_EQ(MakeChannelSettings(set, "https://h:5986/wsman", "DOM\\u", "pw").operationTimeoutMs, 90000);
+    // The request margin follows the operation timeout unless set.
+    for (const auto& [operation, margin, expected] : {std::tuple{"90000", "", 22500L},
+                                                      {"5000", "", 1250L},
+                                                      {"2000", "", 1000L},
+                                                      {"600000", "", 30000L},
+                                                      {"5000", "300", 300L},
+                                                      {"5000", "-1", 1250L}}) {
+        std::map<std::string, std::string> values{{"OperationTimeoutMs", operation}};
+        if (*margin != '\0') values["RequestMarginMs"] = margin;
+        EXPECT_EQ(MakeChannelSettings(Load(values), "http://h/wsman", "u", "pw").requestTimeoutMarginMs,
+                  expected)
+            << operation << " " << margin;
+    }
 
     const ClientSettings unreadable = Load({{"AuthScheme", "Digest"},
                                             {"AllowUnencrypted", "maybe"},
