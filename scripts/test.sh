@@ -2,9 +2,10 @@
 # One command from a fresh Debian 12 machine to a tested tree: installs, builds, runs every suite.
 #
 #   1. the whole suite on an optimised build (unit, end-to-end against the simulator, fuzz corpus replays,
-#      reliability, the front end), a monitoring core running the plugin (scripts/test-nagios.sh), then the
-#      demo's full run of every check and action under valgrind; then the Debian packages built, linted,
-#      installed, run and purged (scripts/test-packages.sh);
+#      reliability, the front end, the exporter), a monitoring core running the plugin
+#      (scripts/test-nagios.sh), Debian's Prometheus scraping the exporter (scripts/test-prometheus.sh),
+#      the demo's full run of every check and action under valgrind,
+#      then the Debian packages built, linted, installed, run and purged (scripts/test-packages.sh);
 #   2. the same suite built with AddressSanitizer and UndefinedBehaviorSanitizer;
 #   3. the end-to-end suite (many handles on many threads) built with ThreadSanitizer;
 #   4. the fuzz targets built with clang (sanitised) and each run briefly on its corpus;
@@ -30,6 +31,8 @@ stage "tests"
 ctest --test-dir build --output-on-failure -j"$jobs" --timeout 600
 stage "monitoring core: nagios4 runs check_qnsnwsm, icinga2 validates its CheckCommand"
 scripts/test-nagios.sh build
+stage "Prometheus scrapes the exporter"
+scripts/test-prometheus.sh build
 
 stage "valgrind: the demo's full run"
 # Only the security libraries' one-time allocations are suppressed (tests/valgrind.supp).
