@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # One command from a fresh Debian 12 machine to a tested tree: installs, builds, runs every suite.
 #
+#   0. the include-direction check (scripts/check-include-direction.sh): the layers hold;
 #   1. the whole suite on an optimised build (unit, end-to-end against the simulator, fuzz corpus replays,
 #      reliability, the front end), then the demo's full run of every check and action under valgrind;
 #   2. the same suite built with AddressSanitizer and UndefinedBehaviorSanitizer;
