@@ -4,8 +4,8 @@
 
 #include "SoapTestSupport.h"
 #include "TestFiles.h"
-#include "wsman/soap/EnumerationReply.h"
 #include "wsman/core/ErrorCodes.h"
+#include "wsman/soap/EnumerationReply.h"
 #include "wsman/soap/Fault.h"
 #include "wsman/soap/InvokeReply.h"
 #include "wsman/soap/Reply.h"
