@@ -15,6 +15,9 @@ stage() { echo "== $* (at ${SECONDS} s)"; }
 trap 'echo "== finished after ${SECONDS} s"' EXIT
 scripts/install-deps.sh
 jobs=$(nproc)
+
+stage "include direction (the layers)"
+scripts/check-include-direction.sh
 suppressions="$PWD/tests/lsan-suppressions.txt"
 
 stage "build (Release)"

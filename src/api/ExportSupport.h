@@ -1,26 +1,21 @@
 // What every export shares: the handle, the caller's text and number outputs, the guard that keeps C++
-// exceptions inside the module, and the body of the list exports.
+// exceptions inside the module, and the bodies of the check exports and the list exports.
 //
-// A text export reads:
+// A check export reads:
 //
 //     uint32_t WSManGetX(QNSNWSM_HANDLE h, const char* in, char* text, uint32_t textSize, char* error,
 //                        uint32_t errorSize, uint32_t* number) {
-//         return qn::api::GuardExport([&]() -> uint32_t {
-//             qn::api::TextOut textOut(text, textSize);
-//             qn::api::TextOut errorOut(error, errorSize);
-//             qn::api::NumberOut numberOut(number);
-//             CQnWSMan* module = qn::api::ModuleFromHandle(h);
-//             if (module == nullptr) return qn::api::kExportFailure;
-//             const int result = module->WinRMGetX(in, textOut.Text(), errorOut.Text(), numberOut.Value());
-//             textOut.CopyOut();
-//             errorOut.CopyOut();
-//             return qn::api::ExportResult(result);
-//         });
+//         return qn::api::RunCheckExport(
+//             h, [&](CQnWSMan& module, CQncString& textOut, CQncString& errorOut, uint32_t& numberOut) {
+//                 return module.WinRMGetX(in, textOut, errorOut, numberOut);
+//             },
+//             CallerText{text, textSize}, CallerText{error, errorSize}, CallerNumber{number});
 //     }
 #pragma once
 
 #include <cstdint>
 #include <exception>
+#include <tuple>
 #include <utility>
 
 #include "base/QncList.h"
@@ -51,10 +46,14 @@ void ZeroBuffer(char* buffer, std::uint32_t size);
 // cut to size - 1 characters. A null buffer or a size of 0 is not written.
 void CopyToBuffer(const char* text, char* buffer, std::uint32_t size);
 
+struct CallerText;
+struct CallerNumber;
+
 // One caller text buffer: zeroed when constructed, filled from Text() by CopyOut().
 class TextOut {
   public:
     TextOut(char* buffer, std::uint32_t size) : buffer_(buffer), size_(size) { ZeroBuffer(buffer_, size_); }
+    explicit TextOut(const CallerText& spec);
     TextOut(const TextOut&) = delete;
     TextOut& operator=(const TextOut&) = delete;
 
@@ -77,6 +76,7 @@ class NumberOut {
         : target_(target != nullptr ? target : &scratch_) {
         if (initial == kZero) *target_ = 0;
     }
+    explicit NumberOut(const CallerNumber& spec);
     NumberOut(const NumberOut&) = delete;
     NumberOut& operator=(const NumberOut&) = delete;
 
@@ -85,6 +85,39 @@ class NumberOut {
   private:
     std::uint32_t scratch_ = 0;
     std::uint32_t* target_;
+};
+
+// What a check export hands its check: one caller text buffer, or one caller number (reset to 0 unless the
+// check is to see the caller's value).
+struct CallerText {
+    char* buffer;
+    std::uint32_t size;
+};
+struct CallerNumber {
+    std::uint32_t* target;
+    NumberOut::Initial initial = NumberOut::kZero;
+};
+
+inline CQncString& CheckArgument(TextOut& out) {
+    return out.Text();
+}
+inline std::uint32_t& CheckArgument(NumberOut& out) {
+    return out.Value();
+}
+inline void CopyBack(const TextOut& out) {
+    out.CopyOut();
+}
+inline void CopyBack(const NumberOut&) {}
+
+template <typename Spec>
+struct OutputFor;
+template <>
+struct OutputFor<CallerText> {
+    using Type = TextOut;
+};
+template <>
+struct OutputFor<CallerNumber> {
+    using Type = NumberOut;
 };
 
 // Runs an export's body; a C++ exception never leaves the module: it ends in kExportFailure.
@@ -104,6 +137,40 @@ void GuardVoidExport(Body&& body) noexcept {
         std::forward<Body>(body)();
     } catch (...) {
     }
+}
+
+inline TextOut::TextOut(const CallerText& spec) : TextOut(spec.buffer, spec.size) {}
+inline NumberOut::NumberOut(const CallerNumber& spec) : NumberOut(spec.target, spec.initial) {}
+
+// The body of every check export. The caller's outputs are reset first (texts zeroed, numbers as
+// CallerNumber says); a null handle then ends in kExportFailure with nothing more written. Otherwise
+// `check(module, outputs...)` runs with each output as the check's CQncString& or uint32_t&, every text is
+// copied back in the order given, and the check's status is returned.
+template <typename Check, typename... Specs>
+std::uint32_t RunCheckExport(QNSNWSM_HANDLE handle, Check&& check, Specs... specs) noexcept {
+    return GuardExport([&]() -> std::uint32_t {
+        std::tuple<typename OutputFor<Specs>::Type...> outputs(specs...);
+        CQnWSMan* module = ModuleFromHandle(handle);
+        if (module == nullptr) return kExportFailure;
+        const int result =
+            std::apply([&](auto&... output) { return check(*module, CheckArgument(output)...); }, outputs);
+        std::apply([](const auto&... output) { (CopyBack(output), ...); }, outputs);
+        return ExportResult(result);
+    });
+}
+
+// The body of an export whose check joins its own list into one text, without a limit; the copy cuts the
+// text to the caller's buffer.
+inline std::uint32_t RunJoinedListExport(QNSNWSM_HANDLE handle, char* list, std::uint32_t listSize,
+                                         char* error, std::uint32_t errorSize,
+                                         int (CQnWSMan::*check)(CQncString& list,
+                                                                CQncString& error)) noexcept {
+    return RunCheckExport(
+        handle,
+        [check](CQnWSMan& module, CQncString& listText, CQncString& errorText) {
+            return (module.*check)(listText, errorText);
+        },
+        CallerText{list, listSize}, CallerText{error, errorSize});
 }
 
 // The list exports' join: "||" counted as two characters, no alternative separator, sorted without regard

@@ -4,15 +4,14 @@
 #include "base/QncText.h"
 #include "checks/CheckText.h"
 #include "engine/CQnWSMan.h"
+#include "engine/TraceText.h"
 #include "parsing/CSnWinrmNode.h"
 
 using qn::checks::ResultWord;
+using qn::engine::TraceText;
 
 namespace {
 
-const char* OrNull(const char* text) {
-    return text != nullptr ? text : "(null)";
-}
 bool IsBlank(const char* text) {
     return text == nullptr || *text == '\0';
 }
@@ -28,8 +27,8 @@ int CQnWSMan::WinRMGetWmiCounterData(const char* className, const char* instance
     value = "";
     error = "";
     isNumeric = 0;
-    Trace(kTraceToFile, "Calling %s (%s, %s, %s).\n", kMethod, OrNull(className), OrNull(instanceName),
-          OrNull(counterName));
+    Trace(kTraceToFile, "Calling %s (%s, %s, %s).\n", kMethod, TraceText(className), TraceText(instanceName),
+          TraceText(counterName));
 
     const int status = ReadCounter(className, instanceName, counterName, isNumeric, value, error);
     Trace(kTraceToFile, "%s %s.\n", kMethod, ResultWord(status));
@@ -124,7 +123,7 @@ int CQnWSMan::WinRMCollectInstances(const char* className, CQncListString& insta
     qn::checks::UniqueNames uniqueInstanceList(instanceList);
     error = "";
     // Kept on purpose: the class stands before the method name in this line.
-    Trace(kTraceToFile, "Calling %s (%s).\n", OrNull(className), kMethod);
+    Trace(kTraceToFile, "Calling %s (%s).\n", TraceText(className), kMethod);
 
     int status = -1;
     ItemList items;

@@ -2,11 +2,13 @@
 #include "base/QncText.h"
 #include "checks/CheckText.h"
 #include "engine/CQnWSMan.h"
+#include "engine/TraceText.h"
 #include "parsing/CSnWinrmNode.h"
 #include "platform/Clock.h"
 
 using qn::checks::ParseInt32;
 using qn::checks::ResultWord;
+using qn::engine::TraceText;
 
 namespace {
 
@@ -41,8 +43,7 @@ int CQnWSMan::GetNumLogicalCpus(std::uint32_t& count, CQncString& error) {
 int CQnWSMan::GetCpuUsage(const char* cpuName, std::uint32_t& usage, CQncString& error) {
     usage = 0;
     error = "";
-    Trace(kTraceToFile, "%s called for CPU [%s]...\n", "CQnWSMan::GetCpuUsage",
-          cpuName != nullptr ? cpuName : "(null)");
+    Trace(kTraceToFile, "%s called for CPU [%s]...\n", "CQnWSMan::GetCpuUsage", TraceText(cpuName));
 
     int status = -1;
     ItemList items;
@@ -56,7 +57,7 @@ int CQnWSMan::GetCpuUsage(const char* cpuName, std::uint32_t& usage, CQncString&
             }
             if (QncStricmp(name.GetText(), cpuName) != 0) {
                 Trace(kTraceToFile, "Counter [%s] not found (yet) (found:[%s]), continue...\n",
-                      cpuName != nullptr ? cpuName : "(null)", name.GetText());
+                      TraceText(cpuName), name.GetText());
                 continue;
             }
             Trace(kTraceToFile, "Counter [%s] found.\n", name.GetText());
@@ -107,6 +108,6 @@ int CQnWSMan::WinRMGetCpuUsage(const char* cpuName, std::uint32_t sleepMs, std::
         usage = static_cast<std::uint32_t>(sum / samples);
     }
     Trace(kTraceToFile, "%s, result:[%s], error:[%s], CPU:[%s].\n", "CQnWSMan::WinRMGetCpuUsage",
-          ResultWord(status), error.GetText(), cpuName != nullptr ? cpuName : "(null)");
+          ResultWord(status), error.GetText(), TraceText(cpuName));
     return status;
 }

@@ -5,10 +5,12 @@
 #include "base/QncText.h"
 #include "checks/CheckText.h"
 #include "engine/CQnWSMan.h"
+#include "engine/TraceText.h"
 #include "parsing/CSnWinrmNode.h"
 
 using qn::checks::ParseInt32;
 using qn::checks::ResultWord;
+using qn::engine::TraceText;
 
 namespace {
 
@@ -147,7 +149,7 @@ int CQnWSMan::WinRMGetMsMqList(CQncString& queueList, CQncString& error) {
 int CQnWSMan::WinRMGetMsMqLength(const char* queueName, std::uint32_t& queueFound,
                                  std::uint32_t& messageCount, std::uint32_t& kilobytes, CQncString& error) {
     constexpr const char* kMethod = "CQnWSMan::WinRMGetMsMqLength";
-    Trace(kTraceToFile, "%s [%s] called...\n", kMethod, queueName != nullptr ? queueName : "(null)");
+    Trace(kTraceToFile, "%s [%s] called...\n", kMethod, TraceText(queueName));
     queueFound = messageCount = kilobytes = 0;
     error = "";
 

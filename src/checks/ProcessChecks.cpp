@@ -12,12 +12,14 @@
 #include "checks/CWmiProcessList.h"
 #include "checks/CheckText.h"
 #include "engine/CQnWSMan.h"
+#include "engine/TraceText.h"
 #include "parsing/CSnWinrmNode.h"
 #include "platform/Clock.h"
 
 using qn::checks::ParseInt32;
 using qn::checks::ParseInt64;
 using qn::checks::ResultWord;
+using qn::engine::TraceText;
 
 namespace {
 
@@ -113,8 +115,7 @@ int CQnWSMan::WinRMGetProcessList(CQncString& list, CQncString& error) {
 int CQnWSMan::WinRMGetProcessState(const char* processName, std::uint32_t& running, CQncString& error) {
     error = "";
     running = 0;
-    Trace(kTraceToFile, "Calling WinRMGetProcessState (%s)...\n",
-          processName != nullptr ? processName : "(null)");
+    Trace(kTraceToFile, "Calling WinRMGetProcessState (%s)...\n", TraceText(processName));
 
     int status = -1;
     ItemList items;
@@ -138,8 +139,8 @@ int CQnWSMan::WinRMGetProcessState(const char* processName, std::uint32_t& runni
             if (running == 0) {
                 error = "Process not found";
             }
-            Trace(kTraceToFile, "Process [%s] is running: %s\n",
-                  processName != nullptr ? processName : "(null)", running != 0 ? "yes" : "no");
+            Trace(kTraceToFile, "Process [%s] is running: %s\n", TraceText(processName),
+                  running != 0 ? "yes" : "no");
         }
     }
     Trace(kTraceToFile, "WinRMGetProcessState %s.\n", ResultWord(status));
@@ -247,7 +248,7 @@ int CQnWSMan::WinRMGetProcessCpuMemHandles(const char* processName, const char* 
                                            std::uint32_t& cpuUsage, std::uint32_t& memoryMB,
                                            std::uint32_t& handles, CQncString& error) {
     constexpr const char* kMethod = "CQnWSMan::WinRMGetProcessCpuMemHandles";
-    Trace(kTraceToFile, "Calling %s (%s)...\n", kMethod, processName != nullptr ? processName : "(null)");
+    Trace(kTraceToFile, "Calling %s (%s)...\n", kMethod, TraceText(processName));
     processId = cpuUsage = memoryMB = handles = 0xFFFFFFFFu;
     instanceName = "";
     error = "";

@@ -3,21 +3,19 @@
 #include "base/QncText.h"
 #include "checks/CheckText.h"
 #include "engine/CQnWSMan.h"
+#include "engine/TraceText.h"
 #include "parsing/CSnWinrmNode.h"
 #include "platform/Clock.h"
 
 using qn::checks::ParseInt32;
 using qn::checks::ResultWord;
+using qn::engine::TraceText;
 
 namespace {
 
 // How long a restart waits for the service to report itself stopped before it starts it again.
 constexpr std::uint32_t kStopWaitMs = 20000;
 constexpr std::uint32_t kStopPollMs = 1000;
-
-const char* OrNull(const char* text) {
-    return text != nullptr ? text : "(null)";
-}
 
 }  // namespace
 
@@ -56,7 +54,7 @@ int CQnWSMan::WinRMGetServiceState(const char* serviceName, CQncString& name, CQ
                                    CQncString& error) {
     constexpr const char* kMethod = "CQnWSMan::WinRMGetServiceState";
     error = "";
-    Trace(kTraceToFile, "%s [%s] called...\n", kMethod, OrNull(serviceName));
+    Trace(kTraceToFile, "%s [%s] called...\n", kMethod, TraceText(serviceName));
     installed = 0;
     name = displayName = state = startMode = "";
 
@@ -111,7 +109,7 @@ int CQnWSMan::WinRMGetServiceState(const char* serviceName, CQncString& name, CQ
 
 int CQnWSMan::WinRMRestartService(const char* serviceName, CQncString& error) {
     constexpr const char* kMethod = "CQnWSMan::WinRMRestartService";
-    Trace(kTraceToFile, "Calling %s (%s).\n", kMethod, OrNull(serviceName));
+    Trace(kTraceToFile, "Calling %s (%s).\n", kMethod, TraceText(serviceName));
 
     const int status = RestartService(serviceName, error);
     Trace(kTraceToFile, "%s %s.\n", kMethod, ResultWord(status));
@@ -126,7 +124,7 @@ int CQnWSMan::RestartService(const char* serviceName, CQncString& error) {
     std::uint32_t installed = 0;
     if (WinRMGetServiceState(serviceName, name, displayName, installed, state, startMode, error) != 0) {
         Trace(kTraceToFile, "WinRMGetServiceState failed. Unable to retrieve current process state (%s).\n",
-              OrNull(serviceName));
+              TraceText(serviceName));
         return -1;
     }
     if (installed == 0) {
@@ -221,7 +219,7 @@ int CQnWSMan::WinRMGetPrinterState(const char* printerName, std::uint32_t& found
                                    std::uint32_t& detectedErrorState, std::uint32_t& printerStatus,
                                    CQncString& error) {
     error = "";
-    Trace(kTraceToFile, "Calling WinRMGetPrinterState (%s)...\n", OrNull(printerName));
+    Trace(kTraceToFile, "Calling WinRMGetPrinterState (%s)...\n", TraceText(printerName));
     found = availability = detectedErrorState = printerStatus = 0;
 
     int status = -1;

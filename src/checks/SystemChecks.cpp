@@ -4,12 +4,14 @@
 #include "base/QncErrors.h"
 #include "checks/CheckText.h"
 #include "engine/CQnWSMan.h"
+#include "engine/TraceText.h"
 #include "parsing/CSnWinrmNode.h"
 
 using qn::checks::AppendBracketed;
 using qn::checks::BytesToMiB;
 using qn::checks::ParseInt64;
 using qn::checks::ResultWord;
+using qn::engine::TraceText;
 
 void CQnWSMan::UseStylesheet(const char* fileName) {
     if (nodeParser) {
@@ -120,8 +122,7 @@ int CQnWSMan::WinRMGetLogicalDiskSpace(const char* driveName, std::uint32_t& dri
                                        CQncString& error) {
     error = "";
     driveFound = freeMB = usedMB = sizeMB = 0;
-    Trace(kTraceToFile, "Calling WinRMGetLogicalDiskSpace (%s)...\n",
-          driveName != nullptr ? driveName : "(null)");
+    Trace(kTraceToFile, "Calling WinRMGetLogicalDiskSpace (%s)...\n", TraceText(driveName));
 
     // "C" asks for "C:"; the comparison itself is byte for byte.
     CQncString wanted(driveName);

@@ -1,8 +1,7 @@
-// Exports that hand a name list to their check and join it under the caller's buffer size: accounts,
-// groups, group members, and the schema browsing (classes, instances, properties).
+// Exports of the account checks: user accounts, groups and a group's members.
 #include "api/ExportSupport.h"
 
-using qn::api::RunListExport;
+using namespace qn::api;
 
 extern "C" {
 
@@ -29,30 +28,6 @@ QNSNWSM_API uint32_t WSManGetWinGroupMemberList(QNSNWSM_HANDLE handle, const cha
     return RunListExport(handle, list, listSize, error, errorSize,
                          [&](CQnWSMan& module, CQncListString& names, CQncString& errorText) {
                              return module.WinRMGetWinGroupMemberList(groupName, domain, names, errorText);
-                         });
-}
-
-QNSNWSM_API uint32_t WSManCollectClasses(QNSNWSM_HANDLE handle, char* list, uint32_t listSize, char* error,
-                                         uint32_t errorSize) {
-    return RunListExport(handle, list, listSize, error, errorSize,
-                         [](CQnWSMan& module, CQncListString& names, CQncString& errorText) {
-                             return module.WinRMCollectClasses(names, errorText);
-                         });
-}
-
-QNSNWSM_API uint32_t WSManCollectInstances(QNSNWSM_HANDLE handle, const char* className, char* list,
-                                           uint32_t listSize, char* error, uint32_t errorSize) {
-    return RunListExport(handle, list, listSize, error, errorSize,
-                         [&](CQnWSMan& module, CQncListString& names, CQncString& errorText) {
-                             return module.WinRMCollectInstances(className, names, errorText);
-                         });
-}
-
-QNSNWSM_API uint32_t WSManCollectProperties(QNSNWSM_HANDLE handle, const char* className, char* list,
-                                            uint32_t listSize, char* error, uint32_t errorSize) {
-    return RunListExport(handle, list, listSize, error, errorSize,
-                         [&](CQnWSMan& module, CQncListString& names, CQncString& errorText) {
-                             return module.WinRMCollectProperties(className, names, errorText);
                          });
 }
 
