@@ -88,7 +88,7 @@ void ApplyWithLibxslt(benchmark::State& state) {
     auto style = qn::platform::posix::CompileStylesheet(*sheet);
     std::string output;
     for (auto _ : state) {
-        auto item = qn::platform::wsman::xml::ParseUntrusted(OneItem());
+        auto item = wsman::xml::ParseUntrusted(OneItem());
         if (!qn::platform::posix::ApplyStylesheet(*style, *item, output)) state.SkipWithError("apply failed");
     }
 }

@@ -14,7 +14,7 @@ results=$here/results.md
 jobs=${QNBENCH_JOBS:-2}
 
 cmake -S "$source_dir" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DQNSNWSM_BUILD_BENCH=ON >/dev/null
-cmake --build "$build" --target bench_roundtrips bench_items bench_parser bench_scale bench_peer -j"$jobs"
+cmake --build "$build" --target bench_roundtrips bench_items bench_parser bench_replypath bench_scale bench_peer -j"$jobs"
 
 cpu_model=$(grep -m1 'model name' /proc/cpuinfo | sed 's/.*: //')
 tmp=$(mktemp)
@@ -34,6 +34,12 @@ trap 'rm -f "$tmp"' EXIT
     echo
     echo '```'
     "$build/bench/bench_parser" --benchmark_min_time=0.5 2>/dev/null
+    echo '```'
+    echo
+    echo "## The reply path per item, and its floor (no network)"
+    echo
+    echo '```'
+    "$build/bench/bench_replypath" --benchmark_min_time=0.5 2>/dev/null
     echo '```'
     "$build/bench/bench_scale"
     "$build/bench/bench_peer"

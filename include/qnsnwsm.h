@@ -112,6 +112,12 @@ QNSNWSM_API void WSManDisconnectComputer(QNSNWSM_HANDLE handle);
  *    leave it empty. Outputs filled before the failure keep their values.
  *  - Lists of names are joined with "||"; entries made of several fields join them with ";;". A list that
  *    does not fit is cut at the buffer size (the six list functions at the last whole entry).
+ *  - The separators are not escaped: a value that contains ";;" or "||" (a service's display name, a user's
+ *    full name, anything the monitored computer reports) splits into extra fields or extra entries when the
+ *    list is split, so "A;;B||C;;D" as one display name reads as two services. Split lists for display
+ *    only. Never take a security or health decision on the entries or on their count: ask the function for
+ *    the one thing by name instead (WSManGetServiceState, WSManGetProcessState, ...), whose numeric outputs
+ *    cannot be forged that way, and compare whole names, not pieces.
  */
 
 /*

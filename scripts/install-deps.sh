@@ -5,8 +5,8 @@ packages=(
   build-essential cmake ninja-build pkg-config git
   libcurl4-openssl-dev libssl-dev libxml2-dev libxslt1-dev
   libkrb5-dev gss-ntlmssp gss-ntlmssp-dev krb5-user krb5-kdc krb5-admin-server
-  libmicrohttpd-dev libgnutls28-dev nlohmann-json3-dev
-  libgtest-dev libgmock-dev libbenchmark-dev
+  libmicrohttpd-dev libgnutls28-dev nlohmann-json3-dev libyaml-cpp-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev
   python3 python3-winrm python3-ntlm-auth python3-requests-ntlm
   clang libclang-rt-14-dev valgrind openssl scdoc
 )

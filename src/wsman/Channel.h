@@ -4,6 +4,7 @@
 // TLS checks, re-authentication after a lost connection) happens inside.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -32,6 +33,10 @@ struct ChannelSettings {
     long requestTimeoutMarginMs = 15000;  // covers the network around the server's own operation timeout
 };
 
+// What a session keeps of its reply buffers between checks: small replies then need no fresh memory (and no
+// page faults), while an idle session holds no half-megabyte enumeration reply.
+inline constexpr std::size_t kKeptReplyCapacity = 16 * 1024;
+
 struct Exchange {
     long httpStatus = 0;      // 200, or 500 with a SOAP fault in `body`
     std::string contentType;  // of the (unsealed) body
@@ -47,11 +52,14 @@ class Channel {
     // table is in wsman/core/ErrorCodes.h).
     // A 500 is handed up (return 0) only when its body is XML, so the SOAP layer parses the fault; a
     // 500 with an empty or non-XML body returns 0x80338170 (ERROR_WSMAN_HTTP_STATUS_SERVER_ERROR).
-    // A 200 with an empty body returns 0 with an empty `out.body`.
+    // A 200 with an empty body returns 0 with an empty `out.body`. `out.body` keeps its capacity.
     // A sealed body is never resent: a failure after sending one drops the connection and its context.
     virtual HResult Send(const std::string& envelope, Exchange& out) = 0;
     // A short English text for the last failure (for traces; never contains the password).
     virtual std::string LastErrorDetail() const = 0;
+    // Reply buffers are kept from one Send to the next (an enumeration's replies reuse them); this gives
+    // back those larger than kKeptReplyCapacity when no reply follows soon.
+    virtual void ReleaseBuffers() {}
 };
 
 std::unique_ptr<Channel> CreateChannel(const ChannelSettings& settings);

@@ -73,7 +73,15 @@ HResult SessionChannel::FailTransfer(const http::HttpResponse& response) {
     if (response.pinMismatch) {
         return Fail(kSecureFailure, "the server certificate does not match the pinned SHA-256 fingerprint");
     }
+    if (response.caFileUnusable) {
+        return Fail(kCaFileUnusable, "the TrustedCAFile " + settings_.caFile +
+                                         " does not exist, cannot be read or holds no certificate");
+    }
     return Fail(http::HResultForTransferFailure(response), response.failureText);
+}
+
+void SessionChannel::ReleaseBuffers() {
+    connection_.ReleaseReplyBuffer();
 }
 
 void SessionChannel::DropSession() {
@@ -82,7 +90,10 @@ void SessionChannel::DropSession() {
 }
 
 HResult SessionChannel::Send(const std::string& envelope, Exchange& out) {
-    out = Exchange{};
+    // The body keeps its capacity: replies of one enumeration come into the same buffer.
+    out.httpStatus = 0;
+    out.contentType.clear();
+    out.body.clear();
     lastError_.clear();
     if (!endpoint_) {
         return Fail(kUnspecifiedFailure, "not an http or https URL: " + settings_.url);
@@ -110,7 +121,7 @@ HResult SessionChannel::SendBasic(const std::string& envelope, Exchange& out) {
     }
     const std::string authorization =
         "Authorization: Basic " + security::EncodeBase64(settings_.userName + ":" + settings_.password);
-    const http::HttpResponse response = connection_.Post(
+    http::HttpResponse& response = connection_.Post(
         {authorization, std::string("Content-Type: ") + security::kSoapContentType}, envelope);
     if (response.result != CURLE_OK) {
         return FailTransfer(response);
@@ -131,7 +142,7 @@ HResult SessionChannel::SendSealed(const std::string& envelope, Exchange& out) {
         DropSession();
         return Fail(kUnspecifiedFailure, "cannot seal the message: " + error);
     }
-    const http::HttpResponse response =
+    http::HttpResponse& response =
         connection_.Post({std::string("Content-Type: ") + security::kEncryptedContentType}, body);
     if (response.result != CURLE_OK) {
         return FailTransfer(response);
@@ -153,7 +164,7 @@ HResult SessionChannel::SendOverTls(const std::string& envelope, Exchange& out) 
         if (const HResult code = EnsureAuthenticated(); code != 0) {
             return code;
         }
-        const http::HttpResponse response =
+        http::HttpResponse& response =
             connection_.Post({std::string("Content-Type: ") + security::kSoapContentType}, envelope);
         if (response.result != CURLE_OK) {
             return FailTransfer(response);
@@ -209,7 +220,7 @@ HResult SessionChannel::AuthenticateOnce() {
     if (endpoint_->https) {
         // An anonymous probe opens the TLS connection, so the certificate is known (and checked)
         // before any token leaves, and shows what the server offers.
-        const http::HttpResponse probe = connection_.Post({}, {});
+        const http::HttpResponse& probe = connection_.Post({}, {});
         if (probe.result != CURLE_OK) {
             return FailTransfer(probe);
         }
@@ -261,7 +272,7 @@ HResult SessionChannel::RunHandshake(const std::string& channelBinding) {
         if (step.outputToken.empty()) {
             return Fail(kUnspecifiedFailure, "the security package produced no token for the server");
         }
-        const http::HttpResponse response =
+        http::HttpResponse& response =
             connection_.Post({"Authorization: Negotiate " + security::EncodeBase64(step.outputToken)}, {});
         if (response.result != CURLE_OK) {
             return FailTransfer(response);
@@ -300,7 +311,7 @@ HResult SessionChannel::RunHandshake(const std::string& channelBinding) {
     return 0;
 }
 
-HResult SessionChannel::ReadReply(const http::HttpResponse& response, Exchange& out) {
+HResult SessionChannel::ReadReply(http::HttpResponse& response, Exchange& out) {
     const long status = response.status;
     if (status != 200 && status != 500) {
         DropSession();  // whether the server consumed the sealed message is unknown
@@ -331,7 +342,7 @@ HResult SessionChannel::ReadReply(const http::HttpResponse& response, Exchange& 
         if (status == 500 && !LooksLikeXml(response)) {
             return Fail(kHttpServerError, "HTTP 500 without a SOAP fault");
         }
-        out.body = response.body;
+        out.body.assign(response.body);
         out.contentType = response.contentType;
     }
     out.httpStatus = status;

@@ -21,6 +21,7 @@ class SessionChannel final : public Channel {
 
     HResult Send(const std::string& envelope, Exchange& out) override;
     std::string LastErrorDetail() const override { return lastError_; }
+    void ReleaseBuffers() override;
 
   private:
     bool UsesGss() const { return settings_.scheme != AuthScheme::Basic; }
@@ -34,7 +35,7 @@ class SessionChannel final : public Channel {
     HResult Authenticate();
     HResult AuthenticateOnce();
     HResult RunHandshake(const std::string& channelBinding);
-    HResult ReadReply(const http::HttpResponse& response, Exchange& out);
+    HResult ReadReply(http::HttpResponse& response, Exchange& out);
     HResult Fail(HResult code, std::string detail);
     HResult FailTransfer(const http::HttpResponse& response);
     void DropSession();

@@ -2,6 +2,7 @@
 // expired. The client trusts the test CA through TrustedCAFile; each refusal is followed by a connect of the
 // same handle to a good certificate. (A certificate for another name: tests/unit/wsman_transport.)
 #include <gtest/gtest.h>
+#include <openssl/evp.h>
 
 #include <string>
 
@@ -37,6 +38,36 @@ TEST(TlsFaultTest, UntrustedAndExpiredCertificatesAreRefusedAndTheHandleConnects
         ASSERT_EQ(bench.ConnectToSim(), QNSNWSM_OK) << bench.ErrorText();
         EXPECT_TRUE(bench.ReadsTheComputer()) << bench.ErrorText();
     }
+}
+
+std::string Sha256Hex(const std::string& der) {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int size = 0;
+    EVP_Digest(der.data(), der.size(), digest, &size, EVP_sha256(), nullptr);
+    std::string hex;
+    for (unsigned int i = 0; i < size; ++i)
+        hex += "0123456789abcdef"[digest[i] >> 4], hex += "0123456789abcdef"[digest[i] & 15];
+    return hex;
+}
+
+// WinRM's own HTTPS listener has a self-signed certificate: pinned, it is trusted on its own, under any name.
+// A CA file that is not there says so, not "handshake failed".
+TEST(TlsFaultTest, APinnedCertificateNeedsNothingElseAndAMissingCaFileIsNamed) {
+    ScratchFolder folder;
+    const auto self =
+        MakeCertificate(folder, "self", {"winrm-listener", "DNS:winrm-listener", -kDay, 30 * kDay, true});
+    const SimSetup https{.https = true, .certFile = self.certificateFile, .keyFile = self.keyFile};
+
+    Bench pinned(Transport::BasicOverHttp, "CertificateThumbprintSHA256=" + Sha256Hex(self.der) + "\n");
+    ASSERT_TRUE(pinned.StartSim(https)) << pinned.SimError();
+    ASSERT_EQ(pinned.ConnectToSim(), QNSNWSM_OK) << pinned.ErrorText();
+    EXPECT_TRUE(pinned.ReadsTheComputer()) << pinned.ErrorText();
+
+    Bench missing(Transport::BasicOverHttp, "TrustedCAFile=" + folder.File("no-such-ca.pem") + "\n");
+    ASSERT_TRUE(missing.StartSim(https)) << missing.SimError();
+    EXPECT_EQ(missing.ConnectToSim(), QNSNWSM_FAILURE);
+    const std::string text = missing.ErrorText();
+    EXPECT_EQ(text.rfind(WinrmErrorText(0x80338192) + ": The TrustedCAFile", 0), 0u) << text;
 }
 
 }  // namespace

@@ -24,6 +24,7 @@ struct CheckResult {
     // Tabular part, for the list exports: column names and one row per entry.
     std::vector<std::string> columns;
     std::vector<std::vector<std::string>> rows;
+    std::size_t irregularRows = 0;  // entries whose field count was not the columns' (see SplitRows)
 
     // An export can return 0 and still leave an error text (a list it could not build): not a success.
     bool Succeeded() const { return code == 0 && error.empty(); }
@@ -35,6 +36,21 @@ struct CheckResult {
     }
     void AddFlag(std::string name, std::uint32_t value) {
         fields.push_back({std::move(name), Field::Kind::Flag, {}, value});
+    }
+
+    // A field by name; nullptr when the result has none of that name.
+    const Field* Find(const std::string& name) const {
+        for (const Field& field : fields)
+            if (field.name == name) return &field;
+        return nullptr;
+    }
+    std::uint32_t NumberOf(const std::string& name) const {
+        const Field* field = Find(name);
+        return field != nullptr ? field->number : 0;
+    }
+    std::string TextOf(const std::string& name) const {
+        const Field* field = Find(name);
+        return field != nullptr ? field->text : std::string();
     }
 };
 

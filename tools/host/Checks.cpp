@@ -31,7 +31,7 @@ CheckResult Begin(const char* command, std::uint32_t code, const Buffer& error) 
 }
 
 void AddRows(CheckResult& result, std::vector<std::string> columns, const std::string& joined) {
-    result.rows = SplitRows(joined, columns.size());
+    result.rows = SplitRows(joined, columns.size(), &result.irregularRows);
     result.columns = std::move(columns);
 }
 

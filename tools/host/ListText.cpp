@@ -17,10 +17,13 @@ std::vector<std::string> SplitText(std::string_view text, std::string_view separ
     }
 }
 
-std::vector<std::vector<std::string>> SplitRows(std::string_view text, std::size_t columns) {
+std::vector<std::vector<std::string>> SplitRows(std::string_view text, std::size_t columns,
+                                                std::size_t* irregular) {
     std::vector<std::vector<std::string>> rows;
+    if (irregular != nullptr) *irregular = 0;
     for (const std::string& entry : SplitText(text, "||")) {
         std::vector<std::string> row = SplitText(entry, ";;");
+        if (irregular != nullptr && row.size() != columns) ++*irregular;
         if (row.empty()) row.emplace_back();
         if (row.size() < columns) row.resize(columns);
         rows.push_back(std::move(row));

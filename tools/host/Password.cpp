@@ -3,8 +3,10 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 
@@ -51,7 +53,14 @@ std::optional<std::string> ResolvePassword(const ConnectionOptions& options, std
     if (options.user.empty()) return std::string();
     if (!options.passwordFile.empty()) return ReadFirstLine(options.passwordFile, error);
     const std::string variable = options.passwordEnv.empty() ? kDefaultPasswordVariable : options.passwordEnv;
-    if (const char* value = std::getenv(variable.c_str()); value != nullptr) return std::string(value);
+    if (const char* value = std::getenv(variable.c_str()); value != nullptr) {
+        std::string password(value);
+        // Read once, then gone: unsetenv keeps it from child processes, and blanking the text in place
+        // keeps it out of /proc/<pid>/environ, which shows the environment block the process started with.
+        std::fill_n(const_cast<char*>(value), std::strlen(value), '\0');
+        unsetenv(variable.c_str());
+        return password;
+    }
     if (!options.passwordEnv.empty()) {
         error = "the environment variable " + options.passwordEnv + " is not set";
         return std::nullopt;

@@ -8,7 +8,8 @@
 
 namespace qnhost {
 
-// Returns the password, or nullopt with `error` set. An empty user name needs no password.
+// Returns the password, or nullopt with `error` set. An empty user name needs no password. A password taken
+// from the environment is removed from it (and blanked in the process's initial environment block).
 std::optional<std::string> ResolvePassword(const ConnectionOptions& options, std::string& error);
 
 }  // namespace qnhost

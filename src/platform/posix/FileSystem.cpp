@@ -1,7 +1,9 @@
 #include "platform/FileSystem.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <cctype>
 
@@ -42,9 +44,15 @@ UniqueFile OpenFile(const char* modulePath, const char* mode) {
 }
 
 UniqueFile OpenForAppending(const char* modulePath) {
+    if (modulePath == nullptr || *modulePath == '\0') return {};
     // O_APPEND|O_CREAT: the same as "wt" for a missing file and "at" for an existing one, without the
     // window between the test and the open in which a second creator would truncate the first one's lines.
-    return OpenFile(modulePath, "a");
+    // Traces name hosts, users and queries: a new file is the owner's alone; an existing one keeps its mode.
+    const int fd = open(MapModulePath(modulePath).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+    if (fd < 0) return {};
+    UniqueFile file(fdopen(fd, "a"));
+    if (!file) close(fd);
+    return file;
 }
 
 bool WriteWhole(std::FILE* file, std::string_view text) {

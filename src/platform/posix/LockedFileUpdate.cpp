@@ -100,6 +100,27 @@ FileOutcome ReplaceFile(const std::string& path, const std::string& content) {
     return FileOutcome::kOk;
 }
 
+// Locks the file itself, so that nothing is left beside it. A writer replaces the file by renaming a new
+// one over it, so a lock won on the old file may name a file that is gone: then lock the new one instead.
+// A missing file is created empty first (0644 as any new store; the umask may narrow it).
+FileOutcome LockCurrentFile(const std::string& path, int& lockedFd) {
+    for (;;) {
+        FileDescriptor candidate(open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0644));
+        if (!candidate.IsValid()) return OutcomeFromErrno(errno);
+        while (flock(candidate.Get(), LOCK_EX) != 0) {
+            if (errno != EINTR) return FileOutcome::kFailed;
+        }
+        struct stat locked {
+        }, current{};
+        if (fstat(candidate.Get(), &locked) != 0) return FileOutcome::kFailed;
+        if (stat(path.c_str(), &current) == 0 && current.st_dev == locked.st_dev &&
+            current.st_ino == locked.st_ino) {
+            lockedFd = candidate.Release();
+            return FileOutcome::kOk;
+        }
+    }
+}
+
 }  // namespace
 
 FileOutcome ReadWholeFile(const std::string& path, std::string& content) {
@@ -129,12 +150,9 @@ FileOutcome UpdateFileLocked(const std::string& path,
     if (access(folder.c_str(), F_OK) != 0) return FileOutcome::kPathNotFound;
     if (!CanReplaceFile(path)) return FileOutcome::kAccessDenied;
 
-    const std::string lockPath = path + ".lock";
-    FileDescriptor lock(open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
-    if (!lock.IsValid()) return OutcomeFromErrno(errno);
-    while (flock(lock.Get(), LOCK_EX) != 0) {
-        if (errno != EINTR) return FileOutcome::kFailed;
-    }
+    int lockedFd = -1;
+    if (const FileOutcome locked = LockCurrentFile(path, lockedFd); locked != FileOutcome::kOk) return locked;
+    const FileDescriptor lock(lockedFd);
 
     std::string content;
     const FileOutcome read = ReadWholeFile(path, content);

@@ -1,7 +1,7 @@
 // Reading and rewriting small text files that several processes share: a reader always sees a whole file
 // (writes go to a temporary file in the same folder that is renamed over the old one), and concurrent
-// writers never lose each other's changes (each holds an exclusive flock on "<file>.lock" while it re-reads,
-// modifies and replaces the file).
+// writers never lose each other's changes (each holds an exclusive flock on the file itself while it
+// re-reads, modifies and replaces it; no lock file is left behind).
 #pragma once
 
 #include <functional>

@@ -133,7 +133,7 @@ class PosixWsman final : public Wsman {
             auto channelSettings = wsman::client::MakeChannelSettings(
                 settings_, url->ToString(), hasUserName ? credentials->UserName() : std::string(),
                 hasUserName ? credentials->Password() : std::string());
-            const wsman::client::ConversationLimits limits{settings_.maxEnvelopeSize, settings_.maxElements};
+            const auto limits = wsman::client::MakeConversationLimits(settings_);
             session = std::make_unique<PosixSession>(std::make_unique<wsman::client::ClientSession>(
                 std::move(channelSettings), limits, &wsman::CreateChannel));
             return kOk;

@@ -20,13 +20,13 @@ HResult ClientSession::Enumerate(const std::string& resourceUri, const std::stri
     auto locator = soap::ParseResourceLocator(resourceUri);
     const auto header =
         conversation_->NewHeader(locator.resourceUri, ns::kActionEnumerate, std::move(locator.selectors));
+    const auto started = EnumerationStream::Clock::now();
     soap::CheckedReply reply;
     HResult result = conversation_->Call(
         header, soap::BuildEnumerateRequest(header, filter, dialect, conversation_->MaxElements()), reply);
-    soap::EnumerationBatch first;
-    if (result == 0) result = soap::ReadEnumerationBatch(reply.body, first);
     if (result != 0) return result;
-    stream = std::make_unique<EnumerationStream>(conversation_, locator.resourceUri, std::move(first));
+    stream = std::make_unique<EnumerationStream>(conversation_, locator.resourceUri, std::move(reply.batch),
+                                                 started);
     return 0;
 }
 

@@ -71,7 +71,18 @@ ClientSettings LoadClientSettings(const SettingLookup& lookup) {
     Apply(lookup, config::kOperationTimeoutMs, ParsePositive, settings.operationTimeoutMs);
     Apply(lookup, config::kRequestMarginMs, ParsePositive, settings.requestMarginMs);
     Apply(lookup, config::kBatchItems, ParsePositive, settings.maxElements);
+    Apply(lookup, config::kEnumerationTimeoutMs, ParsePositive, settings.enumeration.timeoutMs);
+    Apply(lookup, config::kEnumerationMaxBytes, ParsePositive, settings.enumeration.maxItemBytes);
+    Apply(lookup, config::kEnumerationMaxEmptyBatches, ParsePositive, settings.enumeration.maxEmptyBatches);
     return settings;
+}
+
+ConversationLimits MakeConversationLimits(const ClientSettings& settings) {
+    ConversationLimits limits;
+    limits.maxEnvelopeSize = settings.maxEnvelopeSize;
+    limits.maxElements = settings.maxElements;
+    limits.enumeration = settings.enumeration;
+    return limits;
 }
 
 long ProportionateMargin(long operationTimeoutMs) {

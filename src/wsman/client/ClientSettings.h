@@ -8,6 +8,7 @@
 #include <string>
 
 #include "wsman/Channel.h"
+#include "wsman/client/Conversation.h"
 
 namespace wsman::client {
 
@@ -26,7 +27,11 @@ struct ClientSettings {
     long maxElements =
         32000;  // items asked for per Enumerate/Pull; Windows stops earlier at the envelope size
     long maxEnvelopeSize = 512000;  // bytes; bounds the memory one response can take
+    EnumerationBounds enumeration;
 };
+
+// What the client's conversations may cost under these settings.
+ConversationLimits MakeConversationLimits(const ClientSettings& settings);
 
 // Reads one string value by name under config::kWinRMKey; nothing when it is absent.
 using SettingLookup = std::function<std::optional<std::string>(const std::string& valueName)>;

@@ -37,18 +37,26 @@ HResult Conversation::Call(const soap::RequestHeader& header, const std::string&
             return errors::kUnspecifiedFailure;
         }
     }
-    Exchange exchange;
-    if (const HResult sent = channel_->Send(envelope, exchange); sent != 0) {
+    if (const HResult sent = channel_->Send(envelope, exchange_); sent != 0) {
         lastErrorDetail_ = channel_->LastErrorDetail();
+        ReleaseBuffers();
         return sent;
     }
-    const HResult checked = soap::CheckReply(exchange, header.messageId, reply);
+    const HResult checked = soap::CheckReply(exchange_, header.messageId, header.action, reply);
     if (checked != 0) {
-        lastErrorDetail_ = !reply.faultMessage.empty()
-                               ? reply.faultMessage
-                               : "unexpected reply (HTTP " + std::to_string(exchange.httpStatus) + ")";
+        lastErrorDetail_ = !reply.faultMessage.empty() ? reply.faultMessage
+                           : !reply.problem.empty()
+                               ? reply.problem
+                               : "unexpected reply (HTTP " + std::to_string(exchange_.httpStatus) + ")";
     }
+    // Only a sequence that goes on is pulled again at once; a session between checks holds no reply.
+    if (checked != 0 || reply.batch.endOfSequence || reply.batch.context.empty()) ReleaseBuffers();
     return checked;
+}
+
+void Conversation::ReleaseBuffers() {
+    if (exchange_.body.capacity() > kKeptReplyCapacity) std::string().swap(exchange_.body);
+    channel_->ReleaseBuffers();
 }
 
 }  // namespace wsman::client

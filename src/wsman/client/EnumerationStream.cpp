@@ -9,12 +9,13 @@
 namespace wsman::client {
 
 EnumerationStream::EnumerationStream(std::shared_ptr<Conversation> conversation, std::string resourceUri,
-                                     soap::EnumerationBatch first)
+                                     soap::EnumerationBatch first, Clock::time_point started)
     : conversation_(std::move(conversation)),
       resourceUri_(std::move(resourceUri)),
-      context_(std::move(first.context)),
-      items_(std::move(first.items)),
-      endOfSequence_(first.endOfSequence) {}
+      deadline_(started + std::chrono::milliseconds(conversation_->Bounds().timeoutMs)) {
+    context_ = std::move(first.context);
+    Take(std::move(first));
+}
 
 EnumerationStream::~EnumerationStream() {
     Release();
@@ -29,26 +30,43 @@ void EnumerationStream::Release() {
     context_.clear();
 }
 
+HResult EnumerationStream::Stop(HResult code) {
+    failure_ = code;
+    items_.clear();
+    next_ = 0;
+    Release();  // now, not when the caller gets round to destroying us
+    return code;
+}
+
+HResult EnumerationStream::Take(soap::EnumerationBatch batch) {
+    const EnumerationBounds& bounds = conversation_->Bounds();
+    items_ = std::move(batch.items);
+    next_ = 0;
+    endOfSequence_ = batch.endOfSequence;
+    for (const std::string& item : items_) itemBytes_ += item.size();
+    if (itemBytes_ > bounds.maxItemBytes) return Stop(errors::kBatchComplete);
+    emptyBatchesInARow_ = items_.empty() && !endOfSequence_ ? emptyBatchesInARow_ + 1 : 0;
+    if (emptyBatchesInARow_ > bounds.maxEmptyBatches) return Stop(errors::kResponseNoResults);
+    return 0;
+}
+
 HResult EnumerationStream::FillIfEmpty() {
     while (next_ == items_.size() && !endOfSequence_) {
         if (failure_ != 0) return failure_;
+        if (Clock::now() >= deadline_) return Stop(errors::kEnumerateTimedOut);
         const auto header = conversation_->NewHeader(resourceUri_, ns::kActionPull);
         soap::CheckedReply reply;
         HResult result = conversation_->Call(
             header, soap::BuildPullRequest(header, context_, conversation_->MaxElements()), reply);
-        soap::EnumerationBatch batch;
-        if (result == 0) result = soap::ReadEnumerationBatch(reply.body, batch);
         if (result != 0) {
             failure_ = result;
             return result;
         }
+        if (!reply.batch.context.empty()) context_ = std::move(reply.batch.context);
         // Drop the spent batch before taking the next one: only one response's items are ever held.
-        items_ = std::move(batch.items);
-        next_ = 0;
-        endOfSequence_ = batch.endOfSequence;
-        if (!batch.context.empty()) context_ = std::move(batch.context);
+        if (const HResult bound = Take(std::move(reply.batch)); bound != 0) return bound;
     }
-    return 0;
+    return failure_;
 }
 
 HResult EnumerationStream::AtEnd(bool& atEnd) {

@@ -1,8 +1,13 @@
 // The items of one enumeration, handed out one by one. It holds the items of one response at a time and
 // Pulls the next batch only when they are used up, so its memory is bounded by the envelope size however
 // many instances the query returns. Destroyed before the end, it Releases the server's context.
+//
+// A server that never ends the sequence cannot hold the caller: the enumeration stops (and Releases its
+// context at once) when it has run longer than its time bound, when the item text it handed out would pass
+// its byte bound (the caller keeps every item), or after too many empty batches in a row.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -15,14 +20,17 @@ namespace wsman::client {
 
 class EnumerationStream {
   public:
+    using Clock = std::chrono::steady_clock;
+
+    // `started`: when the Enumerate was sent; the time bound counts from there.
     EnumerationStream(std::shared_ptr<Conversation> conversation, std::string resourceUri,
-                      soap::EnumerationBatch first);
+                      soap::EnumerationBatch first, Clock::time_point started);
     ~EnumerationStream();
     EnumerationStream(const EnumerationStream&) = delete;
     EnumerationStream& operator=(const EnumerationStream&) = delete;
 
-    // atEnd := no item is left (Pulls as needed to find out). A failed Pull is reported, and repeated
-    // on every later call: the enumeration cannot go on.
+    // atEnd := no item is left (Pulls as needed to find out). A failed Pull or a crossed bound is
+    // reported, and repeated on every later call: the enumeration cannot go on.
     HResult AtEnd(bool& atEnd);
     // item := the next item's XML text; kEnumerationClosed past the end.
     HResult Read(std::string& item);
@@ -31,6 +39,9 @@ class EnumerationStream {
 
   private:
     HResult FillIfEmpty();
+    // Takes a batch's items and checks the byte and empty-batch bounds.
+    HResult Take(soap::EnumerationBatch batch);
+    HResult Stop(HResult code);
     void Release();
 
     std::shared_ptr<Conversation> conversation_;
@@ -40,6 +51,9 @@ class EnumerationStream {
     std::size_t next_ = 0;
     bool endOfSequence_ = false;
     HResult failure_ = 0;
+    Clock::time_point deadline_;
+    std::size_t itemBytes_ = 0;
+    long emptyBatchesInARow_ = 0;
 };
 
 }  // namespace wsman::client

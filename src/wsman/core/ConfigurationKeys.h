@@ -26,5 +26,8 @@ inline constexpr const char* kConnectTimeoutMs = "ConnectTimeoutMs";
 inline constexpr const char* kOperationTimeoutMs = "OperationTimeoutMs";
 inline constexpr const char* kRequestMarginMs = "RequestMarginMs";
 inline constexpr const char* kBatchItems = "BatchItems";
+inline constexpr const char* kEnumerationTimeoutMs = "EnumerationTimeoutMs";
+inline constexpr const char* kEnumerationMaxBytes = "EnumerationMaxBytes";
+inline constexpr const char* kEnumerationMaxEmptyBatches = "EnumerationMaxEmptyBatches";
 
 }  // namespace wsman::config

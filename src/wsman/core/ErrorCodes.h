@@ -7,7 +7,8 @@
 //                             sealed request (not resent)
 //   kNetworkTimedOut          host unreachable, connect or request timed out
 //   kSecureFailure            TLS: untrusted, expired, name or pin mismatch
-//   kSslConnectionAborted     TLS handshake failed, unreadable CA file
+//   kSslConnectionAborted     TLS handshake failed
+//   kCaFileUnusable           the TrustedCAFile is missing, unreadable or holds no certificate
 //   kEnvelopeTooLarge         reply larger than the envelope size asked for
 //   kAccessDenied             HTTP 401/403 after authenticating (wrong password, ...); the KDC refused user
 //   or
@@ -26,7 +27,10 @@
 //   kDecryptFailure           encrypted reply that does not unseal, or a 200 reply in clear on an encrypted
 //                             session
 //   kUnspecifiedFailure       internal failure (bad URL, no handle)
-// The SOAP layer's own codes follow them.
+// The SOAP layer's own codes follow them, and the codes of the bounds on one enumeration
+// (client/EnumerationStream.h): kEnumerateTimedOut (its time), kBatchComplete (its item text) and
+// kResponseNoResults (empty batches in a row). Windows' client returns none of these three for the module's
+// calls, so the module's error texts for them name the setting to raise.
 #pragma once
 
 #include "wsman/core/HResult.h"
@@ -39,6 +43,7 @@ inline constexpr HResult kDestinationUnreachable = ToHResult(0x80338012);  // ..
 inline constexpr HResult kNetworkTimedOut = ToHResult(0x80338126);         // ERROR_WSMAN_NETWORK_TIMEDOUT
 inline constexpr HResult kSecureFailure = ToHResult(0x80072F8F);           // ERROR_WINHTTP_SECURE_FAILURE
 inline constexpr HResult kSslConnectionAborted = ToHResult(0x803381BA);    // ..._SSL_CONNECTION_ABORTED
+inline constexpr HResult kCaFileUnusable = ToHResult(0x80338192);          // ERROR_WSMAN_FILE_NOT_PRESENT
 inline constexpr HResult kEnvelopeTooLarge = ToHResult(0x80338048);        // ERROR_WSMAN_ENVELOPE_TOO_LARGE
 inline constexpr HResult kAccessDenied = ToHResult(0x80070005);            // E_ACCESSDENIED
 inline constexpr HResult kHttpBadRequest = ToHResult(0x80338171);          // ..._HTTP_STATUS_BAD_REQUEST
@@ -59,6 +64,7 @@ inline constexpr HResult kUnspecifiedFailure = ToHResult(0x80004005);  // E_FAIL
 // SOAP replies, faults and the client's argument checks
 inline constexpr HResult kInternalError = ToHResult(0x8007054F);  // HRESULT_FROM_WIN32(ERROR_INTERNAL_ERROR)
 inline constexpr HResult kResourceNotFound = ToHResult(0x80338000);   // ERROR_WSMAN_RESOURCE_NOT_FOUND
+inline constexpr HResult kBatchComplete = ToHResult(0x80338004);      // ERROR_WSMAN_BATCH_COMPLETE
 inline constexpr HResult kEnumerationClosed = ToHResult(0x80338007);  // ERROR_WSMAN_ENUMERATION_CLOSED
 inline constexpr HResult kInvalidHeader = ToHResult(0x8033800F);   // ..._INVALID_MESSAGE_INFORMATION_HEADER
 inline constexpr HResult kMustUnderstand = ToHResult(0x80338010);  // ERROR_WSMAN_SOAP_FAULT_MUST_UNDERSTAND
@@ -84,10 +90,11 @@ inline constexpr HResult kQuotaLimit = ToHResult(0x8033803F);           // ERROR
 inline constexpr HResult kSchemaValidation = ToHResult(0x80338041);     // ERROR_WSMAN_SCHEMA_VALIDATION_ERROR
 inline constexpr HResult kInvalidXml = ToHResult(0x80338043);           // ERROR_WSMAN_INVALID_XML
 inline constexpr HResult kCredentialsFlagNeeded =
-    ToHResult(0x803380B3);                                         // ..._CLIENT_CREDENTIALS_FLAG_NEEDED
-inline constexpr HResult kBlankUri = ToHResult(0x803380BF);        // ERROR_WSMAN_CLIENT_BLANK_URI
-inline constexpr HResult kBlankInputXml = ToHResult(0x803380C1);   // ERROR_WSMAN_CLIENT_BLANK_INPUT_XML
-inline constexpr HResult kBlankActionUri = ToHResult(0x803380C4);  // ERROR_WSMAN_CLIENT_BLANK_ACTION_URI
+    ToHResult(0x803380B3);                                            // ..._CLIENT_CREDENTIALS_FLAG_NEEDED
+inline constexpr HResult kBlankUri = ToHResult(0x803380BF);           // ERROR_WSMAN_CLIENT_BLANK_URI
+inline constexpr HResult kBlankInputXml = ToHResult(0x803380C1);      // ERROR_WSMAN_CLIENT_BLANK_INPUT_XML
+inline constexpr HResult kBlankActionUri = ToHResult(0x803380C4);     // ERROR_WSMAN_CLIENT_BLANK_ACTION_URI
+inline constexpr HResult kResponseNoResults = ToHResult(0x803380EF);  // ERROR_WSMAN_RESPONSE_NO_RESULTS
 inline constexpr HResult kConnectionStringInvalid =
     ToHResult(0x803380D9);  // ERROR_WSMAN_CONNECTIONSTR_INVALID
 

@@ -1,7 +1,11 @@
 #include "wsman/core/UntrustedXml.h"
 
+#include <algorithm>
 #include <climits>
+#include <cstring>
 #include <mutex>
+
+#include "wsman/core/AttributeBound.h"
 
 namespace wsman::xml {
 
@@ -11,6 +15,19 @@ void DiscardGenericError(void*, const char*, ...) {}
 
 void RefuseDoctype(void* parserContext, const xmlChar*, const xmlChar*, const xmlChar*) {
     xmlStopParser(static_cast<xmlParserCtxt*>(parserContext));
+}
+
+struct ByteSource {
+    std::string_view text;
+    std::size_t at = 0;
+};
+
+int ReadBytes(void* context, char* buffer, int length) {
+    ByteSource& source = *static_cast<ByteSource*>(context);
+    const std::size_t count = std::min(static_cast<std::size_t>(length), source.text.size() - source.at);
+    std::memcpy(buffer, source.text.data() + source.at, count);
+    source.at += count;
+    return static_cast<int>(count);
 }
 
 ParserCtxtPtr NewGuardedContext() {
@@ -42,6 +59,7 @@ bool ReadsAsUtf8(std::string_view text) {
 DocPtr ParseUntrusted(std::string_view text, const char* fileUrl) {
     if (text.size() > static_cast<std::size_t>(INT_MAX)) return nullptr;
     if (fileUrl == nullptr && !ReadsAsUtf8(text)) return nullptr;
+    if (!AttributesWithinBound(text)) return nullptr;
     ParserCtxtPtr ctxt = NewGuardedContext();
     if (ctxt == nullptr) return nullptr;
     ThreadXmlErrorsSilenced silenced;
@@ -52,6 +70,43 @@ DocPtr ParseUntrusted(std::string_view text, const char* fileUrl) {
         return nullptr;
     }
     return doc;
+}
+
+UntrustedRead ReadUntrusted(std::string_view text, const xmlSAXHandler& handlers, void* user) {
+    if (text.size() > static_cast<std::size_t>(INT_MAX) || !ReadsAsUtf8(text)) return UntrustedRead::Refused;
+    if (!AttributesWithinBound(text)) return UntrustedRead::AttributeFlood;
+    EnsureXmlParserReady();
+    xmlSAXHandler sax{};
+    xmlSAXVersion(&sax, 2);  // libxml2's own handlers for the rest (predefined entities)
+    sax.serror = DiscardStructuredError;
+    sax.internalSubset = RefuseDoctype;
+    sax.externalSubset = RefuseDoctype;
+    sax.startDocument = nullptr;  // no document
+    sax.endDocument = nullptr;
+    sax.startElementNs = handlers.startElementNs;
+    sax.endElementNs = handlers.endElementNs;
+    sax.characters = handlers.characters;
+    sax.ignorableWhitespace = handlers.characters;
+    sax.cdataBlock = nullptr;
+    sax.comment = nullptr;
+    sax.processingInstruction = nullptr;
+    sax.reference = handlers.reference;
+    // The parser pulls the text through a window of its own that it keeps small, rather than copying a
+    // reply of half a megabyte into fresh memory first.
+    ByteSource source{text};
+    ParserCtxtPtr ctxt(
+        xmlCreateIOParserCtxt(&sax, nullptr, ReadBytes, nullptr, &source, XML_CHAR_ENCODING_NONE));
+    if (ctxt == nullptr) return UntrustedRead::Refused;
+    ctxt->_private = user;
+    xmlCtxtUseOptions(ctxt.get(), kUntrustedTextOptions);
+    ThreadXmlErrorsSilenced silenced;
+    xmlParseDocument(ctxt.get());
+    DocPtr none(ctxt->myDoc);
+    ctxt->myDoc = nullptr;
+    // A DOCTYPE or a handler stops the parse; libxml2 reports that as the user's stop, not as an error.
+    const bool accepted =
+        ctxt->wellFormed != 0 && ctxt->nsWellFormed != 0 && ctxt->errNo != XML_ERR_USER_STOP;
+    return accepted ? UntrustedRead::Accepted : UntrustedRead::Refused;
 }
 
 ThreadXmlErrorsSilenced::ThreadXmlErrorsSilenced()

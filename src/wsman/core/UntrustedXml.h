@@ -8,7 +8,8 @@
 //    a namespace would be read under the wrong local name;
 //  - a text is UTF-8 whatever its declaration says (the client asks for UTF-8 and the module's texts are
 //    UTF-8); a start from which libxml2 would detect UTF-16, UCS-4 or EBCDIC is refused;
-//  - CDATA is read as text.
+//  - CDATA is read as text;
+//  - no element may carry more attributes than AttributeBound.h allows (libxml2 2.9 is quadratic in them).
 // The simulator parses with its own rules on purpose: a bug shared by client and server would hide itself.
 #pragma once
 
@@ -30,10 +31,18 @@ inline constexpr int kUntrustedTextOptions = kUntrustedParseOptions | XML_PARSE_
 // False for the starts libxml2 reads as another encoding than UTF-8 (byte-order marks, NULs, EBCDIC).
 bool ReadsAsUtf8(std::string_view text);
 
-// Null when the text is not a well-formed, namespace-well-formed document with a root element, or carries
-// a DOCTYPE. With `fileUrl` the text is a file's content: its declared encoding is honoured and the URL
-// becomes the document's base URL (for the file's relative references).
+// Null when the text is not a well-formed, namespace-well-formed document with a root element, carries
+// a DOCTYPE or an element beyond the attribute bound. With `fileUrl` the text is a file's content: its
+// declared encoding is honoured and the URL becomes the document's base URL (for the file's relative
+// references).
 DocPtr ParseUntrusted(std::string_view text, const char* fileUrl = nullptr);
+
+enum class UntrustedRead { Accepted, Refused, AttributeFlood };
+
+// A text under the same rules, read by SAX handlers instead of into a tree: the element, character and
+// reference handlers of `handlers` are used (CDATA comes as characters), libxml2 builds no document, and
+// `user` is the context's _private while it runs. A handler may refuse the text with xmlStopParser.
+UntrustedRead ReadUntrusted(std::string_view text, const xmlSAXHandler& handlers, void* user);
 
 // Initialises libxml2 once per process, before any thread uses it.
 void EnsureXmlParserReady();

@@ -3,11 +3,14 @@
 #include <poll.h>
 #include <strings.h>
 
+#include <algorithm>
+
 namespace wsman::http {
 namespace {
 
 struct Collector {
     HttpResponse* response;
+    CURL* curl;
 };
 
 // The client asks for envelopes of at most 512000 bytes; sealing adds a few hundred. A server that sends
@@ -15,9 +18,17 @@ struct Collector {
 constexpr std::size_t kMaxReplyBytes = 2 * 512000;
 
 size_t CollectBody(char* data, size_t size, size_t count, void* user) {
-    std::string& body = static_cast<Collector*>(user)->response->body;
+    const Collector& collector = *static_cast<Collector*>(user);
+    std::string& body = collector.response->body;
     if (size * count > kMaxReplyBytes - body.size()) {
         return 0;  // libcurl ends the transfer with CURLE_WRITE_ERROR
+    }
+    curl_off_t announced = -1;
+    if (body.empty() &&
+        curl_easy_getinfo(collector.curl, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced) == CURLE_OK &&
+        announced > 0) {
+        body.reserve(
+            std::min(static_cast<std::size_t>(announced), kMaxReplyBytes));  // one allocation at most
     }
     body.append(data, size * count);
     return size * count;
@@ -78,8 +89,11 @@ void HttpConnection::Configure() {
     curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, settings_.connectTimeoutMs);
     curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS,
                      settings_.operationTimeoutMs + settings_.requestTimeoutMarginMs);
-    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, settings_.skipCaCheck ? 0L : 1L);
-    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, settings_.skipNameCheck ? 0L : 2L);
+    // A pinned certificate is trusted on its own, as WinRM's self-signed listeners need: the peer check
+    // accepts exactly that certificate, whatever its issuer or names.
+    const bool pinned = !settings_.pinnedSha256.empty();
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, settings_.skipCaCheck || pinned ? 0L : 1L);
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, settings_.skipNameCheck || pinned ? 0L : 2L);
     InstallTlsPeerCheck(curl, *tls_);
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, CollectBody);
     curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, CollectHeader);
@@ -99,8 +113,16 @@ bool HttpConnection::IsAlive() const {
     return poll(&idle, 1, 0) == 0;  // readable means closed, reset or out of step
 }
 
-HttpResponse HttpConnection::Post(const std::vector<std::string>& extraHeaders, const std::string& body) {
-    HttpResponse response;
+void HttpConnection::ReleaseReplyBuffer() {
+    if (response_.body.capacity() > kKeptReplyCapacity) std::string().swap(response_.body);
+}
+
+HttpResponse& HttpConnection::Post(const std::vector<std::string>& extraHeaders, const std::string& body) {
+    std::string buffer = std::move(response_.body);
+    buffer.clear();
+    response_ = HttpResponse();
+    response_.body = std::move(buffer);
+    HttpResponse& response = response_;
     if (!curl_) {
         response.result = CURLE_FAILED_INIT;
         response.failureText = "cannot create a libcurl handle";
@@ -119,7 +141,7 @@ HttpResponse HttpConnection::Post(const std::vector<std::string>& extraHeaders, 
         lines.emplace_back("Content-Type:");  // nothing to describe; libcurl would add a form type
     }
     const CurlHeaderList headers = MakeHeaderList(lines);
-    Collector collector{&response};
+    Collector collector{&response, curl};
     char errorText[CURL_ERROR_SIZE] = "";
     curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers.get());
     curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.data());
@@ -141,6 +163,7 @@ HttpResponse HttpConnection::Post(const std::vector<std::string>& extraHeaders, 
     curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &response.status);
     response.newConnection = !connected_ || connects > 0 || (localPort != 0 && localPort != localPort_);
     response.pinMismatch = tls_->pinMismatch;
+    response.caFileUnusable = tls_->caFileUnusable;
     if (response.result == CURLE_OK && reusing && response.newConnection) {
         response.result = CURLE_GOT_NOTHING;
         response.failureText = "the connection closed under the request, which libcurl sent again";

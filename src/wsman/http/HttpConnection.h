@@ -21,6 +21,7 @@ struct HttpResponse {
     long osErrno = 0;         // errno of a failed connect
     std::string failureText;  // libcurl's error text when result != CURLE_OK
     bool pinMismatch = false;
+    bool caFileUnusable = false;
     long status = 0;
     std::string contentType;
     std::vector<std::string> wwwAuthenticate;
@@ -35,8 +36,13 @@ class HttpConnection {
     explicit HttpConnection(const ChannelSettings& settings);
 
     // POSTs `body` (may be empty: Content-Length 0) with the standard WinRM client headers plus
-    // `extraHeaders` ("Authorization: ...", "Content-Type: ...").
-    HttpResponse Post(const std::vector<std::string>& extraHeaders, const std::string& body);
+    // `extraHeaders` ("Authorization: ...", "Content-Type: ..."). The response is this connection's own
+    // and valid until the next Post; libcurl writes its body into the buffer of the previous one, which
+    // keeps its capacity, so a stream of replies costs no allocation (and no fresh pages) each.
+    HttpResponse& Post(const std::vector<std::string>& extraHeaders, const std::string& body);
+
+    // Gives the reply buffer's memory back when it is large, for a session that goes idle.
+    void ReleaseReplyBuffer();
 
     // Closes the connection; the next Post opens a new one.
     void Drop();
@@ -54,6 +60,7 @@ class HttpConnection {
     ChannelSettings settings_;
     std::unique_ptr<TlsPeerCheck> tls_;  // its address is handed to libcurl
     CurlEasy curl_;
+    HttpResponse response_;
     long localPort_ = 0;
     bool connected_ = false;
 };

@@ -31,17 +31,18 @@ int VerifyPeer(int preverified, X509_STORE_CTX* store) {
     if (check == nullptr) {
         return preverified;
     }
+    const bool pinned = !check->pinnedSha256.empty();
     if (X509_STORE_CTX_get_error_depth(store) == 0) {
         check->serverCertificateDer = ToDer(X509_STORE_CTX_get_current_cert(store));
-        if (!check->pinnedSha256.empty() &&
-            !security::SameFingerprint(check->pinnedSha256,
-                                       security::CertificateSha256Hex(check->serverCertificateDer))) {
+        if (pinned && !security::SameFingerprint(
+                          check->pinnedSha256, security::CertificateSha256Hex(check->serverCertificateDer))) {
             check->pinMismatch = true;
             X509_STORE_CTX_set_error(store, X509_V_ERR_APPLICATION_VERIFICATION);
             return 0;
         }
     }
-    return check->skipCaCheck ? 1 : preverified;
+    // The pinned leaf is the whole trust decision, so the chain above it (or its absence) does not matter.
+    return check->skipCaCheck || pinned ? 1 : preverified;
 }
 
 CURLcode PrepareSslContext(CURL*, void* sslContext, void* user) {
@@ -49,8 +50,10 @@ CURLcode PrepareSslContext(CURL*, void* sslContext, void* user) {
     auto* check = static_cast<TlsPeerCheck*>(user);
     check->serverCertificateDer.clear();
     check->pinMismatch = false;
+    check->caFileUnusable = false;
     if (!check->extraCaFile.empty() &&
         SSL_CTX_load_verify_locations(context, check->extraCaFile.c_str(), nullptr) != 1) {
+        check->caFileUnusable = true;
         return CURLE_SSL_CACERT_BADFILE;
     }
     SSL_CTX_set_ex_data(context, CheckIndex(), check);

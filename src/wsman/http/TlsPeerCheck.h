@@ -10,13 +10,15 @@
 namespace wsman::http {
 
 struct TlsPeerCheck {
-    std::string extraCaFile;   // PEM bundle trusted in addition to the system store
-    std::string pinnedSha256;  // hex; when set the leaf certificate must match it
+    std::string extraCaFile;  // PEM bundle trusted in addition to the system store
+    // Hex; when set the leaf certificate must match it and nothing else is asked of the chain.
+    std::string pinnedSha256;
     bool skipCaCheck = false;  // chain errors are ignored (a pin, when set, still applies)
 
     // Results of the last handshake.
     std::string serverCertificateDer;
     bool pinMismatch = false;
+    bool caFileUnusable = false;  // extraCaFile is missing, unreadable or holds no certificate
 };
 
 // Installs the hooks on `curl`; `check` must outlive every transfer on it.

@@ -12,6 +12,9 @@ HResult HResultForTransferFailure(const HttpResponse& response) {
     if (response.pinMismatch) {
         return kSecureFailure;
     }
+    if (response.caFileUnusable) {
+        return kCaFileUnusable;
+    }
     switch (response.result) {
         case CURLE_COULDNT_RESOLVE_HOST:
             return kNameNotResolved;

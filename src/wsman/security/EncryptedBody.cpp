@@ -109,8 +109,7 @@ bool IsEncryptedContentType(const std::string& contentType) {
            FindNoCase(contentType, "multipart/x-multi-encrypted") != std::string_view::npos;
 }
 
-bool ParseEncryptedBody(const std::string& bodyText, std::vector<EncryptedPart>& parts, std::string& error) {
-    const std::string_view body(bodyText);
+bool ParseEncryptedBody(std::string_view body, std::vector<EncryptedPart>& parts, std::string& error) {
     parts.clear();
     std::size_t delimiterLength = 0;
     std::size_t position = FindDelimiter(body, 0, delimiterLength);
@@ -176,8 +175,8 @@ bool ParseEncryptedBody(const std::string& bodyText, std::vector<EncryptedPart>&
             }
             dataEnd = next;
         }
-        part.header = std::string(body.substr(headerAt, headerLength));
-        part.data = std::string(body.substr(dataAt, dataEnd - dataAt));
+        part.header = body.substr(headerAt, headerLength);
+        part.data = body.substr(dataAt, dataEnd - dataAt);
         parts.push_back(std::move(part));
         position = next;
     }

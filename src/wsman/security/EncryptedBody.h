@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace wsman::security {
@@ -25,8 +26,10 @@ inline constexpr const char* kSoapContentType = "application/soap+xml;charset=UT
 struct EncryptedPart {
     std::size_t originalLength = 0;  // "Length=" of the OriginalContent line
     std::string originalType;        // "application/soap+xml;charset=UTF-8"
-    std::string header;              // the bytes the LE32 length announces
-    std::string data;                // the sealed bytes after the header
+    // Views into the parsed body, or into the caller's bytes when building. The data follows the header
+    // directly, so the two are one token for GSSAPI.
+    std::string_view header;  // the bytes the LE32 length announces
+    std::string_view data;    // the sealed bytes after the header
 };
 
 std::string BuildEncryptedBody(const EncryptedPart& part);
@@ -38,6 +41,6 @@ bool IsEncryptedContentType(const std::string& contentType);
 // announced lengths, not by searching the boundary inside ciphertext (that is only the fallback
 // when the lengths do not line up). Accepts header lines with or without the leading TAB and the
 // "-- Encrypted Boundary" spelling some servers use. Returns false and sets `error` on malformed input.
-bool ParseEncryptedBody(const std::string& body, std::vector<EncryptedPart>& parts, std::string& error);
+bool ParseEncryptedBody(std::string_view body, std::vector<EncryptedPart>& parts, std::string& error);
 
 }  // namespace wsman::security

@@ -71,6 +71,7 @@ class GssBuffer {
                                    : std::string(static_cast<const char*>(buffer_.value), buffer_.length);
     }
     std::size_t Size() const { return buffer_.length; }
+    const void* Data() const { return buffer_.value; }
 
   private:
     gss_buffer_desc buffer_{0, nullptr};

@@ -107,13 +107,34 @@ bool GssSecurityContext::WrapWithIov(const std::string& plaintext, std::string& 
     return true;
 }
 
-bool GssSecurityContext::Unwrap(const std::string& header, const std::string& sealed, std::string& plaintext,
-                                std::string& error) {
+bool GssSecurityContext::Unwrap(char* token, std::size_t length, std::string& plaintext, std::string& error) {
     OM_uint32 minor = 0;
-    const std::string token = header + sealed;
-    gss_buffer_desc input = BorrowBuffer(token);
-    GssBuffer output;
     int encrypted = 0;
+    if (!iovUnavailable_) {
+        // The whole token as a stream: the mechanism finds header, data and padding in it and decrypts the
+        // data where it lies, so a reply is never copied to be unsealed.
+        gss_iov_buffer_desc iov[2]{};
+        iov[0].type = GSS_IOV_BUFFER_TYPE_STREAM;
+        iov[0].buffer.value = token;
+        iov[0].buffer.length = length;
+        iov[1].type = GSS_IOV_BUFFER_TYPE_DATA;
+        const OM_uint32 major = gss_unwrap_iov(&minor, context_.Get(), &encrypted, nullptr, iov, 2);
+        if (GSS_ROUTINE_ERROR(major) != GSS_S_UNAVAILABLE) {
+            if (GSS_ERROR(major)) {
+                error = DescribeGssStatus("gss_unwrap_iov", major, minor);
+                return false;
+            }
+            if (!encrypted) {
+                error = "the reply was signed but not encrypted";
+                return false;
+            }
+            plaintext.append(static_cast<const char*>(iov[1].buffer.value), iov[1].buffer.length);
+            return true;
+        }
+        iovUnavailable_ = true;
+    }
+    gss_buffer_desc input{length, token};
+    GssBuffer output;
     const OM_uint32 major = gss_unwrap(&minor, context_.Get(), &input, output.Out(), &encrypted, nullptr);
     if (GSS_ERROR(major)) {
         error = DescribeGssStatus("gss_unwrap", major, minor);
@@ -123,7 +144,7 @@ bool GssSecurityContext::Unwrap(const std::string& header, const std::string& se
         error = "the reply was signed but not encrypted";
         return false;
     }
-    plaintext = output.ToString();
+    plaintext.append(static_cast<const char*>(output.Data()), output.Size());
     return true;
 }
 

@@ -38,9 +38,10 @@ class GssSecurityContext {
     // (NTLM: the 16-byte signature; Kerberos: the RFC 4121 token header); `sealed` follows it.
     // Kerberos may pad: `sealed` is then longer than the plaintext.
     bool Wrap(const std::string& plaintext, std::string& header, std::string& sealed, std::string& error);
-    // Unseals; refuses messages that were only signed, not encrypted.
-    bool Unwrap(const std::string& header, const std::string& sealed, std::string& plaintext,
-                std::string& error);
+    // Unseals `token` (header and sealed data back to back) and appends the plaintext to `plaintext`;
+    // refuses messages that were only signed, not encrypted. Where the mechanism can (Kerberos), the token
+    // is decrypted in place; its bytes are undefined afterwards either way.
+    bool Unwrap(char* token, std::size_t length, std::string& plaintext, std::string& error);
 
   private:
     bool WrapWithIov(const std::string& plaintext, std::string& header, std::string& sealed,
@@ -53,7 +54,7 @@ class GssSecurityContext {
     GssContext context_;
     OM_uint32 grantedFlags_ = 0;
     bool complete_ = false;
-    bool iovUnavailable_ = false;  // gss-ntlmssp has no gss_wrap_iov; learned on first use
+    bool iovUnavailable_ = false;  // gss-ntlmssp has no gss_wrap_iov nor gss_unwrap_iov; learned on first use
 };
 
 }  // namespace wsman::security

@@ -15,17 +15,21 @@ constexpr std::size_t kMaxPadding = 16;
 
 bool SealMessage(GssSecurityContext& context, const std::string& soap, std::string& body,
                  std::string& error) {
-    EncryptedPart part;
-    if (!context.Wrap(soap, part.header, part.data, error)) {
+    std::string header;
+    std::string sealed;
+    if (!context.Wrap(soap, header, sealed, error)) {
         return false;
     }
+    EncryptedPart part;
+    part.header = header;
+    part.data = sealed;
     part.originalLength = part.data.size();
     part.originalType = kSoapContentType;
     body = BuildEncryptedBody(part);
     return true;
 }
 
-bool UnsealMessage(GssSecurityContext& context, const std::string& body, std::string& soap,
+bool UnsealMessage(GssSecurityContext& context, std::string& body, std::string& soap,
                    std::string& contentType, std::string& error) {
     std::vector<EncryptedPart> parts;
     if (!ParseEncryptedBody(body, parts, error)) {
@@ -33,16 +37,17 @@ bool UnsealMessage(GssSecurityContext& context, const std::string& body, std::st
     }
     soap.clear();
     for (const EncryptedPart& part : parts) {
-        std::string plaintext;
-        if (!context.Unwrap(part.header, part.data, plaintext, error)) {
+        const std::size_t before = soap.size();
+        char* token = body.data() + (part.header.data() - body.data());
+        if (!context.Unwrap(token, part.header.size() + part.data.size(), soap, error)) {
             return false;
         }
-        if (plaintext.size() > part.originalLength || part.originalLength - plaintext.size() > kMaxPadding) {
-            error = "unsealed length " + std::to_string(plaintext.size()) + " does not match the announced " +
+        const std::size_t unsealed = soap.size() - before;
+        if (unsealed > part.originalLength || part.originalLength - unsealed > kMaxPadding) {
+            error = "unsealed length " + std::to_string(unsealed) + " does not match the announced " +
                     std::to_string(part.originalLength);
             return false;
         }
-        soap += plaintext;
         contentType = part.originalType;
     }
     return true;

@@ -1,14 +1,9 @@
-// Reads an EnumerateResponse or PullResponse: the context, the items (each serialised standalone) and
-// whether the sequence ended. Items and EndOfSequence are accepted in both the WS-Management (w:) and the
-// WS-Enumeration (n:) namespace, since Windows builds differ.
+// What one EnumerateResponse or PullResponse gives: the context, the items (each a standalone document)
+// and whether the sequence ended. Read by the reply check (Reply.h) in its one pass over the envelope.
 #pragma once
-
-#include <libxml/tree.h>
 
 #include <string>
 #include <vector>
-
-#include "wsman/Channel.h"
 
 namespace wsman::soap {
 
@@ -17,9 +12,5 @@ struct EnumerationBatch {
     std::vector<std::string> items;
     bool endOfSequence = false;
 };
-
-// body is a checked s:Body. kInvalidSoapBody when it holds neither response element, or when the sequence
-// goes on without a context to pull with.
-HResult ReadEnumerationBatch(xmlNode* body, EnumerationBatch& batch);
 
 }  // namespace wsman::soap

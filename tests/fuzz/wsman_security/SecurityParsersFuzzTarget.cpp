@@ -34,7 +34,8 @@ void CheckEncryptedBody(const std::string& body) {
         security::EncryptedPart sent = part;
         sent.originalLength = part.data.size();
         std::vector<security::EncryptedPart> reread;
-        Require(security::ParseEncryptedBody(security::BuildEncryptedBody(sent), reread, error));
+        const std::string built = security::BuildEncryptedBody(sent);
+        Require(security::ParseEncryptedBody(built, reread, error));
         Require(reread.size() == 1 && reread[0].header == sent.header && reread[0].data == sent.data);
     }
 }

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "wsman/soap/EnumerationReply.h"
+#include "wsman/soap/EnvelopeReader.h"
 #include "wsman/soap/Fault.h"
 #include "wsman/soap/InvokeReply.h"
 #include "wsman/soap/Namespaces.h"
@@ -11,9 +11,16 @@
 
 void FuzzSoapReply(const std::uint8_t* data, std::size_t size) {
     const std::string text(reinterpret_cast<const char*>(data), size);
+    // The reply check reads the envelope in one pass; a relating reply goes on to its batch or its tree.
     for (const long status : {200L, 500L}) {
-        wsman::soap::CheckedReply reply;
-        wsman::soap::CheckReply({status, "application/soap+xml", text}, "uuid:X", reply);
+        for (const char* action : {wsman::ns::kActionEnumerate, wsman::ns::kActionPull, "urn:invoke"}) {
+            wsman::soap::CheckedReply reply;
+            wsman::soap::CheckReply({status, "application/soap+xml", text}, "uuid:X", action, reply);
+        }
+    }
+    wsman::soap::EnvelopeSummary summary;
+    if (wsman::soap::ReadEnvelope(text, summary) == wsman::soap::EnvelopeReadOutcome::Read) {
+        for (const std::string& item : summary.items) wsman::xml::ParseUntrusted(item);
     }
 
     // The body parsers also run on replies the check would refuse (unrelated, faulted).
@@ -23,8 +30,6 @@ void FuzzSoapReply(const std::uint8_t* data, std::size_t size) {
     xmlNode* body = wsman::xml::FindChild(root, wsman::ns::kSoap, "Body");
     if (body == nullptr) body = root;
     wsman::soap::ReadFault(body);
-    wsman::soap::EnumerationBatch batch;
-    wsman::soap::ReadEnumerationBatch(body, batch);
     std::string output;
     wsman::soap::ReadInvokeOutput(body, output);
     wsman::xml::SerializeStandalone(root);

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstring>
 #include <filesystem>
@@ -74,6 +75,19 @@ TEST_F(TraceTest, NothingIsWrittenWithoutPathOrLevelAndADeletedFileComesBack) {
     traced_.SetTraceFile("");
     traced_.Trace(kTraceToFile | kTraceBanner, "tracing is off");
     EXPECT_EQ(ReadFile(traceFile_), "[01:02:03] \n");
+}
+
+TEST_F(TraceTest, NewFileIsTheOwnersAloneAndAnExistingFileKeepsItsMode) {
+    using std::filesystem::perms;
+    const auto mode = [&] { return std::filesystem::status(traceFile_).permissions() & perms::all; };
+    const mode_t previous = umask(022);
+    traced_.Trace(kTraceToFile, "new");
+    EXPECT_EQ(mode(), perms::owner_read | perms::owner_write);
+    std::filesystem::permissions(traceFile_, perms::owner_read | perms::owner_write | perms::group_read);
+    traced_.Trace(kTraceToFile, "appended");
+    umask(previous);
+    EXPECT_EQ(mode(), perms::owner_read | perms::owner_write | perms::group_read);
+    EXPECT_EQ(ReadFile(traceFile_), "[01:02:03] new\n[01:02:03] appended\n");
 }
 
 TEST_F(TraceTest, OverlongMessageIsCutAtTheBufferEnd) {

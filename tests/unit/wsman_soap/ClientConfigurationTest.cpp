@@ -47,11 +47,13 @@ TEST(ClientSettings, ValuesAsUsersWriteThemAndUnreadableOnesKeepTheDefaults) {
     const ClientSettings unreadable = Load({{"AuthScheme", "Digest"},
                                             {"AllowUnencrypted", "maybe"},
                                             {"OperationTimeoutMs", "-5"},
-                                            {"BatchItems", "12abc"}});
+                                            {"BatchItems", "12abc"},
+                                            {"EnumerationTimeoutMs", "0"}});
     EXPECT_EQ(unreadable.scheme, AuthScheme::Negotiate);
     EXPECT_FALSE(unreadable.allowUnencrypted);
     EXPECT_EQ(unreadable.operationTimeoutMs, 60000);
     EXPECT_EQ(unreadable.maxElements, 32000);
+    EXPECT_EQ(unreadable.enumeration.timeoutMs, 120000) << "no bound is ever switched off";
 }
 
 TEST(ConnectionUrl, ParsesWhatTheModuleAndUsersWrite) {

@@ -57,7 +57,7 @@ class ClientSessionTest : public ::testing::Test {
                 body = testing::FaultWithSubcode("n:InvalidEnumerationContext", "", "context gone");
             }
         }
-        out.body = testing::ReplyTo(request, "r", body);
+        out.body = testing::ReplyTo(request, action + "Response", body);
         return 0;
     }
 

@@ -4,7 +4,7 @@
 
 #include "SoapTestSupport.h"
 #include "TestFiles.h"
-#include "wsman/soap/EnumerationReply.h"
+#include "wsman/core/AttributeBound.h"
 #include "wsman/core/ErrorCodes.h"
 #include "wsman/soap/Fault.h"
 #include "wsman/soap/InvokeReply.h"
@@ -51,9 +51,9 @@ TEST(Fault, EveryCapturedFaultGivesItsCodeAndMessage) {
         // Through the reply check as it arrives over HTTP 500, related to the request it answers.
         CheckedReply reply;
         const std::string relatesTo = testing::HeaderText(doc.get(), ns::kAddressing, "RelatesTo");
-        EXPECT_EQ(
-            CheckReply({500, "application/soap+xml", text}, relatesTo.empty() ? "uuid:X" : relatesTo, reply),
-            parsed->code);
+        EXPECT_EQ(CheckReply({500, "application/soap+xml", text}, relatesTo.empty() ? "uuid:X" : relatesTo,
+                             ns::kActionPull, reply),
+                  parsed->code);
         EXPECT_EQ(reply.faultMessage, parsed->message);
     }
 }
@@ -88,10 +88,18 @@ TEST(CheckReply, RelatedRepliesOnlyAndWindowsCodesForBrokenOnes) {
     const std::string request =
         "<s:Envelope xmlns:s=\"" + std::string(ns::kSoap) + "\" xmlns:a=\"" + ns::kAddressing +
         "\"><s:Header><a:MessageID>uuid:ABC</a:MessageID></s:Header><s:Body/></s:Envelope>";
-    const std::string ok = testing::ReplyTo(request, "r", "<n:EnumerateResponse/>");
+    const std::string enumerated = std::string(ns::kActionEnumerate) + "Response";
+    const std::string ok = testing::ReplyTo(request, enumerated,
+                                            "<n:EnumerateResponse><w:EndOfSequence/></n:EnumerateResponse>");
     CheckedReply reply;
-    EXPECT_EQ(CheckReply({200, "", ok}, "uuid:abc", reply), 0) << "identifiers compare without case";
-    EXPECT_TRUE(xml::IsElement(xml::FirstChildElement(reply.body), ns::kEnumeration, "EnumerateResponse"));
+    EXPECT_EQ(CheckReply({200, "", ok}, "uuid:abc", ns::kActionEnumerate, reply), 0)
+        << "identifiers compare without case";
+    EXPECT_TRUE(reply.batch.endOfSequence);
+
+    std::string flood = "<n:EnumerateResponse><w:Items><p:I";
+    for (std::size_t i = 0; i <= xml::kMaxAttributesPerElement; ++i)
+        flood += " a" + std::to_string(i) + "=''";
+    flood += "/></w:Items></n:EnumerateResponse>";
 
     const std::string withDtd =
         "<!DOCTYPE s:Envelope [<!ENTITY x SYSTEM \"file:///etc/passwd\">]>" +
@@ -111,15 +119,30 @@ TEST(CheckReply, RelatedRepliesOnlyAndWindowsCodesForBrokenOnes) {
         {{200, "", "<s:Envelope"}, "uuid:ABC", errors::kInvalidXml},
         {{200, "", "<html/>"}, "uuid:ABC", errors::kInvalidSoapBody},
         {{200, "", withDtd}, "uuid:ABC", errors::kInvalidXml},
+        {{200, "", testing::ReplyTo(request, enumerated, flood)}, "uuid:ABC", errors::kInvalidXml},
+        // Matched by RelatesTo but not by Action: another request's reply claiming the end.
+        {{200, "",
+          testing::ReplyTo(request, std::string(ns::kActionPull) + "Response",
+                           "<n:EnumerateResponse><w:EndOfSequence/></n:EnumerateResponse>")},
+         "uuid:ABC",
+         errors::kInvalidHeader},
         // An item under an undeclared prefix would be read under the wrong name.
-        {{200, "", testing::ReplyTo(request, "r", "<n:EnumerateResponse><p:Item/></n:EnumerateResponse>")},
+        {{200, "",
+          testing::ReplyTo(request, enumerated, "<n:EnumerateResponse><p:Item/></n:EnumerateResponse>")},
          "uuid:ABC",
          errors::kInvalidXml},
     };
     for (const auto& entry : cases) {
-        EXPECT_EQ(CheckReply(entry.exchange, entry.messageId, reply), entry.code) << entry.exchange.body;
-        EXPECT_EQ(reply.body, nullptr);
+        EXPECT_EQ(CheckReply(entry.exchange, entry.messageId, ns::kActionEnumerate, reply), entry.code)
+            << entry.exchange.body.substr(0, 400);
+        EXPECT_TRUE(reply.batch.items.empty());
     }
+    // The right action with the wrong response element.
+    EXPECT_EQ(CheckReply({200, "", ok}, "uuid:ABC", ns::kActionPull, reply), errors::kInvalidHeader);
+    const std::string pulled =
+        testing::ReplyTo(request, std::string(ns::kActionPull) + "Response",
+                         "<n:EnumerateResponse><w:EndOfSequence/></n:EnumerateResponse>");
+    EXPECT_EQ(CheckReply({200, "", pulled}, "uuid:ABC", ns::kActionPull, reply), errors::kInvalidSoapBody);
 }
 
 const std::string kWmi = "http://schemas.microsoft.com/wbem/wsman/1/wmi/";
@@ -129,19 +152,31 @@ xml::DocPtr ParseFixture(const char* name) {
     return text.empty() ? nullptr : xml::ParseUntrusted(text);
 }
 
-EnumerationBatch ReadBatch(xmlDoc* doc, HResult expected = 0) {
-    EnumerationBatch batch;
-    EXPECT_EQ(ReadEnumerationBatch(testing::BodyOf(doc), batch), expected);
-    return batch;
+// The batch of a reply to a Pull (or, for a captured reply, to the request it names).
+EnumerationBatch ReadBatch(const std::string& reply, HResult expected = 0) {
+    const auto doc = xml::ParseUntrusted(reply);
+    const std::string action = testing::HeaderText(doc.get(), ns::kAddressing, "Action");
+    CheckedReply checked;
+    EXPECT_EQ(CheckReply({200, "", reply}, testing::HeaderText(doc.get(), ns::kAddressing, "RelatesTo"),
+                         action.substr(0, action.size() - std::string_view("Response").size()), checked),
+              expected);
+    return checked.batch;
+}
+
+std::string PullReply(const std::string& body) {
+    return testing::ReplyTo("<s:Envelope xmlns:s=\"" + std::string(ns::kSoap) + "\" xmlns:a=\"" +
+                                ns::kAddressing +
+                                "\"><s:Header><a:MessageID>uuid:P</a:MessageID></s:Header></s:Envelope>",
+                            std::string(ns::kActionPull) + "Response", body);
 }
 
 // Each item must parse alone: its xsi:type QName resolves to the class namespace, and reference properties
 // keep the namespaces of their addressing blocks.
 TEST(EnumerationReply, CapturedAssociationYieldsStandaloneItems) {
-    const auto doc = ParseFixture(
+    const std::string text = qntest::ReadFixture(
         "enumerate_response_association_class_Msvm_SettingsDefineCapabilities_EPR_properties.xml");
-    if (!doc) GTEST_SKIP() << "fixtures not found under " << QN_FIXTURES_DIR;
-    const EnumerationBatch batch = ReadBatch(doc.get());
+    if (text.empty()) GTEST_SKIP() << "fixtures not found under " << QN_FIXTURES_DIR;
+    const EnumerationBatch batch = ReadBatch(text);
     EXPECT_TRUE(batch.endOfSequence);
     EXPECT_EQ(batch.context.rfind("uuid:", 0), 0u);
     ASSERT_EQ(batch.items.size(), 1u);
@@ -169,11 +204,9 @@ TEST(EnumerationReply, CapturedAssociationYieldsStandaloneItems) {
 // An item using a prefix declared only on the envelope declares it itself, and its text stays UTF-8.
 TEST(EnumerationReply, AcceptsTheOtherNamespacesAndNoItems) {
     const std::string instance = "<p:C xmlns:p=\"urn:c\"><p:V>Dienst \xC3\xA4\xE2\x82\xAC</p:V><w:X/></p:C>";
-    const auto both = xml::ParseUntrusted(
-        testing::ReplyTo("", "r",
-                         "<n:PullResponse><n:EnumerationContext>uuid:1</n:EnumerationContext><n:Items>" +
-                             instance + instance + "</n:Items><w:EndOfSequence/></n:PullResponse>"));
-    EnumerationBatch batch = ReadBatch(both.get());
+    EnumerationBatch batch =
+        ReadBatch(PullReply("<n:PullResponse><n:EnumerationContext>uuid:1</n:EnumerationContext><n:Items>" +
+                            instance + instance + "</n:Items><w:EndOfSequence/></n:PullResponse>"));
     ASSERT_EQ(batch.items.size(), 2u);
     EXPECT_TRUE(batch.endOfSequence);
     EXPECT_NE(batch.items[0].find("Dienst \xC3\xA4\xE2\x82\xAC"), std::string::npos) << batch.items[0];
@@ -181,14 +214,28 @@ TEST(EnumerationReply, AcceptsTheOtherNamespacesAndNoItems) {
     ASSERT_TRUE(standalone) << batch.items[0];
     EXPECT_NE(xml::FindChild(xmlDocGetRootElement(standalone.get()), ns::kWsman, "X"), nullptr);
 
-    const auto none = xml::ParseUntrusted(testing::ReplyTo(
-        "", "r", "<n:PullResponse><n:EnumerationContext>uuid:1</n:EnumerationContext></n:PullResponse>"));
-    batch = ReadBatch(none.get());
+    batch = ReadBatch(
+        PullReply("<n:PullResponse><n:EnumerationContext>uuid:1</n:EnumerationContext></n:PullResponse>"));
     EXPECT_TRUE(batch.items.empty());
     EXPECT_FALSE(batch.endOfSequence);
     for (const char* bad : {"<n:PullResponse><n:Items/></n:PullResponse>", "<n:SomethingElse/>"}) {
-        ReadBatch(xml::ParseUntrusted(testing::ReplyTo("", "r", bad)).get(), errors::kInvalidSoapBody);
+        ReadBatch(PullReply(bad), errors::kInvalidSoapBody);
     }
+}
+
+// An item is handed on as the reply's own bytes: references stay as sent, and only the declarations of the
+// prefixes it uses (xsi:type values included) and of the default namespace come along from the envelope.
+TEST(EnumerationReply, ItemsKeepTheirBytesAndTakeOnlyTheNamespacesTheyUse) {
+    const EnumerationBatch batch = ReadBatch(
+        PullReply("<n:PullResponse xmlns:p=\"urn:p\" xmlns:q=\"urn:q\" "
+                  "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\"><n:EnumerationContext>uuid:1"
+                  "</n:EnumerationContext><n:Items><p:X xsi:type='q:T'><p:V>a&#xD;&amp;b</p:V></p:X>"
+                  "<Y xmlns=\"urn:y\"><Z/></Y></n:Items></n:PullResponse>"));
+    ASSERT_EQ(batch.items.size(), 2u);
+    EXPECT_EQ(batch.items[0],
+              "<p:X xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" xmlns:q=\"urn:q\" "
+              "xmlns:p=\"urn:p\" xsi:type='q:T'><p:V>a&#xD;&amp;b</p:V></p:X>");
+    EXPECT_EQ(batch.items[1], "<Y xmlns=\"urn:y\"><Z/></Y>");
 }
 
 TEST(InvokeReply, StdRegProvOutputComesBackWhole) {

@@ -68,9 +68,13 @@ TEST(ChannelHttp, CertificateTrustHostNameAndPin) {
         {"other name, name check off", "127.0.0.1", trusted, "", false, true, 0},
         {"CA check off", "localhost", "", "", true, false, 0},
         {"CA check off keeps the name check", "127.0.0.1", "", "", true, false, kSecureFailure},
-        {"unreadable CA file", "localhost", badCaFile, "", false, false, kSslConnectionAborted},
-        {"wrong pin", "localhost", "", std::string(64, 'a'), true, false, kSecureFailure},
+        {"CA file without certificates", "localhost", badCaFile, "", false, false, kCaFileUnusable},
+        {"missing CA file", "localhost", folder.File("missing.pem"), "", false, false, kCaFileUnusable},
+        {"wrong pin, CA check off", "localhost", "", std::string(64, 'a'), true, false, kSecureFailure},
+        {"wrong pin, trusted CA", "localhost", trusted, std::string(64, 'a'), false, false, kSecureFailure},
         {"pin as printed", "localhost", "", printedPin, true, false, 0},
+        {"pin alone", "localhost", "", printedPin, false, false, 0},
+        {"pin alone, other name", "127.0.0.1", "", printedPin, false, false, 0},
     };
     for (const auto& entry : cases) {
         auto settings =

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "ChannelTestSupport.h"
 #include "wsman/security/EncryptedBody.h"
 
@@ -9,11 +11,17 @@ namespace {
 const std::string kHeader16 = std::string("\x01\x00\x00\x00", 4) + std::string(12, '\x7f');
 const std::string kClosing = "--Encrypted Boundary--\r\n";
 
-std::vector<EncryptedPart> Parse(const std::string& body) {
+// The parts are views into the body, which lives as long as the parsed result.
+struct Parsed {
+    std::string body;
     std::vector<EncryptedPart> parts;
+};
+
+std::unique_ptr<Parsed> Parse(std::string body) {
+    auto parsed = std::make_unique<Parsed>(Parsed{std::move(body), {}});
     std::string error;
-    EXPECT_TRUE(ParseEncryptedBody(body, parts, error)) << error;
-    return parts;
+    EXPECT_TRUE(ParseEncryptedBody(parsed->body, parsed->parts, error)) << error;
+    return parsed;
 }
 
 TEST(EncryptedBody, BuildsAndParsesTheWindowsFraming) {
@@ -22,11 +30,11 @@ TEST(EncryptedBody, BuildsAndParsesTheWindowsFraming) {
     // Sealed bytes may hold the boundary text and NUL bytes.
     const std::string data = std::string("x\0--Encrypted Boundary--\r\n\0y", 29);
     const auto parts = Parse(BuildEncryptedBody({data.size(), kSoapContentType, kHeader16, data}));
-    ASSERT_EQ(parts.size(), 1u);
-    EXPECT_EQ(parts[0].originalLength, data.size());
-    EXPECT_EQ(parts[0].originalType, kSoapContentType);
-    EXPECT_EQ(parts[0].header, kHeader16);
-    EXPECT_EQ(parts[0].data, data);
+    ASSERT_EQ(parts->parts.size(), 1u);
+    EXPECT_EQ(parts->parts[0].originalLength, data.size());
+    EXPECT_EQ(parts->parts[0].originalType, kSoapContentType);
+    EXPECT_EQ(parts->parts[0].header, kHeader16);
+    EXPECT_EQ(parts->parts[0].data, data);
 }
 
 TEST(EncryptedBody, ToleratesServerVariants) {
@@ -36,23 +44,23 @@ TEST(EncryptedBody, ToleratesServerVariants) {
         "OriginalContent: type=application/soap+xml;charset=UTF-8;length=3\r\n"
         "-- Encrypted Boundary\r\nContent-Type: application/octet-stream\r\n" +
         std::string("\x02\x00\x00\x00", 4) + "HHabc\r\n-- Encrypted Boundary--\r\n");
-    ASSERT_EQ(loose.size(), 1u);
-    EXPECT_EQ(loose[0].header, "HH");
-    EXPECT_EQ(loose[0].data, "abc");
+    ASSERT_EQ(loose->parts.size(), 1u);
+    EXPECT_EQ(loose->parts[0].header, "HH");
+    EXPECT_EQ(loose->parts[0].data, "abc");
 
     // Kerberos with padding: Length counts more bytes than stand before the delimiter.
     const auto padded = Parse(test::FrameEncrypted("HDR", "abcdef", 9));
-    ASSERT_EQ(padded.size(), 1u);
-    EXPECT_EQ(padded[0].data, "abcdef");
+    ASSERT_EQ(padded->parts.size(), 1u);
+    EXPECT_EQ(padded->parts[0].data, "abcdef");
 
     // Two parts share the delimiters.
     const std::string one = test::FrameEncrypted("H1", "first", 5);
     const auto two =
         Parse(one.substr(0, one.size() - kClosing.size()) + test::FrameEncrypted("H2", "second", 6));
-    ASSERT_EQ(two.size(), 2u);
-    EXPECT_EQ(two[0].data, "first");
-    EXPECT_EQ(two[1].header, "H2");
-    EXPECT_EQ(two[1].data, "second");
+    ASSERT_EQ(two->parts.size(), 2u);
+    EXPECT_EQ(two->parts[0].data, "first");
+    EXPECT_EQ(two->parts[1].header, "H2");
+    EXPECT_EQ(two->parts[1].data, "second");
 }
 
 TEST(EncryptedBody, RejectsMalformedReplies) {

@@ -107,8 +107,8 @@ class GssSealing : public ::testing::TestWithParam<GssMechanism> {
         std::string header, sealed, contentType, error;
         EXPECT_TRUE(server_->Wrap(reply, header, sealed));
         sealed[2] ^= flip;
-        return UnsealMessage(*client_, test::FrameEncrypted(header, sealed, sealed.size() + extraLength),
-                             unsealed, contentType, error);
+        std::string body = test::FrameEncrypted(header, sealed, sealed.size() + extraLength);
+        return UnsealMessage(*client_, body, unsealed, contentType, error);
     }
 
     test::ScratchFolder folder_;
@@ -133,7 +133,7 @@ TEST_P(GssSealing, SealsAndUnsealsInBothDirections) {
         EXPECT_EQ(parts[0].header.size(), 16u);  // the NTLM signature
         EXPECT_EQ(parts[0].originalLength, request.size());
         std::string received;
-        ASSERT_TRUE(server_->Unwrap(parts[0].header + parts[0].data, received));
+        ASSERT_TRUE(server_->Unwrap(std::string(parts[0].header) + std::string(parts[0].data), received));
         EXPECT_EQ(received, request);
 
         const std::string reply = "<s:Envelope>reply " + std::to_string(round) + "</s:Envelope>";
