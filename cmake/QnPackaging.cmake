@@ -57,7 +57,6 @@ set(CPACK_GENERATOR "DEB")
 set(CPACK_PACKAGE_NAME "qnsnwsm")
 set(CPACK_PACKAGE_VENDOR "qnsnwsm developers")
 set(CPACK_PACKAGE_CONTACT "qnsnwsm developers <qnsnwsm@packages.example.org>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Agentless Windows monitoring over WS-Management (WinRM)")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGING_INSTALL_PREFIX "/usr")
 # The install code above sees the real prefix (/usr) and puts the administrator's file in /etc.
@@ -80,26 +79,27 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION "libs")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "gss-ntlmssp")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
     ${QN_PACKAGING_DIR}/deb/postinst ${QN_PACKAGING_DIR}/deb/postrm ${QN_PACKAGING_DIR}/deb/triggers)
+# Each description: the summary line, then the extended text (CPack indents it).
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "Agentless Windows monitoring over WS-Management (library)
- libqnsnwsm asks remote Windows computers over WinRM for their domain role,
- CPU, disks, memory, printers, processes, IIS application pools, MSMQ queues,
- services, shares, sessions, WMI counters, USB drives, accounts and network
- traffic, through a flat C interface. This package holds the library and its
- stylesheets.")
+libqnsnwsm asks remote Windows computers over WinRM for their domain role,
+CPU, disks, memory, printers, processes, IIS application pools, MSMQ queues,
+services, shares, sessions, WMI counters, USB drives, accounts and network
+traffic, through a flat C interface. This package holds the library and its
+stylesheets.")
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION "libdevel")
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libqnsnwsm1 ${qn_exact}")
 set(CPACK_COMPONENT_DEV_DESCRIPTION "Agentless Windows monitoring over WS-Management (development files)
- The C header, the link to the shared library and the pkg-config file for
- programs that use libqnsnwsm.")
+The C header, the link to the shared library and the pkg-config file for
+programs that use libqnsnwsm.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libqnsnwsm1 ${qn_exact}")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "qnsnwsm-sim")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_EXTRA ${QN_PACKAGING_DIR}/deb/conffiles)
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "Agentless Windows monitoring over WS-Management (programs)
- The qnsnwsm command runs every check of libqnsnwsm against a Windows
- computer over WinRM; qnsnwsm demo runs them against the bundled simulator.
- Also the machine-wide configuration file.")
+The qnsnwsm command runs every check of libqnsnwsm against a Windows
+computer over WinRM; qnsnwsm demo runs them against the bundled simulator.
+Also the machine-wide configuration file.")
 set(CPACK_COMPONENT_SIM_DESCRIPTION "WinRM endpoint simulator for testing Windows monitoring
- qnsnwsm-sim serves WS-Management on the loopback interface and answers like
- a Windows computer (workstation, server or an unhealthy computer), with NTLM,
- Kerberos or Basic authentication.")
+qnsnwsm-sim serves WS-Management on the loopback interface and answers like
+a Windows computer (workstation, server or an unhealthy computer), with NTLM,
+Kerberos or Basic authentication.")
 include(CPack)

@@ -3,6 +3,6 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
-cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null  # the build the test command uses too
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr >/dev/null  # as scripts/test.sh
 cmake --build build -j"$(nproc)" --target qnsnwsm-cli qnsnwsm-sim
 exec build/tools/qnsnwsm/qnsnwsm demo "$@"

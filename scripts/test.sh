@@ -26,7 +26,8 @@ scripts/check-include-direction.sh
 suppressions="$PWD/tests/lsan-suppressions.txt"
 
 stage "build (Release)"
-cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+# Configured for /usr: the Debian packages are made from this tested build.
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr >/dev/null
 cmake --build build -j"$jobs"
 stage "tests"
 ctest --test-dir build --output-on-failure -j"$jobs" --timeout 600
@@ -41,7 +42,7 @@ valgrind --quiet --num-callers=40 --suppressions=tests/valgrind.supp --leak-chec
          --errors-for-leak-kinds=definite,indirect --error-exitcode=99 build/tools/qnsnwsm/qnsnwsm demo >/dev/null
 
 stage "Debian packages: lintian, apt install, installed demo and C host, purge"
-scripts/test-packages.sh build-pkg
+scripts/test-packages.sh build
 
 if [ "${QNSNWSM_SKIP_SANITIZERS:-0}" != 1 ]; then
   stage "build (ASan+UBSan)"

@@ -19,13 +19,15 @@ outside=$(find "$root" -not -type d -not -path "$root$prefix/*")
 [ -z "$outside" ] || fail "written outside the prefix: $outside"
 installed=$root$prefix
 [ -f "$installed/etc/qnsnwsm/registry.conf" ] || fail "no configuration file below the prefix"
-[ "$(PKG_CONFIG_PATH=$installed/lib/pkgconfig pkg-config --variable=includedir qnsnwsm)" = "$prefix/include" ] ||
-  fail "pkg-config names another prefix: $(cat "$installed"/lib/pkgconfig/qnsnwsm.pc)"
+pc=$(find "$installed" -name qnsnwsm.pc)
+libdir=$(dirname "$(dirname "$pc")")
+[ "$(PKG_CONFIG_PATH=${pc%/*} pkg-config --variable=includedir qnsnwsm)" = "$prefix/include" ] ||
+  fail "pkg-config names another prefix: $(cat "$pc")"
 
 # Run from the installed tree, with the build's library out of the loader's way.
 cd "$scratch"
 version=$(env -u LD_LIBRARY_PATH "$installed/bin/qnsnwsm" --version)
-[[ $version == *"$installed/lib/libqnsnwsm.so."* ]] || fail "the front end loaded another library: $version"
+[[ $version == *"$libdir/libqnsnwsm.so."* ]] || fail "the front end loaded another library: $version"
 
 printf 'LAB:monitor:Passw0rd-1\n' >users.txt
 "$installed/bin/qnsnwsm-sim" --port 0 --users users.txt >sim.out 2>&1 &
