@@ -52,7 +52,13 @@ void Work(std::shared_ptr<ProbeRun> run, std::shared_ptr<KeptSession> session, B
     if (!session->connected) {
         // One login per scrape at most; a refused one is not kept, so the next scrape tries again once.
         std::string error;
-        if (!session->initialized) session->initialized = session->module.Initialize("qnsnwsm-exporter", "");
+        if (!session->initialized) {
+            // One at a time: a handle's first creation also sets up libxml2's global state, which is not
+            // safe to do from two threads at once.
+            static std::mutex initializing;
+            std::lock_guard<std::mutex> serial(initializing);
+            session->initialized = session->module.Initialize("qnsnwsm-exporter", "");
+        }
         const bool ok = session->initialized && session->module.Connect(order.settings, error) == 0;
         if (!ok) {
             if (IsLoginRefusal(error)) metrics.LoginFailed(order.auth.name);
