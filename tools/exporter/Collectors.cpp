@@ -30,6 +30,7 @@ class Run {
         parameters.durationMs = 0;
         last_ = qnhost::FindCheck(check)->run(handle_, parameters, args);
         if (!last_.Succeeded()) {
+            outcome_.callFailed = true;
             Failed(std::string(check) + (args.empty() ? "" : " " + args[0]) + ": " +
                    (last_.error.empty() ? "not found" : last_.error));
             return nullptr;

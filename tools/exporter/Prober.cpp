@@ -78,6 +78,7 @@ void Work(std::shared_ptr<ProbeRun> run, std::shared_ptr<KeptSession> session, B
         run->loggedIn = true;
     }
     bool anyAnswered = false;
+    bool anyFailed = false;
     for (const std::string& collector : order.module.collectors) {
         if (run->abandoned) break;
         MetricSet metrics;
@@ -85,6 +86,7 @@ void Work(std::shared_ptr<ProbeRun> run, std::shared_ptr<KeptSession> session, B
         const CollectorOutcome outcome =
             RunCollector(collector, order.module, session->module.Handle(), metrics, run->abandoned);
         anyAnswered = anyAnswered || outcome.answered;
+        anyFailed = anyFailed || outcome.callFailed;
         if (!outcome.success)
             Log("probe " + order.target + " module " + order.module.name + " collector " + collector + ": " +
                 outcome.firstError);
@@ -93,7 +95,7 @@ void Work(std::shared_ptr<ProbeRun> run, std::shared_ptr<KeptSession> session, B
         run->metricsText += metrics.Text();
         run->answered = run->answered || outcome.answered;
     }
-    if (!anyAnswered && !order.module.collectors.empty() && !run->abandoned) {
+    if (!anyAnswered && anyFailed) {
         // Not one call came back: the session is broken; the next scrape logs in afresh.
         session->module.Disconnect();
         session->connected = false;
