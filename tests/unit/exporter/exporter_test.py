@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """The exporter against simulators: valid exposition text (promtool, when installed), health from the single
 readings, a wrong password costing one login per scrape, a silent computer answered within the scrape timeout,
-twenty computers scraped at once, and the password in no answer or log line."""
+twenty computers scraped at once, a computer that goes away and comes back, and the password in no answer,
+log line or environment."""
 import os, shutil, socket, subprocess, sys, tempfile, threading, time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
@@ -38,6 +39,7 @@ with tempfile.TemporaryDirectory() as folder:
         modules = WINDOWS_MODULE + "  all:\n    auth: lab\n    collectors: [service]\n    services: all\n"
         # Five auths with one account give twenty separate kept sessions on five computers.
         lab.exporter(exporter, modules, auths=5)
+        exporter_process = lab.processes[-1]
 
         status, body = lab.get("/probe?target=%s&module=windows" % healthy)
         expect(status == 200 and value(body, "qnsnwsm_up") == 1, "workstation not up: %s" % body[:300])
@@ -85,7 +87,18 @@ with tempfile.TemporaryDirectory() as folder:
             expect(took < 2.0 and value(body, "qnsnwsm_up") == 0,
                    "silent computer, scrape %d: %.2f s, up %s" % (attempt, took, value(body, "qnsnwsm_up")))
 
-        with open("/proc/%d/environ" % lab.processes[-1].pid, "rb") as f:
+        # A computer that goes away: its kept session is dropped, and it is read again once it is back.
+        sessions = value(lab.get("/metrics")[1], "qnsnwsm_exporter_sessions")
+        lab.processes[0].terminate()
+        lab.processes[0].wait()
+        status, body = lab.get("/probe?target=%s&module=windows" % healthy, timeout_header=5)
+        expect(value(body, "qnsnwsm_up") == 0, "a stopped computer is up")
+        expect(value(lab.get("/metrics")[1], "qnsnwsm_exporter_sessions") == sessions - 1, "broken session kept")
+        port = healthy.split(":")[1]
+        lab.start([sim, "--port", port, "--profile", "workstation", "--users", lab.users], int(port))
+        status, body = lab.get("/probe?target=%s&module=windows" % healthy, timeout_header=10)
+        expect(value(body, "qnsnwsm_up") == 1, "the computer is not read again once back")
+        with open("/proc/%d/environ" % exporter_process.pid, "rb") as f:
             expect(PASSWORD.encode() not in f.read(), "the password stays in the exporter's environment")
         status, metrics = lab.get("/metrics")
         promtool(metrics, "/metrics")
