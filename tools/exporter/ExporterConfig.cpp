@@ -171,6 +171,8 @@ Module ParseModule(const std::string& name, const YAML::Node& node, const Export
         Fail(context + ".auth names an unknown auth '" + module.auth + "'", node);
     if (!node["collectors"]) Fail(context + " needs 'collectors'", node);
     module.collectors = TextList(node["collectors"], context + ".collectors");
+    if (module.collectors.empty())
+        Fail(context + ".collectors must name at least one collector", node["collectors"]);
     for (const std::string& collector : module.collectors) {
         const auto& known = KnownCollectors();
         if (std::find(known.begin(), known.end(), collector) == known.end()) {
