@@ -167,23 +167,24 @@ HttpAnswer Prober::Probe(const std::map<std::string, std::string>& parameters,
     if (target.empty()) return bad("the target parameter is missing: /probe?target=HOST[:PORT]&module=NAME");
     if (moduleName.empty())
         return bad("the module parameter is missing: /probe?target=HOST[:PORT]&module=NAME");
-    const auto module = config_->modules.find(moduleName);
-    if (module == config_->modules.end()) {
+    const std::shared_ptr<const ExporterConfig> config = Config();
+    const auto module = config->modules.find(moduleName);
+    if (module == config->modules.end()) {
         std::string known;
-        for (const auto& [name, m] : config_->modules) known += (known.empty() ? "" : ", ") + name;
+        for (const auto& [name, m] : config->modules) known += (known.empty() ? "" : ", ") + name;
         return bad("unknown module " + Quoted(moduleName) + " (configured: " + known + ")");
     }
     const std::string authName = parameter("auth").empty() ? module->second.auth : parameter("auth");
-    const auto auth = config_->auths.find(authName);
-    if (auth == config_->auths.end()) return bad("unknown auth " + Quoted(authName));
+    const auto auth = config->auths.find(authName);
+    if (auth == config->auths.end()) return bad("unknown auth " + Quoted(authName));
     const auto hostPort = ParseTarget(target, auth->second.port);
     if (!hostPort) return bad("the target " + Quoted(target) + " is not HOST, HOST:PORT or [IPv6]:PORT");
 
     // The time Prometheus waits, less a margin for the answer to travel; never less than half of it.
     const double allowed = scrapeTimeout && *scrapeTimeout > 0
                                ? *scrapeTimeout
-                               : std::chrono::duration<double>(config_->settings.defaultTimeout).count();
-    const double margin = std::chrono::duration<double>(config_->settings.timeoutMargin).count();
+                               : std::chrono::duration<double>(config->settings.defaultTimeout).count();
+    const double margin = std::chrono::duration<double>(config->settings.timeoutMargin).count();
     const double budget = std::max(allowed - margin, allowed / 2);
     const auto deadline =
         start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(budget));
@@ -245,6 +246,16 @@ HttpAnswer Prober::Probe(const std::map<std::string, std::string>& parameters,
     head.Add("qnsnwsm_probe_duration_seconds", MetricType::Gauge, "Time the whole probe took.", {}, took);
     metrics_.ProbeDone(moduleName, up, took);
     return {200, head.Text() + run->metricsText, kExpositionContentType};
+}
+
+void Prober::Reload(std::shared_ptr<const ExporterConfig> config) {
+    {
+        std::lock_guard<std::mutex> lock(configMutex_);
+        auto merged = std::make_shared<ExporterConfig>(*config);
+        merged->settings = config_->settings;
+        config_ = std::move(merged);
+    }
+    sessions_.CloseAll();
 }
 
 void Prober::WaitForWorkers(std::chrono::milliseconds limit) const {

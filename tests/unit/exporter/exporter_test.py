@@ -3,7 +3,7 @@
 readings, a wrong password costing one login per scrape, a silent computer answered within the scrape timeout,
 twenty computers scraped at once, a computer that goes away and comes back, and the password in no answer,
 log line or environment."""
-import os, shutil, socket, subprocess, sys, tempfile, threading, time
+import os, shutil, signal, socket, subprocess, sys, tempfile, threading, time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from exporter_harness import Lab, PASSWORD, WINDOWS_MODULE, value
@@ -105,6 +105,16 @@ with tempfile.TemporaryDirectory() as folder:
         expect(value(metrics, "qnsnwsm_exporter_sessions") >= 20, "kept sessions: %s" % metrics[:200])
         expect(value(metrics, "process_resident_memory_bytes") > 0, "no process metrics")
         answers_text = body + metrics + "".join(b for s, b in answers.values())
+        # A reload (SIGHUP) takes a new module; the wiped variable's password carries over.
+        with open(os.path.join(folder, "exporter.yml"), "a") as f:
+            f.write("  added:\n    auth: lab\n    collectors: [memory]\n")
+        exporter_process.send_signal(signal.SIGHUP)
+        for attempt in range(50):
+            status, body = lab.get("/probe?target=%s&module=added" % healthy)
+            if status == 200:
+                break
+            time.sleep(0.1)
+        expect(value(body, "qnsnwsm_up") == 1, "the reloaded module does not read the computer: %s" % body[:200])
         lab.stop()
 
         # A wrong password: up 0, and one login (one NTLM handshake: two requests) per scrape.
