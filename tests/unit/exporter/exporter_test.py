@@ -53,6 +53,8 @@ with tempfile.TemporaryDirectory() as folder:
         status, body = lab.get("/probe?target=%s&module=windows" % unhealthy)
         expect(value(body, 'qnsnwsm_service_running{name="Spooler"}') == 0, "unhealthy Spooler is not stopped")
         expect(value(body, "qnsnwsm_physical_disks_healthy") == 0, "unhealthy disks are healthy")
+        expect(value(body, 'qnsnwsm_process_running{name="payroll.exe"}') == 0, "a stopped process is not 0")
+        expect(value(body, 'qnsnwsm_collector_success{collector="process"}') == 1, "a stopped process fails")
         status, body = lab.get("/probe?target=%s&module=all" % healthy)
         expect(body.count("qnsnwsm_service_info{") > 100 and "qnsnwsm_service_running" not in body,
                "all services: info only expected")
