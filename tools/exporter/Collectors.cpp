@@ -29,11 +29,15 @@ class Run {
         parameters.sleepMs = 0;  // the processor counter is already a rate: one reading is enough
         parameters.durationMs = 0;
         last_ = qnhost::FindCheck(check)->run(handle_, parameters, args);
-        if (!last_.Succeeded()) {
-            Failed(std::string(check) + (args.empty() ? "" : " " + args[0]) + ": " +
-                   (last_.error.empty() ? "not found" : last_.error));
+        const std::string what = std::string(check) + (args.empty() ? "" : " " + args[0]) + ": ";
+        if (last_.code != 0) {
+            outcome_.callFailed = true;
+            Failed(what + (last_.error.empty() ? "not found" : last_.error));
             return nullptr;
         }
+        // A completed reading may still carry a text: a state ("Process not found" with running 0) is an
+        // answer, but a list it names a problem with is incomplete.
+        if (!last_.error.empty() && !last_.columns.empty()) Failed(what + last_.error);
         outcome_.answered = true;
         return &last_;
     }

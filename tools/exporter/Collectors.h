@@ -12,9 +12,10 @@
 namespace qnexporter {
 
 struct CollectorOutcome {
-    bool success = true;     // every call completed
-    bool answered = false;   // at least one call completed: the computer is there
-    std::string firstError;  // for the log
+    bool success = true;      // every call completed
+    bool answered = false;    // at least one call completed: the computer is there
+    bool callFailed = false;  // a call came back failed (not merely skipped once the probe gave up)
+    std::string firstError;   // for the log
 };
 
 // Runs `collector` of `module` on a connected handle, adding its metrics to `out`.

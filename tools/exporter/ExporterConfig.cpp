@@ -3,6 +3,7 @@
 #include <yaml-cpp/yaml.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <regex>
 #include <set>
 #include <stdexcept>
@@ -88,7 +89,8 @@ std::size_t Count(const YAML::Node& node, const std::string& context, std::size_
 }
 
 // The password through the host library's one reader (file or variable; never the terminal here).
-std::string ReadPassword(const YAML::Node& auth, const std::string& context, ExporterConfig& config) {
+std::string ReadPassword(const YAML::Node& auth, const std::string& context, ExporterConfig& config,
+                         const Auth* previous) {
     if (auth["password_file"] && auth["password_env"])
         Fail(context + ": give password_file or password_env, not both", auth);
     qnhost::ConnectionOptions options;
@@ -100,6 +102,10 @@ std::string ReadPassword(const YAML::Node& auth, const std::string& context, Exp
         Fail(
             context + ": a username needs password_file or password_env (passwords never stand in this file)",
             auth);
+    // The variable was wiped after the first reading: a reload keeps the password it gave, for the same auth.
+    if (!options.passwordEnv.empty() && std::getenv(options.passwordEnv.c_str()) == nullptr && previous &&
+        previous->passwordEnv == options.passwordEnv)
+        return previous->password;
     std::string error;
     const std::optional<std::string> password = qnhost::ResolvePassword(options, error);
     if (!password) Fail(context + ": " + error, auth);
@@ -107,14 +113,19 @@ std::string ReadPassword(const YAML::Node& auth, const std::string& context, Exp
     return *password;
 }
 
-Auth ParseAuth(const std::string& name, const YAML::Node& node, ExporterConfig& config) {
+Auth ParseAuth(const std::string& name, const YAML::Node& node, ExporterConfig& config,
+               const ExporterConfig* previous) {
     const std::string context = "auths." + name;
     CheckKeys(node, context,
               {"username", "password_file", "password_env", "scheme", "ssl", "port", "namespace"});
     Auth auth;
     auth.name = name;
     if (node["username"]) auth.username = Text(node["username"], context + ".username");
-    auth.password = ReadPassword(node, context, config);
+    const auto earlier =
+        previous ? previous->auths.find(name) : std::map<std::string, Auth>::const_iterator();
+    auth.password = ReadPassword(node, context, config,
+                                 previous && earlier != previous->auths.end() ? &earlier->second : nullptr);
+    if (node["password_env"]) auth.passwordEnv = node["password_env"].as<std::string>();
     if (node["scheme"]) {
         auth.scheme = Text(node["scheme"], context + ".scheme");
         std::transform(auth.scheme.begin(), auth.scheme.end(), auth.scheme.begin(), ::tolower);
@@ -171,6 +182,8 @@ Module ParseModule(const std::string& name, const YAML::Node& node, const Export
         Fail(context + ".auth names an unknown auth '" + module.auth + "'", node);
     if (!node["collectors"]) Fail(context + " needs 'collectors'", node);
     module.collectors = TextList(node["collectors"], context + ".collectors");
+    if (module.collectors.empty())
+        Fail(context + ".collectors must name at least one collector", node["collectors"]);
     for (const std::string& collector : module.collectors) {
         const auto& known = KnownCollectors();
         if (std::find(known.begin(), known.end(), collector) == known.end()) {
@@ -236,7 +249,7 @@ void ParseSettings(const YAML::Node& node, ExporterSettings& settings) {
         settings.operationTimeout = Duration(node["operation_timeout"], "exporter.operation_timeout");
 }
 
-ExporterConfig Parse(const YAML::Node& root) {
+ExporterConfig Parse(const YAML::Node& root, const ExporterConfig* previous) {
     ExporterConfig config;
     CheckKeys(root, "the configuration", {"exporter", "auths", "modules"});
     if (root["exporter"]) ParseSettings(root["exporter"], config.settings);
@@ -244,7 +257,7 @@ ExporterConfig Parse(const YAML::Node& root) {
         Fail("the configuration needs 'auths' with at least one entry", root);
     for (const auto& item : root["auths"]) {
         const std::string name = item.first.as<std::string>();
-        config.auths[name] = ParseAuth(name, item.second, config);
+        config.auths[name] = ParseAuth(name, item.second, config, previous);
     }
     std::set<std::string> schemes;
     for (const auto& [name, auth] : config.auths)
@@ -266,9 +279,10 @@ ExporterConfig Parse(const YAML::Node& root) {
 
 }  // namespace
 
-std::optional<ExporterConfig> LoadConfig(const std::string& path, std::string& error) {
+std::optional<ExporterConfig> LoadConfig(const std::string& path, std::string& error,
+                                         const ExporterConfig* previous) {
     try {
-        return Parse(YAML::LoadFile(path));
+        return Parse(YAML::LoadFile(path), previous);
     } catch (const YAML::BadFile&) {
         error = path + ": cannot read the file";
     } catch (const YAML::Exception& e) {

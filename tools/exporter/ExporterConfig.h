@@ -16,7 +16,8 @@ struct Auth {
     std::string name;
     std::string username;  // empty: the exporter's own Kerberos ticket
     std::string password;  // resolved at load time from password_file or password_env
-    std::string scheme;    // negotiate | kerberos | ntlm | basic; informs the store's AuthScheme
+    std::string passwordEnv;
+    std::string scheme;  // negotiate | kerberos | ntlm | basic; informs the store's AuthScheme
     bool ssl = false;
     std::uint16_t port = 5985;
     std::string wmiNamespace;
@@ -67,7 +68,9 @@ struct ExporterConfig {
     std::set<std::string> passwordVariables;  // read once; the caller clears them from the environment
 };
 
-// Reads and validates `path`. On failure returns nullopt and `error` says what is wrong and where.
-std::optional<ExporterConfig> LoadConfig(const std::string& path, std::string& error);
+// Reads and validates `path`. On failure returns nullopt and `error` says what is wrong and where. On a
+// reload, `previous` supplies the passwords of variables already wiped (same auth, same variable).
+std::optional<ExporterConfig> LoadConfig(const std::string& path, std::string& error,
+                                         const ExporterConfig* previous = nullptr);
 
 }  // namespace qnexporter

@@ -133,7 +133,7 @@ std::string HttpServer::IndexPage() const {
         "<h1>qnsnwsm exporter</h1>\n<p>Agentless Windows metrics over WinRM, one exporter for many "
         "computers.</p>\n"
         "<p><a href=\"/metrics\">The exporter's own metrics</a></p>\n<h2>Modules</h2>\n<ul>\n";
-    for (const auto& [name, module] : prober_.Config().modules) {
+    for (const auto& [name, module] : prober_.Config()->modules) {
         std::string collectors;
         for (const auto& c : module.collectors) collectors += (collectors.empty() ? "" : ", ") + c;
         const std::string link = "/probe?target=localhost&amp;module=" + EscapeHtml(name);

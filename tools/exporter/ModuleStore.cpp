@@ -98,7 +98,8 @@ std::optional<std::string> UsePrivateModuleStore(const ExporterSettings& setting
     }
     chmod(path.c_str(), 0600);
     setenv("QNSNWSM_REGISTRY", path.c_str(), 1);
-    setenv("QNSNWSM_STATE", (folder + "/state.conf").c_str(), 1);  // the module's write-backs stay private too
+    setenv("QNSNWSM_STATE", (folder + "/state.conf").c_str(),
+           1);  // the module's write-backs stay private too
     return path;
 }
 

@@ -52,7 +52,13 @@ void Work(std::shared_ptr<ProbeRun> run, std::shared_ptr<KeptSession> session, B
     if (!session->connected) {
         // One login per scrape at most; a refused one is not kept, so the next scrape tries again once.
         std::string error;
-        if (!session->initialized) session->initialized = session->module.Initialize("qnsnwsm-exporter", "");
+        if (!session->initialized) {
+            // One at a time: a handle's first creation also sets up libxml2's global state, which is not
+            // safe to do from two threads at once.
+            static std::mutex initializing;
+            std::lock_guard<std::mutex> serial(initializing);
+            session->initialized = session->module.Initialize("qnsnwsm-exporter", "");
+        }
         const bool ok = session->initialized && session->module.Connect(order.settings, error) == 0;
         if (!ok) {
             if (IsLoginRefusal(error)) metrics.LoginFailed(order.auth.name);
@@ -72,6 +78,7 @@ void Work(std::shared_ptr<ProbeRun> run, std::shared_ptr<KeptSession> session, B
         run->loggedIn = true;
     }
     bool anyAnswered = false;
+    bool anyFailed = false;
     for (const std::string& collector : order.module.collectors) {
         if (run->abandoned) break;
         MetricSet metrics;
@@ -79,6 +86,7 @@ void Work(std::shared_ptr<ProbeRun> run, std::shared_ptr<KeptSession> session, B
         const CollectorOutcome outcome =
             RunCollector(collector, order.module, session->module.Handle(), metrics, run->abandoned);
         anyAnswered = anyAnswered || outcome.answered;
+        anyFailed = anyFailed || outcome.callFailed;
         if (!outcome.success)
             Log("probe " + order.target + " module " + order.module.name + " collector " + collector + ": " +
                 outcome.firstError);
@@ -87,7 +95,7 @@ void Work(std::shared_ptr<ProbeRun> run, std::shared_ptr<KeptSession> session, B
         run->metricsText += metrics.Text();
         run->answered = run->answered || outcome.answered;
     }
-    if (!anyAnswered && !order.module.collectors.empty() && !run->abandoned) {
+    if (!anyAnswered && anyFailed) {
         // Not one call came back: the session is broken; the next scrape logs in afresh.
         session->module.Disconnect();
         session->connected = false;
@@ -159,23 +167,24 @@ HttpAnswer Prober::Probe(const std::map<std::string, std::string>& parameters,
     if (target.empty()) return bad("the target parameter is missing: /probe?target=HOST[:PORT]&module=NAME");
     if (moduleName.empty())
         return bad("the module parameter is missing: /probe?target=HOST[:PORT]&module=NAME");
-    const auto module = config_->modules.find(moduleName);
-    if (module == config_->modules.end()) {
+    const std::shared_ptr<const ExporterConfig> config = Config();
+    const auto module = config->modules.find(moduleName);
+    if (module == config->modules.end()) {
         std::string known;
-        for (const auto& [name, m] : config_->modules) known += (known.empty() ? "" : ", ") + name;
+        for (const auto& [name, m] : config->modules) known += (known.empty() ? "" : ", ") + name;
         return bad("unknown module " + Quoted(moduleName) + " (configured: " + known + ")");
     }
     const std::string authName = parameter("auth").empty() ? module->second.auth : parameter("auth");
-    const auto auth = config_->auths.find(authName);
-    if (auth == config_->auths.end()) return bad("unknown auth " + Quoted(authName));
+    const auto auth = config->auths.find(authName);
+    if (auth == config->auths.end()) return bad("unknown auth " + Quoted(authName));
     const auto hostPort = ParseTarget(target, auth->second.port);
     if (!hostPort) return bad("the target " + Quoted(target) + " is not HOST, HOST:PORT or [IPv6]:PORT");
 
     // The time Prometheus waits, less a margin for the answer to travel; never less than half of it.
     const double allowed = scrapeTimeout && *scrapeTimeout > 0
                                ? *scrapeTimeout
-                               : std::chrono::duration<double>(config_->settings.defaultTimeout).count();
-    const double margin = std::chrono::duration<double>(config_->settings.timeoutMargin).count();
+                               : std::chrono::duration<double>(config->settings.defaultTimeout).count();
+    const double margin = std::chrono::duration<double>(config->settings.timeoutMargin).count();
     const double budget = std::max(allowed - margin, allowed / 2);
     const auto deadline =
         start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(budget));
@@ -237,6 +246,16 @@ HttpAnswer Prober::Probe(const std::map<std::string, std::string>& parameters,
     head.Add("qnsnwsm_probe_duration_seconds", MetricType::Gauge, "Time the whole probe took.", {}, took);
     metrics_.ProbeDone(moduleName, up, took);
     return {200, head.Text() + run->metricsText, kExpositionContentType};
+}
+
+void Prober::Reload(std::shared_ptr<const ExporterConfig> config) {
+    {
+        std::lock_guard<std::mutex> lock(configMutex_);
+        auto merged = std::make_shared<ExporterConfig>(*config);
+        merged->settings = config_->settings;
+        config_ = std::move(merged);
+    }
+    sessions_.CloseAll();
 }
 
 void Prober::WaitForWorkers(std::chrono::milliseconds limit) const {

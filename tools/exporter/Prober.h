@@ -8,6 +8,7 @@
 #include <chrono>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -32,11 +33,19 @@ class Prober {
                      std::optional<double> scrapeTimeout);
 
     SessionPool& Sessions() { return sessions_; }
-    const ExporterConfig& Config() const { return *config_; }
+    // The configuration in force; a reload swaps it while probes that began under the old one finish.
+    std::shared_ptr<const ExporterConfig> Config() const {
+        std::lock_guard<std::mutex> lock(configMutex_);
+        return config_;
+    }
+    // Takes `config`'s auths and modules (its exporter settings apply from the next start) and closes the
+    // kept sessions, whose accounts may have changed.
+    void Reload(std::shared_ptr<const ExporterConfig> config);
     // Waits up to `limit` for the workers still finishing module calls.
     void WaitForWorkers(std::chrono::milliseconds limit) const;
 
   private:
+    mutable std::mutex configMutex_;
     std::shared_ptr<const ExporterConfig> config_;
     ExporterMetrics& metrics_;
     SessionPool sessions_;

@@ -57,6 +57,12 @@ void SessionPool::TakeIdle(std::chrono::steady_clock::time_point now, std::map<s
     if (oldestOnly && oldest != entries_.end()) out.insert(entries_.extract(oldest));
 }
 
+void SessionPool::CloseAll() {
+    std::map<std::string, Entry> closing;
+    std::lock_guard<std::mutex> lock(mutex_);
+    closing.swap(entries_);
+}
+
 std::size_t SessionPool::Size() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return entries_.size();

@@ -81,6 +81,8 @@ class SessionPool {
     void Discard(const std::string& key, const std::shared_ptr<KeptSession>& session);
     // Closes sessions idle longer than the limit.
     void CloseIdle();
+    // Forgets every session; those in use close when their calls return.
+    void CloseAll();
 
     std::size_t Size() const;
     std::size_t Busy() const;

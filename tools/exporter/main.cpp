@@ -17,14 +17,44 @@ namespace {
 
 constexpr const char* kDefaultListenAddress = ":10595";
 
-// Blocks until SIGINT or SIGTERM, closing idle sessions once a minute meanwhile.
-void WaitForStop(qnexporter::SessionPool& sessions) {
-    sigset_t stop;
-    sigemptyset(&stop);
-    sigaddset(&stop, SIGINT);
-    sigaddset(&stop, SIGTERM);
+// Passwords are in memory now; no child or /proc reader learns them from the environment. The bytes are wiped
+// first: /proc/PID/environ shows the original block even after unsetenv.
+void ForgetPasswordVariables(const qnexporter::ExporterConfig& config) {
+    for (const std::string& variable : config.passwordVariables) {
+        if (char* value = std::getenv(variable.c_str())) std::memset(value, 0, std::strlen(value));
+        unsetenv(variable.c_str());
+    }
+}
+
+sigset_t HandledSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
+    return signals;
+}
+
+// Blocks until SIGINT or SIGTERM; SIGHUP reloads the configuration. Closes idle sessions once a minute.
+void Serve(qnexporter::Prober& prober, const std::string& configFile) {
+    const sigset_t signals = HandledSignals();
     const timespec minute{60, 0};
-    while (sigtimedwait(&stop, nullptr, &minute) < 0) sessions.CloseIdle();
+    while (true) {
+        const int signal = sigtimedwait(&signals, nullptr, &minute);
+        if (signal == SIGINT || signal == SIGTERM) return;
+        if (signal != SIGHUP) {
+            prober.Sessions().CloseIdle();
+            continue;
+        }
+        std::string error;
+        auto loaded = qnexporter::LoadConfig(configFile, error, prober.Config().get());
+        if (!loaded) {
+            std::cerr << "qnsnwsm-exporter: reload refused, the running configuration stays: " << error
+                      << "\n";
+            continue;
+        }
+        ForgetPasswordVariables(*loaded);
+        prober.Reload(std::make_shared<const qnexporter::ExporterConfig>(std::move(*loaded)));
+        std::cerr << "qnsnwsm-exporter: configuration reloaded\n";
+    }
 }
 
 }  // namespace
@@ -48,11 +78,8 @@ int main(int argc, char** argv) {
     }
 
     // Signals are taken synchronously by the main thread; every thread started later inherits the mask.
-    sigset_t stop;
-    sigemptyset(&stop);
-    sigaddset(&stop, SIGINT);
-    sigaddset(&stop, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &stop, nullptr);
+    const sigset_t signals = HandledSignals();
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     signal(SIGPIPE, SIG_IGN);
 
     std::string error;
@@ -61,12 +88,7 @@ int main(int argc, char** argv) {
         std::cerr << "qnsnwsm-exporter: " << error << "\n";
         return 2;
     }
-    // Passwords are in memory now; no child or /proc reader learns them from the environment.
-    // The bytes are wiped first: /proc/PID/environ shows the original block even after unsetenv.
-    for (const std::string& variable : loaded->passwordVariables) {
-        if (char* value = std::getenv(variable.c_str())) std::memset(value, 0, std::strlen(value));
-        unsetenv(variable.c_str());
-    }
+    ForgetPasswordVariables(*loaded);
     if (checkOnly) {
         std::cout << configFile << ": valid (" << loaded->auths.size() << " auths, " << loaded->modules.size()
                   << " modules)\n";
@@ -85,7 +107,7 @@ int main(int argc, char** argv) {
         qnexporter::HttpServer server(prober, metrics);
         if (server.Start(listenAddress, config->settings.maxConnections, error)) {
             std::cerr << "qnsnwsm-exporter " << QNSNWSM_VERSION << ": listening on " << listenAddress << "\n";
-            WaitForStop(prober.Sessions());
+            Serve(prober, configFile);
             std::cerr << "qnsnwsm-exporter: stopping\n";
         } else {
             std::cerr << "qnsnwsm-exporter: " << error << "\n";

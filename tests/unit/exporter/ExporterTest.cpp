@@ -42,6 +42,7 @@ TEST(ExporterConfig, ReadsTheDocumentedFormAndNamesEveryMistake) {
         {std::string(kAuth) + "modules:\n  w:\n    auth: a\n    collectors: [gpu]\n",
          "unknown collector 'gpu'"},
         {std::string(kAuth) + "modules:\n  w:\n    auth: a\n    collectors: [service]\n", "needs its list"},
+        {std::string(kAuth) + "modules:\n  w:\n    auth: a\n    collectors: []\n", "at least one collector"},
         {std::string(kAuth) + "modules:\n  w:\n    auth: a\n    collectors: [pool, cpu]\n    pools: [p]\n",
          "module of its own"},
         {std::string(kAuth) + "modules:\n  w:\n    auth: a\n    collectors: [cpu]\n    cpu: [x]\n",

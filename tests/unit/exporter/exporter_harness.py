@@ -91,7 +91,7 @@ WINDOWS_MODULE = """  windows:
     auth: lab
     collectors: [cpu, memory, logical_disk, physical_disk, service, process]
     services: [Spooler, wuauserv]
-    processes: [explorer.exe]
+    processes: [explorer.exe, payroll.exe]
 """
 
 

@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """The exporter against simulators: valid exposition text (promtool, when installed), health from the single
 readings, a wrong password costing one login per scrape, a silent computer answered within the scrape timeout,
-twenty computers scraped at once, and the password in no answer or log line."""
-import os, shutil, socket, subprocess, sys, tempfile, threading, time
+twenty computers scraped at once, a computer that goes away and comes back, and the password in no answer,
+log line or environment."""
+import os, shutil, signal, socket, subprocess, sys, tempfile, threading, time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from exporter_harness import Lab, PASSWORD, WINDOWS_MODULE, value
@@ -38,6 +39,7 @@ with tempfile.TemporaryDirectory() as folder:
         modules = WINDOWS_MODULE + "  all:\n    auth: lab\n    collectors: [service]\n    services: all\n"
         # Five auths with one account give twenty separate kept sessions on five computers.
         lab.exporter(exporter, modules, auths=5)
+        exporter_process = lab.processes[-1]
 
         status, body = lab.get("/probe?target=%s&module=windows" % healthy)
         expect(status == 200 and value(body, "qnsnwsm_up") == 1, "workstation not up: %s" % body[:300])
@@ -51,6 +53,8 @@ with tempfile.TemporaryDirectory() as folder:
         status, body = lab.get("/probe?target=%s&module=windows" % unhealthy)
         expect(value(body, 'qnsnwsm_service_running{name="Spooler"}') == 0, "unhealthy Spooler is not stopped")
         expect(value(body, "qnsnwsm_physical_disks_healthy") == 0, "unhealthy disks are healthy")
+        expect(value(body, 'qnsnwsm_process_running{name="payroll.exe"}') == 0, "a stopped process is not 0")
+        expect(value(body, 'qnsnwsm_collector_success{collector="process"}') == 1, "a stopped process fails")
         status, body = lab.get("/probe?target=%s&module=all" % healthy)
         expect(body.count("qnsnwsm_service_info{") > 100 and "qnsnwsm_service_running" not in body,
                "all services: info only expected")
@@ -85,13 +89,34 @@ with tempfile.TemporaryDirectory() as folder:
             expect(took < 2.0 and value(body, "qnsnwsm_up") == 0,
                    "silent computer, scrape %d: %.2f s, up %s" % (attempt, took, value(body, "qnsnwsm_up")))
 
-        with open("/proc/%d/environ" % lab.processes[-1].pid, "rb") as f:
+        # A computer that goes away: its kept session is dropped, and it is read again once it is back.
+        sessions = value(lab.get("/metrics")[1], "qnsnwsm_exporter_sessions")
+        lab.processes[0].terminate()
+        lab.processes[0].wait()
+        status, body = lab.get("/probe?target=%s&module=windows" % healthy, timeout_header=5)
+        expect(value(body, "qnsnwsm_up") == 0, "a stopped computer is up")
+        expect(value(lab.get("/metrics")[1], "qnsnwsm_exporter_sessions") < sessions, "broken session kept")
+        port = healthy.split(":")[1]
+        lab.start([sim, "--port", port, "--profile", "workstation", "--users", lab.users], int(port))
+        status, body = lab.get("/probe?target=%s&module=windows" % healthy, timeout_header=10)
+        expect(value(body, "qnsnwsm_up") == 1, "the computer is not read again once back")
+        with open("/proc/%d/environ" % exporter_process.pid, "rb") as f:
             expect(PASSWORD.encode() not in f.read(), "the password stays in the exporter's environment")
         status, metrics = lab.get("/metrics")
         promtool(metrics, "/metrics")
         expect(value(metrics, "qnsnwsm_exporter_sessions") >= 20, "kept sessions: %s" % metrics[:200])
         expect(value(metrics, "process_resident_memory_bytes") > 0, "no process metrics")
         answers_text = body + metrics + "".join(b for s, b in answers.values())
+        # A reload (SIGHUP) takes a new module; the wiped variable's password carries over.
+        with open(os.path.join(folder, "exporter.yml"), "a") as f:
+            f.write("  added:\n    auth: lab\n    collectors: [memory]\n")
+        exporter_process.send_signal(signal.SIGHUP)
+        for attempt in range(50):
+            status, body = lab.get("/probe?target=%s&module=added" % healthy)
+            if status == 200:
+                break
+            time.sleep(0.1)
+        expect(value(body, "qnsnwsm_up") == 1, "the reloaded module does not read the computer: %s" % body[:200])
         lab.stop()
 
         # A wrong password: up 0, and one login (one NTLM handshake: two requests) per scrape.
