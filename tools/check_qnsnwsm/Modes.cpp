@@ -32,7 +32,7 @@ Outcome ReadingFailed(const qnhost::CheckResult& result, const std::string& what
 }
 
 bool NamedItemMissing(const qnhost::CheckResult& result) {
-    return !result.Succeeded() && result.error.empty() && result.NumberOf("found") == 0;
+    return !result.Read() && result.error.empty() && result.NumberOf("found") == 0;
 }
 
 const std::vector<ModeSpec>& AllModes() {

@@ -17,7 +17,7 @@ std::string Joined(const std::vector<std::string>& items) {
 
 Outcome UsbDrives(const ModeContext& ctx) {
     const qnhost::CheckResult r = ctx.Run("usb-drives", {});
-    if (!r.Succeeded()) return ReadingFailed(r, "USB drives");
+    if (!r.Read()) return ReadingFailed(r, "USB drives");
     Outcome outcome;
     std::vector<std::string> models;
     for (const auto& row : r.rows) models.push_back(row.front());
@@ -34,7 +34,7 @@ Outcome Users(const ModeContext& ctx) {
     // out of the answer; the names are only shown.
     const qnhost::CheckResult r =
         ctx.Run("instances", {"select * from Win32_UserAccount where LocalAccount=TRUE and Lockout=TRUE"});
-    if (!r.Succeeded()) return ReadingFailed(r, "locked-out accounts");
+    if (!r.Read()) return ReadingFailed(r, "locked-out accounts");
     Outcome outcome;
     std::vector<std::string> names;
     for (const auto& row : r.rows) names.push_back(row.front());
@@ -46,7 +46,7 @@ Outcome Users(const ModeContext& ctx) {
 
 Outcome Groups(const ModeContext& ctx) {
     const qnhost::CheckResult r = ctx.Run("groups", {});
-    if (!r.Succeeded()) return ReadingFailed(r, "groups");
+    if (!r.Read()) return ReadingFailed(r, "groups");
     Outcome outcome;
     for (const auto& row : r.rows) outcome.details.push_back(row.front());
     ctx.Measure(outcome, "count", "count", static_cast<double>(r.rows.size()), "", 0.0);
@@ -64,11 +64,11 @@ Outcome Members(const ModeContext& ctx) {
     // An unknown group has no members either: it is looked up first so that a typo cannot read as OK.
     const qnhost::CheckResult group =
         ctx.Run("counter", {"select * from Win32_Group where Domain='" + a[1] + "'", "Name", a[0]});
-    if (!group.Succeeded() && group.error.empty())
+    if (!group.Read() && group.error.empty())
         return {State::Unknown, "no group " + a[0] + " in domain " + a[1], {}, {}};
-    if (!group.Succeeded()) return ReadingFailed(group, "group " + a[0]);
+    if (!group.Read()) return ReadingFailed(group, "group " + a[0]);
     const qnhost::CheckResult r = ctx.Run("members", a);
-    if (!r.Succeeded()) return ReadingFailed(r, "members of " + a[0]);
+    if (!r.Read()) return ReadingFailed(r, "members of " + a[0]);
     // A full name holding the separators shifts fields: such a list decides nothing.
     if (r.irregularRows != 0)
         return {

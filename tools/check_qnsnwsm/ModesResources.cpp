@@ -17,9 +17,9 @@ double Percent(double part, double whole) {
 
 Outcome Cpu(const ModeContext& ctx) {
     const qnhost::CheckResult r = ctx.Run("cpu", ctx.options.arguments);
-    if (!r.Succeeded() && r.error.empty())
+    if (!r.Read() && r.error.empty())
         return {State::Unknown, "the computer has no processor instance " + r.TextOf("cpu"), {}, {}};
-    if (!r.Succeeded()) return ReadingFailed(r, "CPU usage");
+    if (!r.Read()) return ReadingFailed(r, "CPU usage");
     Outcome outcome;
     const double usage = r.NumberOf("usagePercent");
     ctx.Measure(outcome, "usage", "usage", usage, "%", 0.0, 100.0);
@@ -29,13 +29,13 @@ Outcome Cpu(const ModeContext& ctx) {
 
 Outcome Memory(const ModeContext& ctx) {
     const qnhost::CheckResult r = ctx.Run("memory", {});
-    if (!r.Succeeded()) return ReadingFailed(r, "memory");
+    if (!r.Read()) return ReadingFailed(r, "memory");
     // The memory counters carry no total; the operating system's visible memory (KiB) gives the percentage.
     const qnhost::CheckResult total = ctx.Run("counter", {"Win32_OperatingSystem", "TotalVisibleMemorySize"});
     char* end = nullptr;
     const std::string totalText = total.TextOf("value");
     const double totalMB = std::strtod(totalText.c_str(), &end) / 1024.0;
-    const bool haveTotal = total.Succeeded() && !totalText.empty() && *end == '\0' && totalMB > 0;
+    const bool haveTotal = total.Read() && !totalText.empty() && *end == '\0' && totalMB > 0;
     if (!haveTotal && ctx.metric == "available_pct")
         return ReadingFailed(total, "total memory (needed for available_pct)");
 
@@ -64,7 +64,7 @@ Outcome DiskSpace(const ModeContext& ctx) {
         // Every local fixed drive (DriveType 3); each one's space then comes from the single-drive reading.
         const qnhost::CheckResult list =
             ctx.Run("instances", {"select * from Win32_LogicalDisk where DriveType=3"});
-        if (!list.Succeeded()) return ReadingFailed(list, "local drives");
+        if (!list.Read()) return ReadingFailed(list, "local drives");
         for (const auto& row : list.rows) drives.push_back(row.front());
         if (drives.empty()) {
             Outcome none;
@@ -77,7 +77,7 @@ Outcome DiskSpace(const ModeContext& ctx) {
     std::vector<std::string> parts;
     for (const std::string& drive : drives) {
         const qnhost::CheckResult r = ctx.Run("disk-space", {drive});
-        if (!r.Succeeded()) {
+        if (!r.Read()) {
             const bool missing = NamedItemMissing(r);
             outcome.state = Worse(outcome.state, missing && named ? State::Critical : State::Unknown);
             parts.push_back(drive + (missing ? " not found" : " unreadable: " + r.error));
@@ -100,7 +100,7 @@ Outcome Nic(const ModeContext& ctx) {
     const qnhost::CheckResult r = ctx.Run("nic", ctx.options.arguments);
     const std::string& name = ctx.options.arguments[0];
     if (NamedItemMissing(r)) return {State::Critical, "network interface " + name + " not found", {}, {}};
-    if (!r.Succeeded()) return ReadingFailed(r, "network interface " + name);
+    if (!r.Read()) return ReadingFailed(r, "network interface " + name);
     Outcome outcome;
     const double bytes = r.NumberOf("bytesPerSec"), mbit = r.NumberOf("bandwidthMbit");
     const double utilisation = Percent(bytes * 8.0, mbit * 1e6);
@@ -114,7 +114,7 @@ Outcome Nic(const ModeContext& ctx) {
 
 Outcome Sessions(const ModeContext& ctx) {
     const qnhost::CheckResult r = ctx.Run("sessions", {});
-    if (!r.Succeeded()) return ReadingFailed(r, "sessions");
+    if (!r.Read()) return ReadingFailed(r, "sessions");
     Outcome outcome;
     const double active = r.NumberOf("active"), inactive = r.NumberOf("inactive");
     ctx.Measure(outcome, "active", "active", active, "", 0.0);
@@ -129,7 +129,7 @@ Outcome Queue(const ModeContext& ctx) {
     const qnhost::CheckResult r = ctx.Run("queue", ctx.options.arguments);
     const std::string& name = ctx.options.arguments[0];
     if (NamedItemMissing(r)) return {State::Critical, "queue " + name + " not found", {}, {}};
-    if (!r.Succeeded()) return ReadingFailed(r, "queue " + name);
+    if (!r.Read()) return ReadingFailed(r, "queue " + name);
     Outcome outcome;
     const double messages = r.NumberOf("messages"), kilobytes = r.NumberOf("kilobytes");
     ctx.Measure(outcome, "messages", "messages", messages, "", 0.0);
@@ -142,8 +142,8 @@ Outcome Queue(const ModeContext& ctx) {
 Outcome ProcessUsage(const ModeContext& ctx) {
     const qnhost::CheckResult r = ctx.Run("process-usage", ctx.options.arguments);
     const std::string name = ctx.options.arguments.empty() ? "every process" : ctx.options.arguments[0];
-    if (!r.Succeeded() && r.error.empty()) return {State::Unknown, "no process " + name + " runs", {}, {}};
-    if (!r.Succeeded()) return ReadingFailed(r, "usage of " + name);
+    if (!r.Read() && r.error.empty()) return {State::Unknown, "no process " + name + " runs", {}, {}};
+    if (!r.Read()) return ReadingFailed(r, "usage of " + name);
     Outcome outcome;
     std::string measured;
     auto add = [&](const char* metric, const char* field, const char* uom, const std::string& unitText) {
@@ -164,7 +164,7 @@ Outcome Counter(const ModeContext& ctx) {
     const auto& a = ctx.options.arguments;
     const qnhost::CheckResult r = ctx.Run("counter", a);
     const std::string what = a[0] + "." + a[1] + (a.size() > 2 ? "[" + a[2] + "]" : "");
-    if (!r.Succeeded())
+    if (!r.Read())
         return ReadingFailed(r, what + (r.error.empty() ? " (no such instance or property)" : ""));
     const std::string value = r.TextOf("value");
     if (value.empty()) return {State::Unknown, what + ": the class has no instance", {}, {}};

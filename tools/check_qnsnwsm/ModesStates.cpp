@@ -16,7 +16,7 @@ Outcome Service(const ModeContext& ctx) {
     const std::string& asked = ctx.options.arguments[0];
     // The single-service reading decides; the service list is never split for a state.
     const qnhost::CheckResult r = ctx.Run("service", {asked});
-    if (!r.Succeeded()) return ReadingFailed(r, "service " + asked);
+    if (!r.Read()) return ReadingFailed(r, "service " + asked);
     if (r.NumberOf("installed") == 0)
         return {State::Critical, "service " + asked + " is not installed", {}, {}};
     Outcome outcome;
@@ -33,7 +33,7 @@ Outcome Service(const ModeContext& ctx) {
 Outcome Process(const ModeContext& ctx) {
     const std::string& name = ctx.options.arguments[0];
     const qnhost::CheckResult r = ctx.Run("process", {name});
-    if (!r.Succeeded()) return ReadingFailed(r, "process " + name);
+    if (!r.Read()) return ReadingFailed(r, "process " + name);
     if (r.NumberOf("running") == 0) return {State::Critical, name + " is not running", {}, {}};
     return {State::Ok, name + " is running", {}, {}};
 }
@@ -41,7 +41,7 @@ Outcome Process(const ModeContext& ctx) {
 Outcome Pool(const ModeContext& ctx) {
     const std::string& name = ctx.options.arguments[0];
     const qnhost::CheckResult r = ctx.Run("pool", {name});
-    if (!r.Succeeded()) return ReadingFailed(r, "application pool " + name);
+    if (!r.Read()) return ReadingFailed(r, "application pool " + name);
     const std::string text = "application pool " + name + " is " + r.TextOf("state");
     return {r.NumberOf("started") != 0 ? State::Ok : State::Critical, text, {}, {}};
 }
@@ -50,13 +50,13 @@ Outcome Share(const ModeContext& ctx) {
     const std::string& name = ctx.options.arguments[0];
     const qnhost::CheckResult r = ctx.Run("share", {name});
     if (NamedItemMissing(r)) return {State::Critical, "share " + name + " does not exist", {}, {}};
-    if (!r.Succeeded()) return ReadingFailed(r, "share " + name);
+    if (!r.Read()) return ReadingFailed(r, "share " + name);
     return {State::Ok, "share " + name + " exists", {}, {}};
 }
 
 Outcome Domain(const ModeContext& ctx) {
     const qnhost::CheckResult r = ctx.Run("domain", {});
-    if (!r.Succeeded()) return ReadingFailed(r, "domain");
+    if (!r.Read()) return ReadingFailed(r, "domain");
     const std::string domain = r.TextOf("domain");
     if (r.NumberOf("domainMember") == 0)
         return {State::Critical, "not a domain member (workgroup " + domain + ")", {}, {}};
@@ -92,7 +92,7 @@ Outcome Printer(const ModeContext& ctx) {
     const std::string& name = ctx.options.arguments[0];
     const qnhost::CheckResult r = ctx.Run("printer", {name});
     if (NamedItemMissing(r)) return {State::Critical, "printer " + name + " does not exist", {}, {}};
-    if (!r.Succeeded()) return ReadingFailed(r, "printer " + name);
+    if (!r.Read()) return ReadingFailed(r, "printer " + name);
     const std::uint32_t code = r.NumberOf("detectedErrorState");
     const PrinterError error = DescribePrinterError(code);
     Outcome outcome{
@@ -106,7 +106,7 @@ Outcome Printer(const ModeContext& ctx) {
 
 Outcome Disks(const ModeContext& ctx) {
     const qnhost::CheckResult r = ctx.Run("disks", {});
-    if (!r.Succeeded()) return ReadingFailed(r, "physical disks");
+    if (!r.Read()) return ReadingFailed(r, "physical disks");
     Outcome outcome;
     for (const auto& row : r.rows) outcome.details.push_back(row.front() + ": OK");
     // The module's own verdict decides; the list of healthy disks is only shown.

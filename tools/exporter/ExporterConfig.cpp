@@ -107,7 +107,8 @@ std::string ReadPassword(const YAML::Node& auth, const std::string& context, Exp
         previous->passwordEnv == options.passwordEnv)
         return previous->password;
     std::string error;
-    const std::optional<std::string> password = qnhost::ResolvePassword(options, error);
+    const std::optional<std::string> password =
+        qnhost::ResolvePassword(options, error, qnhost::EnvironmentPassword::kKeep);
     if (!password) Fail(context + ": " + error, auth);
     if (!options.passwordEnv.empty()) config.passwordVariables.insert(options.passwordEnv);
     return *password;

@@ -12,18 +12,15 @@
 #include "ExporterConfig.h"
 #include "HttpServer.h"
 #include "ModuleStore.h"
+#include "Password.h"
 
 namespace {
 
 constexpr const char* kDefaultListenAddress = ":10595";
 
-// Passwords are in memory now; no child or /proc reader learns them from the environment. The bytes are wiped
-// first: /proc/PID/environ shows the original block even after unsetenv.
+// Passwords are in memory now; no child or /proc reader learns them from the environment.
 void ForgetPasswordVariables(const qnexporter::ExporterConfig& config) {
-    for (const std::string& variable : config.passwordVariables) {
-        if (char* value = std::getenv(variable.c_str())) std::memset(value, 0, std::strlen(value));
-        unsetenv(variable.c_str());
-    }
+    for (const std::string& variable : config.passwordVariables) qnhost::ForgetEnvironmentPassword(variable);
 }
 
 sigset_t HandledSignals() {

@@ -26,8 +26,11 @@ struct CheckResult {
     std::vector<std::vector<std::string>> rows;
     std::size_t irregularRows = 0;  // entries whose field count was not the columns' (see SplitRows)
 
-    // An export can return 0 and still leave an error text (a list it could not build): not a success.
-    bool Succeeded() const { return code == 0 && error.empty(); }
+    // The export returned 0: its outputs hold a reading, though an error text may qualify it ("Process not
+    // found" with running = 0, a list with an entry that lacked a property).
+    bool Read() const { return code == 0; }
+    // A reading with no error text: what a report may call ok without reservation.
+    bool Succeeded() const { return Read() && error.empty(); }
     void AddText(std::string name, std::string text) {
         fields.push_back({std::move(name), Field::Kind::Text, std::move(text), 0});
     }

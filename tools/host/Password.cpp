@@ -49,16 +49,21 @@ class EchoOff {
 
 }  // namespace
 
-std::optional<std::string> ResolvePassword(const ConnectionOptions& options, std::string& error) {
+void ForgetEnvironmentPassword(const std::string& variable) {
+    if (char* value = std::getenv(variable.c_str()); value != nullptr)
+        std::fill_n(value, std::strlen(value), '\0');
+    unsetenv(variable.c_str());
+}
+
+std::optional<std::string> ResolvePassword(const ConnectionOptions& options, std::string& error,
+                                           EnvironmentPassword afterReading) {
     if (options.user.empty()) return std::string();
     if (!options.passwordFile.empty()) return ReadFirstLine(options.passwordFile, error);
     const std::string variable = options.passwordEnv.empty() ? kDefaultPasswordVariable : options.passwordEnv;
     if (const char* value = std::getenv(variable.c_str()); value != nullptr) {
         std::string password(value);
-        // Read once, then gone: unsetenv keeps it from child processes, and blanking the text in place
-        // keeps it out of /proc/<pid>/environ, which shows the environment block the process started with.
-        std::fill_n(const_cast<char*>(value), std::strlen(value), '\0');
-        unsetenv(variable.c_str());
+        // Read once, then gone from child processes and /proc readers.
+        if (afterReading == EnvironmentPassword::kForget) ForgetEnvironmentPassword(variable);
         return password;
     }
     if (!options.passwordEnv.empty()) {

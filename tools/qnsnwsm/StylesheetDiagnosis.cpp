@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "Version.h"
+
 namespace qncli {
 
 namespace {
@@ -62,9 +64,16 @@ std::string DiagnoseStylesheets(const std::string& moduleError) {
     const std::string file = ConfigurationFile();
     const std::string configured = ConfiguredFolder(file);
     const fs::path folder = configured.empty() ? fs::path(QNSNWSM_DATA_DIR) : fs::path(configured);
-    std::error_code ignored;
-    if (fs::exists(folder / "Sys/Wsman/WsmTxtEx.xsl", ignored) &&
-        fs::exists(folder / "Sys/Wsman/WsmProps.xsl", ignored))
+    auto holdsStylesheets = [](const fs::path& candidate) {
+        std::error_code ignored;
+        return fs::exists(candidate / "Sys/Wsman/WsmTxtEx.xsl", ignored) &&
+               fs::exists(candidate / "Sys/Wsman/WsmProps.xsl", ignored);
+    };
+    if (holdsStylesheets(folder)) return "";
+    // With no folder configured, the library first looks beside its own file (a moved or relocated install).
+    const std::string library = LoadedLibraryFile();
+    if (configured.empty() && !library.empty() &&
+        holdsStylesheets(fs::path(library).parent_path() / QNSNWSM_DATA_DIR_FROM_LIBDIR))
         return "";
     const std::string where = configured.empty()
                                   ? "the installed data folder " + folder.string() + " (no " + kFolderValue +

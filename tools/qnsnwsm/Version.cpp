@@ -9,14 +9,19 @@
 
 namespace qncli {
 
-std::string VersionText() {
-    std::string text = std::string("qnsnwsm ") + QNSNWSM_VERSION + "\n";
+std::string LoadedLibraryFile() {
     Dl_info loaded{};
     if (dladdr(reinterpret_cast<const void*>(&WSManInitialize), &loaded) == 0 || loaded.dli_fname == nullptr)
-        return text + "libqnsnwsm: cannot tell which file was loaded\n";
+        return "";
     std::error_code ignored;
-    std::filesystem::path file = std::filesystem::canonical(loaded.dli_fname, ignored);
-    if (file.empty()) file = loaded.dli_fname;
+    const std::filesystem::path file = std::filesystem::canonical(loaded.dli_fname, ignored);
+    return file.empty() ? loaded.dli_fname : file.string();
+}
+
+std::string VersionText() {
+    std::string text = std::string("qnsnwsm ") + QNSNWSM_VERSION + "\n";
+    const std::filesystem::path file = LoadedLibraryFile();
+    if (file.empty()) return text + "libqnsnwsm: cannot tell which file was loaded\n";
     const std::string name = file.filename().string();
     const std::string::size_type suffix = name.find(".so.");
     const std::string version = suffix != std::string::npos ? name.substr(suffix + 4) : "(version unknown)";

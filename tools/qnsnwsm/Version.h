@@ -9,4 +9,7 @@ namespace qncli {
 // its file carries (libqnsnwsm.so.<version>), found through the file an export was loaded from.
 std::string VersionText();
 
+// The file the loader took the library from; empty when it cannot be told.
+std::string LoadedLibraryFile();
+
 }  // namespace qncli
