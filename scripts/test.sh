@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # One command from a fresh Debian 12 machine to a tested tree: installs, builds, runs every suite.
 #
+#   0. the include-direction check (scripts/check-include-direction.sh): the layers hold;
 #   1. the whole suite on an optimised build (unit, end-to-end against the simulator, fuzz corpus replays,
 #      reliability, the front end, the exporter), a monitoring core running the plugin
 #      (scripts/test-nagios.sh), Debian's Prometheus scraping the exporter (scripts/test-prometheus.sh),

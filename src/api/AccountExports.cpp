@@ -1,7 +1,7 @@
 // Exports of the account checks: user accounts, groups and a group's members.
 #include "api/ExportSupport.h"
 
-using qn::api::RunListExport;
+using namespace qn::api;
 
 extern "C" {
 

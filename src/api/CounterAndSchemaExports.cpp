@@ -1,11 +1,7 @@
 // Exports of the WMI counter check and the schema browsing (classes, instances, properties).
 #include "api/ExportSupport.h"
 
-using qn::api::CallerNumber;
-using qn::api::CallerText;
-using qn::api::RunCheckExport;
-
-using qn::api::RunListExport;
+using namespace qn::api;
 
 extern "C" {
 

@@ -1,9 +1,7 @@
 // Export of the CPU usage check.
 #include "api/ExportSupport.h"
 
-using qn::api::CallerNumber;
-using qn::api::CallerText;
-using qn::api::RunCheckExport;
+using namespace qn::api;
 
 extern "C" {
 

@@ -7,10 +7,7 @@
 #include <sanitizer/lsan_interface.h>
 #endif
 
-using qn::api::GuardExport;
-using qn::api::GuardVoidExport;
-using qn::api::kExportFailure;
-using qn::api::ModuleFromHandle;
+using namespace qn::api;
 
 extern "C" {
 

@@ -1,12 +1,7 @@
 // Exports of the application-pool and message-queue checks.
 #include "api/ExportSupport.h"
 
-using qn::api::CallerNumber;
-using qn::api::CallerText;
-using qn::api::RunCheckExport;
-
-using qn::api::RunJoinedListExport;
-using NumberOut = qn::api::NumberOut;
+using namespace qn::api;
 
 extern "C" {
 

@@ -2,11 +2,7 @@
 // usage.
 #include "api/ExportSupport.h"
 
-using qn::api::CallerNumber;
-using qn::api::CallerText;
-using qn::api::RunCheckExport;
-
-using qn::api::RunJoinedListExport;
+using namespace qn::api;
 
 extern "C" {
 

@@ -1,8 +1,7 @@
 // Export of the reboot action.
 #include "api/ExportSupport.h"
 
-using qn::api::CallerText;
-using qn::api::RunCheckExport;
+using namespace qn::api;
 
 extern "C" {
 

@@ -1,11 +1,7 @@
 // Exports of the service and printer checks, and of the service restart.
 #include "api/ExportSupport.h"
 
-using qn::api::CallerNumber;
-using qn::api::CallerText;
-using qn::api::RunCheckExport;
-
-using qn::api::RunJoinedListExport;
+using namespace qn::api;
 
 extern "C" {
 

@@ -1,9 +1,7 @@
 // Exports of the system checks: domain, disk drives, logical-disk space and memory.
 #include "api/ExportSupport.h"
 
-using qn::api::CallerNumber;
-using qn::api::CallerText;
-using qn::api::RunCheckExport;
+using namespace qn::api;
 
 extern "C" {
 

@@ -202,6 +202,7 @@ class CQnWSMan : public CQncBase {
     std::unique_ptr<CSnWinrmNode> nodeParser;
     std::unique_ptr<qn::platform::Wsman> wsman;
     std::unique_ptr<qn::platform::WsmanSession> session;
-    // Sessions replaced by a second connect: they are not released before the object goes (see OpenSession).
+    // Sessions replaced by a second connect: they are not released before the object shuts down (see
+    // OpenSession).
     std::vector<std::unique_ptr<qn::platform::WsmanSession>> replacedSessions;
 };

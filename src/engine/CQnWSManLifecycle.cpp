@@ -70,6 +70,10 @@ void CQnWSMan::Shutdown() {
     // All three or nothing: an object without a parser keeps its automation object until it is destroyed.
     if (initialized != 0 && nodeParser && wsman) {
         Trace(kTraceToFile, "Shutting down...\n");
+        // Every COM object goes before COM does: a host that shuts down without disconnecting must not have
+        // the sessions released after CoUninitialize has unloaded the automation DLL.
+        replacedSessions.clear();
+        session.reset();
         wsman.reset();
         nodeParser.reset();
         qn::platform::ComUninitialize();

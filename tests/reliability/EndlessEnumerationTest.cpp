@@ -4,10 +4,8 @@
 // same bound holds over a sealed NTLM conversation with the simulator.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <fstream>
 #include <string>
 #include <thread>
 
@@ -16,15 +14,7 @@
 namespace qn::reliability {
 namespace {
 
-// The byte bound only where it is the one to meet: one small item per Pull reaches 4 MB in about 3 s.
-constexpr const char* kEnumerationBounds = "EnumerationTimeoutMs=3000\nEnumerationMaxEmptyBatches=20\n";
-constexpr const char* kByteBound = "EnumerationMaxBytes=4000000\n";
-
-std::size_t ResidentKilobytes() {
-    std::size_t pages = 0, resident = 0;
-    std::ifstream("/proc/self/statm") >> pages >> resident;
-    return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) / 1024;
-}
+using std::chrono::milliseconds;
 
 std::string Item(std::size_t padding) {
     return "<p:Win32_ComputerSystem xmlns:p=\"http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/"
@@ -90,36 +80,42 @@ class EndlessEnumeration {
 TEST(EndlessEnumerationTest, EachEndlessServerIsStoppedByItsBoundWithItsCodeAndReleased) {
     std::string bigBatch;
     for (int i = 0; i < 1000; ++i) bigBatch += Item(300);
+    // Each server meets one bound; the others are set far enough away (slow sanitised builds included) that
+    // only that one can stop it.
     const struct {
         const char* name;
         std::string batch;
-        std::chrono::milliseconds delay;
+        milliseconds delay;
+        long timeBoundMs;
+        const char* otherBounds;
         std::uint32_t code;
         const char* setting;
-        const char* moreSettings;
     } servers[] = {
-        {"endless big batches", bigBatch, std::chrono::milliseconds(0), 0x80338004, "EnumerationMaxBytes",
-         kByteBound},
-        {"endless empty batches", "", std::chrono::milliseconds(0), 0x803380EF, "EnumerationMaxEmptyBatches",
-         ""},
-        {"one item per Pull forever", Item(10), std::chrono::milliseconds(0), 0x8033801C,
-         "EnumerationTimeoutMs", ""},
-        {"each Pull just inside the operation timeout", Item(10), std::chrono::milliseconds(800), 0x8033801C,
-         "EnumerationTimeoutMs", ""},
+        {"endless big batches", bigBatch, milliseconds(0), 60000, "EnumerationMaxBytes=4000000\n", 0x80338004,
+         "EnumerationMaxBytes"},
+        {"endless empty batches", "", milliseconds(0), 60000, "EnumerationMaxEmptyBatches=20\n", 0x803380EF,
+         "EnumerationMaxEmptyBatches"},
+        {"one item per Pull forever", Item(10), milliseconds(0), 3000, "", 0x8033801C,
+         "EnumerationTimeoutMs"},
+        {"each Pull just inside the operation timeout", Item(10), milliseconds(800), 3000, "", 0x8033801C,
+         "EnumerationTimeoutMs"},
     };
     for (const auto& hostile : servers) {
         SCOPED_TRACE(hostile.name);
-        Bench bench(Transport::BasicOverHttp, std::string(kEnumerationBounds) + hostile.moreSettings);
+        Bench bench(Transport::BasicOverHttp, "EnumerationTimeoutMs=" + std::to_string(hostile.timeBoundMs) +
+                                                  "\n" + hostile.otherBounds);
         EndlessEnumeration server(hostile.batch, hostile.delay);
-        const std::size_t residentBefore = ResidentKilobytes();
+        [[maybe_unused]] const std::size_t residentBefore = ResidentKilobytes();
         const auto took =
             Timed([&] { EXPECT_EQ(bench.Connect("127.0.0.1", server.Port()), QNSNWSM_FAILURE); });
         ExpectBoundText(bench.ErrorText(), hostile.code, hostile.setting);
         // The time bound plus the one Pull under way when it passed, plus the Release.
-        EXPECT_LT(took, std::chrono::milliseconds(3000) + 2 * hostile.delay + std::chrono::seconds(3));
+        EXPECT_LT(took, milliseconds(hostile.timeBoundMs) + 2 * hostile.delay + std::chrono::seconds(3));
         EXPECT_EQ(server.Releases(), 1);
+#if !defined(QN_UNDER_ASAN)
         // The item text kept is a few MB; far more than that is a leak or an unbounded list.
         EXPECT_LT(ResidentKilobytes(), residentBefore + 64 * 1024);
+#endif
         // A fresh run's trace names hosts and users: it is the owner's alone.
         struct stat status {};
         ASSERT_EQ(stat(bench.TraceFile().c_str(), &status), 0);
@@ -128,13 +124,14 @@ TEST(EndlessEnumerationTest, EachEndlessServerIsStoppedByItsBoundWithItsCodeAndR
 }
 
 TEST(EndlessEnumerationTest, TheTimeBoundHoldsOverASealedConversation) {
-    Bench bench(Transport::SealedNtlm, "EnumerationTimeoutMs=1000\nBatchItems=1\n");
+    // The connect's access check (one instance) ends well inside the bound; the 40 services do not.
+    Bench bench(Transport::SealedNtlm, "EnumerationTimeoutMs=2000\nBatchItems=1\n");
     ASSERT_TRUE(bench.StartSim({.faultRules = "action=Pull delay=600\n"})) << bench.SimError();
     ASSERT_EQ(bench.ConnectToSim(), QNSNWSM_OK) << bench.ErrorText();
     std::string list;
     const auto took = Timed([&] { EXPECT_EQ(bench.ServiceList(list), QNSNWSM_FAILURE); });
     ExpectBoundText(bench.ErrorText(), 0x8033801C, "EnumerationTimeoutMs");
-    EXPECT_LT(took, std::chrono::seconds(4));
+    EXPECT_LT(took, std::chrono::seconds(5));
 }
 
 }  // namespace

@@ -2,12 +2,25 @@
 // seconds, and a bound on how long a failing call may take.
 #pragma once
 
+#include <unistd.h>
+
 #include <chrono>
+#include <fstream>
 #include <functional>
 #include <string>
 
 #include "ModuleBench.h"
 #include "TestHttpServer.h"
+
+// AddressSanitizer's quarantine keeps freed memory resident, so resident sizes say nothing under it (its
+// leak checker covers leaks there).
+#if defined(__SANITIZE_ADDRESS__)
+#define QN_UNDER_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QN_UNDER_ASAN 1
+#endif
+#endif
 
 namespace qn::reliability {
 
@@ -22,6 +35,12 @@ class Bench : public qntest::Bench {
 // The client's request timeout is OperationTimeoutMs (1 s here) plus a 30 s margin; every call must return
 // well within that plus 10 s.
 inline constexpr std::chrono::seconds kReturnsWithin{41};
+
+inline std::size_t ResidentKilobytes() {
+    std::size_t pages = 0, resident = 0;
+    std::ifstream("/proc/self/statm") >> pages >> resident;
+    return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) / 1024;
+}
 
 inline std::chrono::milliseconds Timed(const std::function<void()>& call) {
     const auto start = std::chrono::steady_clock::now();

@@ -12,26 +12,12 @@
 
 #include "ReliabilitySupport.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#define QN_UNDER_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QN_UNDER_ASAN 1
-#endif
-#endif
-
 namespace qn::reliability {
 namespace {
 
 std::size_t OpenFileDescriptors() {
     const std::filesystem::directory_iterator fds("/proc/self/fd");
     return static_cast<std::size_t>(std::distance(begin(fds), end(fds)));
-}
-
-std::size_t ResidentKilobytes() {
-    std::size_t pages = 0, resident = 0;
-    std::ifstream("/proc/self/statm") >> pages >> resident;
-    return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) / 1024;
 }
 
 // Roughly every 7th WS-Management request fails in one of the ways the service or the network can fail, so

@@ -174,3 +174,27 @@ QN_TEST(FakeHandlesOnSeparateThreadsStayIndependent) {
     for (std::thread& worker : workers) worker.join();
     for (const int count : good) QN_CHECK_EQ(count, 5);
 }
+
+QN_TEST(FakeShutdownWithoutDisconnectReleasesEverySessionInsideCom) {
+    Scenario scenario("shutdown");
+    const ModuleDll& dll = scenario.dll_;
+    // A host thread with no COM of its own: the module's CoInitializeEx is the thread's only one.
+    std::thread host([&dll] {
+        QNSNWSM_HANDLE handle = nullptr;
+        if (QN_EXPORT(dll, WSManInitialize)("host", "", &handle) != QNSNWSM_OK) return;
+        char text[128];
+        for (int connect = 0; connect < 2; ++connect) {  // the second connect parks the first session
+            QN_EXPORT(dll, WSManConnectToComputer)
+            (handle, "server1", "u", "p", "", 5985, 0, 0, text, sizeof text);
+        }
+        QN_EXPORT(dll, WSManShutdown)(handle);
+    });
+    host.join();
+    const std::string calls = scenario.Calls();
+    std::size_t inside = 0;
+    for (std::size_t at = calls.find("Release session inside COM"); at != std::string::npos;
+         at = calls.find("Release session inside COM", at + 1))
+        ++inside;
+    QN_CHECK_EQ(inside, 2u);
+    QN_CHECK(!Contains(calls, "outside COM"));
+}

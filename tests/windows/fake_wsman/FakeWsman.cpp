@@ -4,7 +4,7 @@
 //   <Class>.items    one item (an instance element, UTF-8) per line for "select * from <Class>"; none: empty
 //   <Class>.fault    an HRESULT in hexadecimal that the enumeration of <Class> fails with
 //   <Action>.invoke  the response of Invoke(<Action>)
-//   calls.log        appended by the fake: one line per CreateSession, Enumerate and Invoke
+//   calls.log        appended by the fake: one line per CreateSession, Enumerate, Invoke and session release
 #include <windows.h>
 #include <wsmandisp.h>
 
@@ -150,6 +150,17 @@ class FakeConnectionOptions final : public DispatchObject<IWSManConnectionOption
 class FakeSession final : public DispatchObject<IWSManSession> {
   public:
     using DispatchObject<IWSManSession>::Invoke;
+
+    // Says whether the releasing thread was still inside COM: the module must release its sessions before
+    // its CoUninitialize, or a host that shuts down without disconnecting could run this after the DLL is
+    // gone.
+    ~FakeSession() override {
+        APTTYPE type;
+        APTTYPEQUALIFIER qualifier;
+        const bool inside =
+            SUCCEEDED(CoGetApartmentType(&type, &qualifier)) && qualifier == APTTYPEQUALIFIER_NONE;
+        LogCall(inside ? "Release session inside COM" : "Release session outside COM");
+    }
 
     HRESULT STDMETHODCALLTYPE Enumerate(VARIANT resourceUri, BSTR filter, BSTR dialect, LONG flags,
                                         IDispatch** resultSet) override {
