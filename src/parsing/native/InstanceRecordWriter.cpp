@@ -1,6 +1,8 @@
 #include "parsing/native/InstanceRecordWriter.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <cstring>
 #include <string_view>
 
@@ -70,20 +72,75 @@ class RecordWriter {
             out_.append("\r\n");
         }
         std::string value;
+        if (WritePropertiesGrouped(root, value)) return !declined_;
         for (Index child = root.firstChild; child != kNone; child = At(child).next) {
             if (!IsListedProperty(child)) continue;
-            out_.append(At(child).localName);
-            out_.append(":=");
-            value.clear();
-            AppendJoinedValues(child, value);
-            AppendTranslated(value);
-            out_.append("\r\n");
+            WriteProperty(At(child).localName, value, [&] { AppendJoinedValues(child, value); });
         }
         return !declined_;
     }
 
   private:
+    // Up to this many element children, an instance's properties are grouped by name in one pass rather
+    // than by looking back and ahead from every element (quadratic in the property count).
+    static constexpr std::size_t kGroupedChildren = 256;
+    static constexpr std::size_t kNameSlots = 512;  // a power of two, twice kGroupedChildren
+
     const Node& At(Index index) const { return tree_.At(index); }
+
+    template <typename AppendValues>
+    void WriteProperty(const char* name, std::string& value, AppendValues appendValues) {
+        out_.append(name);
+        out_.append(":=");
+        value.clear();
+        appendValues();
+        AppendTranslated(value);
+        out_.append("\r\n");
+    }
+
+    // The same lines as the plain loop in Write: each name listed where its first element stands, its
+    // values those of every element child of that name in document order. Names are interned, so a name is
+    // its pointer. False (nothing written) when the root has more children than the tables hold.
+    bool WritePropertiesGrouped(const Node& root, std::string& value) {
+        std::array<Index, kGroupedChildren> children;
+        std::array<std::uint16_t, kGroupedChildren> nextOfName;  // kGroupedChildren: none
+        std::array<std::uint16_t, kGroupedChildren> lastOfName;  // valid for the first of each name
+        std::array<bool, kGroupedChildren> firstOfName;
+        std::array<std::pair<const char*, std::uint16_t>, kNameSlots> slots{};  // name -> its first
+        std::size_t count = 0;
+        for (Index child = root.firstChild; child != kNone; child = At(child).next) {
+            if (At(child).isText) continue;
+            if (count == kGroupedChildren) return false;
+            const auto ordinal = static_cast<std::uint16_t>(count++);
+            children[ordinal] = child;
+            nextOfName[ordinal] = kGroupedChildren;
+            const char* name = At(child).localName;
+            std::size_t slot = (reinterpret_cast<std::uintptr_t>(name) >> 4) & (kNameSlots - 1);
+            while (slots[slot].first != nullptr && slots[slot].first != name)
+                slot = (slot + 1) & (kNameSlots - 1);
+            if (slots[slot].first == nullptr) {
+                slots[slot] = {name, ordinal};
+                firstOfName[ordinal] = true;
+                lastOfName[ordinal] = ordinal;
+            } else {
+                const std::uint16_t first = slots[slot].second;
+                nextOfName[lastOfName[first]] = ordinal;
+                lastOfName[first] = ordinal;
+                firstOfName[ordinal] = false;
+            }
+        }
+        for (std::size_t ordinal = 0; ordinal < count; ++ordinal) {
+            const Node& element = At(children[ordinal]);
+            if (!firstOfName[ordinal] || IsNamed(element, XmlNamespace::Cim, "Location")) continue;
+            WriteProperty(element.localName, value, [&] {
+                for (std::size_t of = ordinal; of != kGroupedChildren; of = nextOfName[of]) {
+                    if (of != ordinal) value.push_back(',');
+                    AppendValue(At(children[of]), value);
+                }
+            });
+        }
+        return true;
+    }
 
     // Shapes on which libxslt's answer could differ for reasons of its own (limits, xml:space).
     bool IsWithinLimits(const Node& element, int depth) const {

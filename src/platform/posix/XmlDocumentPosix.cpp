@@ -28,7 +28,7 @@ class LibxmlDocument final : public XmlDocument {
     // stylesheet has to be applied by libxslt.
     bool LoadText(std::string_view text) override {
         Forget();
-        if (!itemParser_.Parse(text, tree_)) return false;
+        if (!ItemParserOfThisThread().Parse(text, tree_)) return false;
         text_.assign(text);
         return true;
     }
@@ -44,6 +44,14 @@ class LibxmlDocument final : public XmlDocument {
         if (doc_ == nullptr) return false;
         version_ = std::move(version);
         builtin_ = native::RecognizeStylesheet(std::filesystem::path(path).filename().native(), bytes);
+        if (builtin_ == native::BuiltinStylesheet::InstanceRecord) {
+            // Its records are written natively; libxml2's document of it is needed only for an item the
+            // writer declines, and a host keeps a loaded stylesheet per computer. The text is a fraction
+            // of the document's size.
+            doc_.reset();
+            text_ = std::move(bytes);
+            textUrl_ = path;
+        }
         return true;
     }
 
@@ -53,7 +61,8 @@ class LibxmlDocument final : public XmlDocument {
 
     std::optional<std::string> DocumentElementName() const override {
         if (!tree_.IsEmpty()) return tree_.RootName();
-        const xmlNode* root = doc_ != nullptr ? xmlDocGetRootElement(doc_.get()) : nullptr;
+        const xmlDoc* doc = Document();
+        const xmlNode* root = doc != nullptr ? xmlDocGetRootElement(doc) : nullptr;
         if (root == nullptr) return std::nullopt;
         std::string name;
         if (root->ns != nullptr && root->ns->prefix != nullptr) {
@@ -123,25 +132,35 @@ class LibxmlDocument final : public XmlDocument {
         return entry->style.get();
     }
 
-    bool IsLoaded() const { return doc_ != nullptr || !tree_.IsEmpty(); }
+    bool IsLoaded() const { return doc_ != nullptr || !text_.empty(); }
 
     void Forget() {
         tree_.Clear();
         text_.clear();
+        textUrl_.clear();
         doc_.reset();
         version_.reset();
         builtin_ = native::BuiltinStylesheet::None;
     }
 
-    // libxml2's document: the file's, or one made now from the item's text (which parsed once already).
+    // libxml2's document: the file's, or one made now from the item's or the file's text (which parsed once
+    // already).
     xmlDoc* Document() const {
-        if (doc_ == nullptr && !tree_.IsEmpty()) doc_ = wsman::xml::ParseUntrusted(text_);
+        if (doc_ == nullptr && !text_.empty())
+            doc_ = wsman::xml::ParseUntrusted(text_, textUrl_.empty() ? nullptr : textUrl_.c_str());
         return doc_.get();
     }
 
-    native::ItemTreeParser itemParser_;
+    // One parser per thread, not per document: a host keeps a document per computer, and a parser context
+    // with its buffers costs more than the item it read. A tree keeps the dictionary its names live in.
+    static native::ItemTreeParser& ItemParserOfThisThread() {
+        thread_local native::ItemTreeParser parser;
+        return parser;
+    }
+
     native::ItemTree tree_;
-    std::string text_;                // the item's text, while tree_ holds it
+    std::string text_;     // the item's text while tree_ holds it, or a natively written stylesheet's
+    std::string textUrl_;  // the stylesheet file's path, for libxml2's document of it
     mutable wsman::xml::DocPtr doc_;  // a file's document, or the item's once libxslt needed it
     // Set when the document was loaded from a settled file (see SettledVersion).
     std::optional<FileVersion> version_;

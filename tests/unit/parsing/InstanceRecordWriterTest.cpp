@@ -142,6 +142,14 @@ TEST(InstanceRecordWriterTest, EveryValueFormAsLibxsltWritesIt) {
         "<Plain attr='1'>text only</Plain>",
     };
     for (const std::string& item : items) ExpectSameRecord(item);
+    // Many properties, one name repeated among them: below and beyond the count grouped in one pass.
+    for (const int count : {250, 300}) {
+        std::string properties;
+        for (int i = 0; i < count; ++i)
+            properties += i % 7 == 0 ? "<p:Rep>" + std::to_string(i) + "</p:Rep>"
+                                     : "<p:P" + std::to_string(i) + ">v</p:P" + std::to_string(i) + ">";
+        ExpectSameRecord(Instance(properties));
+    }
 }
 
 // Items on which libxslt's limits or xml:space handling could decide: the writer declines them and the
