@@ -164,8 +164,7 @@ Outcome Counter(const ModeContext& ctx) {
     const auto& a = ctx.options.arguments;
     const qnhost::CheckResult r = ctx.Run("counter", a);
     const std::string what = a[0] + "." + a[1] + (a.size() > 2 ? "[" + a[2] + "]" : "");
-    if (!r.Read())
-        return ReadingFailed(r, what + (r.error.empty() ? " (no such instance or property)" : ""));
+    if (!r.Read()) return ReadingFailed(r, what + (r.error.empty() ? " (no such instance or property)" : ""));
     const std::string value = r.TextOf("value");
     if (value.empty()) return {State::Unknown, what + ": the class has no instance", {}, {}};
     Outcome outcome;

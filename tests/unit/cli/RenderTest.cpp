@@ -8,8 +8,8 @@
 
 namespace qncli {
 using qnhost::CheckResult;
-using qnhost::SplitRows;
 using qnhost::SplitBracketList;
+using qnhost::SplitRows;
 using qnhost::SplitText;
 namespace {
 
