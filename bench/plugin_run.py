@@ -8,21 +8,18 @@ QNBENCH_PLUGIN_RUNS runs (default 20) per mode as a Markdown table.
 """
 import os, resource, statistics, subprocess, sys, tempfile, time
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "support"))
+from simulated_lab import Lab  # noqa: E402
+
 plugin, sim, share = sys.argv[1:4]
 runs = int(os.environ.get("QNBENCH_PLUGIN_RUNS", "20"))
 modes = {"cpu": ["-m", "cpu", "--duration-ms", "0", "--sleep-ms", "0"], "memory": ["-m", "memory"]}
 
 with tempfile.TemporaryDirectory() as folder:
-    users, config = os.path.join(folder, "users.txt"), os.path.join(folder, "registry.conf")
-    with open(users, "w") as f:
-        f.write("LAB:monitor:Passw0rd-1\n")
-    with open(config, "w") as f:
-        f.write("[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=%s/\n\n"
-                "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel\\Server\\WinRM]\nAuthScheme=NTLM\n" % share)
-    server = subprocess.Popen([sim, "--port", "0", "--profile", "workstation", "--users", users],
-                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+    lab = Lab(folder, sim, share, "Passw0rd-1")
+    config = lab.store
     try:
-        port = server.stdout.readline().strip().rsplit(":", 1)[1]
+        port = str(lab.simulator_port("workstation"))
         env = dict(os.environ, QNSNWSM_PASSWORD="Passw0rd-1")
         base = [plugin, "-H", "127.0.0.1", "-p", port, "-u", "LAB\\monitor", "--config", config]
         print("| mode | runs | wall median (ms) | wall max (ms) | CPU median (ms) | CPU max (ms) | exit |")
@@ -40,5 +37,4 @@ with tempfile.TemporaryDirectory() as folder:
                 mode, runs, statistics.median(walls), max(walls), statistics.median(cpus), max(cpus),
                 ",".join(map(str, sorted(codes)))))
     finally:
-        server.terminate()
-        server.wait(timeout=10)
+        lab.stop()

@@ -5,6 +5,9 @@ thresholds its readings cross); usage errors; the time limit against a listener 
 wrong password, which is UNKNOWN after exactly one login attempt."""
 import os, re, socket, subprocess, sys, tempfile, time
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "support"))
+from simulated_lab import Lab  # noqa: E402
+
 plugin, sim, share = sys.argv[1:4]
 failures = []
 
@@ -72,38 +75,12 @@ CASES = [
 ]
 
 
-def free_port():
-    with socket.socket() as s:
-        s.bind(("127.0.0.1", 0))
-        return s.getsockname()[1]
-
-
-def wait_listening(port):
-    for _ in range(300):
-        with socket.socket() as probe:
-            if probe.connect_ex(("127.0.0.1", port)) == 0:
-                return
-        time.sleep(0.05)
-    raise SystemExit("nothing listens on port %d" % port)
-
-
 with tempfile.TemporaryDirectory() as folder:
-    users, config = os.path.join(folder, "users.txt"), os.path.join(folder, "registry.conf")
-    with open(users, "w") as f:
-        f.write("LAB:monitor:Passw0rd-1\n")
-    with open(config, "w") as f:
-        f.write("[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=%s/\n\n"
-                "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel\\Server\\WinRM]\nAuthScheme=NTLM\n" % share)
-    servers, ports = [], {}
+    lab = Lab(folder, sim, share, "Passw0rd-1")
+    config = lab.store
     try:
-        for profile in ("workstation", "unhealthy", "server"):
-            ports[profile] = free_port()
-            servers.append(subprocess.Popen(
-                [sim, "--port", str(ports[profile]), "--profile", profile, "--users", users,
-                 "--log", os.path.join(folder, profile + ".log")],
-                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
-        for port in ports.values():
-            wait_listening(port)
+        ports = {profile: lab.simulator_port(profile, os.path.join(folder, profile + ".log"))
+                 for profile in ("workstation", "unhealthy", "server")}
         env = dict(os.environ, QNSNWSM_PASSWORD="Passw0rd-1")
 
         def run(port, args, timeout=120):
@@ -141,9 +118,7 @@ with tempfile.TemporaryDirectory() as folder:
                 or len(legs) != 2 or any("status=401" not in leg for leg in legs)):
             failures.append("wrong password: exit %d %r, server saw %r" % (result.returncode, result.stdout, legs))
     finally:
-        for server in servers:
-            server.terminate()
-            server.wait(timeout=10)
+        lab.stop()
 
 print("\n".join("FAIL " + failure for failure in failures) or "all %d cases passed" % (len(CASES) + 3))
 sys.exit(1 if failures else 0)

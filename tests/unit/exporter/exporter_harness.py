@@ -1,52 +1,18 @@
 """Starts simulators and the exporter for the exporter's tests, its Prometheus stage and its benchmark."""
-import os, socket, subprocess, time, urllib.request
+import os, sys, urllib.error, urllib.request
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "support"))
+import simulated_lab  # noqa: E402
+from simulated_lab import free_port  # noqa: E402,F401  (the Prometheus stage picks ports with it)
 
 PASSWORD = "Exporter-Pw-7731"
 
 
-def free_port():
-    with socket.socket() as s:
-        s.bind(("127.0.0.1", 0))
-        return s.getsockname()[1]
-
-
-def wait_for_port(port, process, seconds=30):
-    until = time.time() + seconds
-    while time.time() < until:
-        if process.poll() is not None:
-            raise SystemExit("process on port %d ended early" % port)
-        with socket.socket() as probe:
-            if probe.connect_ex(("127.0.0.1", port)) == 0:
-                return
-        time.sleep(0.05)
-    raise SystemExit("nothing listens on port %d after %d s" % (port, seconds))
-
-
-class Lab:
-    """Simulators, a module store and an exporter in one folder; stop() ends every process it started."""
+class Lab(simulated_lab.Lab):
+    """Simulators, a module store and an exporter in one folder."""
 
     def __init__(self, folder, sim, share):
-        self.folder, self.sim, self.processes = folder, sim, []
-        self.users = os.path.join(folder, "users.txt")
-        with open(self.users, "w") as f:
-            f.write("LAB:monitor:%s\n" % PASSWORD)
-        self.store = os.path.join(folder, "registry.conf")
-        with open(self.store, "w") as f:
-            f.write("[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=%s/\n\n"
-                    "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel\\Server\\WinRM]\nAuthScheme=NTLM\n" % share)
-
-    def start(self, args, port, env=None, log=None):
-        out = open(log, "w") if log else subprocess.DEVNULL
-        process = subprocess.Popen(args, stdout=out, stderr=subprocess.STDOUT, env=env, stdin=subprocess.DEVNULL)
-        self.processes.append(process)
-        wait_for_port(port, process)
-        return process
-
-    def simulator(self, profile="workstation", log=None):
-        port = free_port()
-        args = [self.sim, "--port", str(port), "--profile", profile, "--users", self.users]
-        self.start(args + (["--log", log] if log else []), port)
-        return "127.0.0.1:%d" % port
+        super().__init__(folder, sim, share, PASSWORD)
 
     def exporter(self, exporter, modules, password=PASSWORD, settings="", auths=1):
         config = os.path.join(self.folder, "exporter.yml")
@@ -75,16 +41,6 @@ class Lab:
                 return reply.status, reply.read().decode()
         except urllib.error.HTTPError as error:
             return error.code, error.read().decode()
-
-    def stop(self):
-        for process in self.processes:
-            process.terminate()
-        for process in self.processes:
-            try:
-                process.wait(timeout=10)
-            except subprocess.TimeoutExpired:
-                process.kill()
-                process.wait()
 
 
 WINDOWS_MODULE = """  windows:
