@@ -46,8 +46,8 @@ int CQnWSMan::WinRMGetWinUserAccountList(CQncListString& accountList, CQncString
         CQncString fullName;
         CQncString lockout;
         CQncString disabled;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             // An incomplete account ends the list; the accounts before it stay listed.
             if (GetProperty(caption, "Caption", error, 0).IsEmpty() ||
                 GetProperty(name, "Name", error, 0).IsEmpty()) {
@@ -87,8 +87,8 @@ int CQnWSMan::WinRMGetWinGroupList(CQncListString& groupList, CQncString& error)
         CQncString caption;
         CQncString name;
         CQncString domain;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             name = "";
             if (!GetProperty(caption, "Caption", error, 0).IsEmpty()) {
                 GetProperty(name, "Name", error, 0);
@@ -131,8 +131,8 @@ int CQnWSMan::WinRMGetWinGroupMemberList(const char* groupName, const char* doma
         CQncString caption;
         CQncString name;
         CQncString fullName;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             if (GetProperty(caption, "Caption", error, 0).IsEmpty() ||
                 GetProperty(name, "Name", error, 0).IsEmpty()) {
                 status = -1;

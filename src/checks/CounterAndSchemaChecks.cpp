@@ -59,8 +59,8 @@ int CQnWSMan::ReadCounter(const char* className, const char* instanceName, const
     UseStylesheet(kInstanceStylesheet);
     bool taken = false;
     CQncString name;
-    for (const CQncString& itemText : items) {
-        TransformItem(itemText.GetText(), error);
+    for (const EnumeratedItem& item : items) {
+        TransformItem(item, error);
         GetProperty(name, "Name", error, 0);
         Trace(kTraceToFile, "Instance name for value = [%s].\n", name.GetText());
         if (IsBlank(instanceName) || QncStricmp(name.GetText(), instanceName) == 0) {
@@ -101,8 +101,8 @@ int CQnWSMan::WinRMCollectClasses(CQncListString& classList, CQncString& error) 
               static_cast<unsigned>(items.size()));
         UseStylesheet(kInstanceStylesheet);
         CQncString className;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             error = "";
             // Only the Win32 classes are offered; system, CIM and vendor classes are left out.
             if (!GetProperty(className, "__CLASS", error, 0).IsEmpty() &&
@@ -132,8 +132,8 @@ int CQnWSMan::WinRMCollectInstances(const char* className, CQncListString& insta
               static_cast<unsigned>(items.size()));
         UseStylesheet(kInstanceStylesheet);
         CQncString name;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             error = "";
             if (!GetProperty(name, "Name", error, 0).IsEmpty()) {
                 Trace(kTraceToFile, "Adding instance [%s] to the list...\n", name.GetText());
@@ -167,7 +167,7 @@ int CQnWSMan::WinRMCollectProperties(const char* className, CQncListString& prop
               static_cast<unsigned>(items.size()));
         // The class definition is rendered as text with one property per line.
         UseStylesheet(kPropertyNamesStylesheet);
-        TransformItem(items.front().GetText(), error);
+        TransformItem(items.front(), error);
         CQncString text(nodeParser ? nodeParser->GetOutput().GetText() : "");
         Trace(kTraceToFile, "Transformed node value: [%s]..", text.GetText());
 

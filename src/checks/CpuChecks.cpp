@@ -27,8 +27,8 @@ int CQnWSMan::GetNumLogicalCpus(std::uint32_t& count, CQncString& error) {
         UseStylesheet(kInstanceStylesheet);
         CQncString logical;
         // One item per processor package.
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             if (GetProperty(logical, "NumberOfLogicalProcessors", error, 0).IsEmpty()) {
                 status = -1;
                 break;
@@ -50,8 +50,8 @@ int CQnWSMan::GetCpuUsage(const char* cpuName, std::uint32_t& usage, CQncString&
     if (Enumerate(kProcessorCounterClass, items, error) == 0) {
         UseStylesheet(kInstanceStylesheet);
         CQncString name;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             if (GetProperty(name, "Name", error, 0).IsEmpty()) {
                 break;
             }

@@ -63,8 +63,8 @@ int CQnWSMan::CollectNames(const char* className, const char* emptyTraceMethod, 
     qn::checks::UseCheckSeparators(names);
     qn::checks::UniqueNames uniqueNames(names);
     CQncString name;
-    for (const CQncString& itemText : items) {
-        TransformItem(itemText.GetText(), error);
+    for (const EnumeratedItem& item : items) {
+        TransformItem(item, error);
         error = "";
         // One nameless instance spoils the whole list: none of the names gathered so far is returned.
         if (GetProperty(name, "Name", error, 0).IsEmpty()) {
@@ -131,8 +131,8 @@ int CQnWSMan::WinRMGetMsMqList(CQncString& queueList, CQncString& error) {
         qn::checks::UseCheckSeparators(names);
         qn::checks::UniqueNames uniqueNames(names);
         CQncString name;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             // Unlike the pool list, a nameless queue is only passed over.
             if (!GetProperty(name, "Name", error, 0).IsEmpty()) {
                 uniqueNames.Add(ShortQueueName(name.GetText()));
@@ -158,8 +158,8 @@ int CQnWSMan::WinRMGetMsMqLength(const char* queueName, std::uint32_t& queueFoun
     if (Enumerate(kQueueClass, items, error) == 0) {
         UseStylesheet(kInstanceStylesheet);
         CQncString name;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             if (GetProperty(name, "Name", error, 0).IsEmpty() ||
                 QncStricmp(ShortQueueName(name.GetText()), queueName) != 0) {
                 continue;

@@ -99,8 +99,8 @@ int CQnWSMan::WinRMGetProcessList(CQncString& list, CQncString& error) {
         qn::checks::UseCheckSeparators(names);
         qn::checks::UniqueNames uniqueNames(names);
         CQncString name;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             if (!GetProperty(name, "Name", error, 0).IsEmpty()) {
                 uniqueNames.Add(name.GetText());
             }
@@ -123,8 +123,8 @@ int CQnWSMan::WinRMGetProcessState(const char* processName, std::uint32_t& runni
         UseStylesheet(kInstanceStylesheet);
         status = 0;
         CQncString name;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             if (GetProperty(name, "Name", error, 0).IsEmpty()) {
                 status = -1;
                 break;
@@ -147,8 +147,8 @@ int CQnWSMan::WinRMGetProcessState(const char* processName, std::uint32_t& runni
     return status;
 }
 
-int CQnWSMan::GetProcessMemoryUsage(const char* item, std::uint32_t memoryCounter, CWmiProcess& process,
-                                    CQncString& error) {
+int CQnWSMan::GetProcessMemoryUsage(const EnumeratedItem& item, std::uint32_t memoryCounter,
+                                    CWmiProcess& process, CQncString& error) {
     Trace(kTraceToFile, "%s.\n", "CQnWSMan::GetProcessMemoryUsage");
     const MemoryCounter counter = MemoryCounterFor(memoryCounter);
     TransformItem(item, error);
@@ -167,7 +167,7 @@ int CQnWSMan::GetProcessMemoryUsage(const char* item, std::uint32_t memoryCounte
     return status;
 }
 
-int CQnWSMan::GetProcessHandleUsage(const char* item, CWmiProcess& process, CQncString& error) {
+int CQnWSMan::GetProcessHandleUsage(const EnumeratedItem& item, CWmiProcess& process, CQncString& error) {
     Trace(kTraceToFile, "Calling: %s.\n", "CQnWSMan::GetProcessHandleUsage");
     TransformItem(item, error);
     int status = -1;
@@ -184,7 +184,7 @@ int CQnWSMan::GetProcessHandleUsage(const char* item, CWmiProcess& process, CQnc
     return status;
 }
 
-int CQnWSMan::GetProcessCpuUsage(const char* item, std::int64_t& rawTime, std::int64_t& rawStamp,
+int CQnWSMan::GetProcessCpuUsage(const EnumeratedItem& item, std::int64_t& rawTime, std::int64_t& rawStamp,
                                  CQncString& error) {
     Trace(kTraceToFile, "Calling: %s.\n", "CQnWSMan::GetProcessCpuUsage");
     rawTime = 0;
@@ -203,7 +203,8 @@ int CQnWSMan::GetProcessCpuUsage(const char* item, std::int64_t& rawTime, std::i
     return status;
 }
 
-int CQnWSMan::SampleProcessCpu(const char* item, CWmiProcess& process, bool isFirst, CQncString& error) {
+int CQnWSMan::SampleProcessCpu(const EnumeratedItem& item, CWmiProcess& process, bool isFirst,
+                               CQncString& error) {
     error = "";
     std::int64_t rawTime = 0;
     std::int64_t rawStamp = 0;
@@ -226,13 +227,13 @@ int CQnWSMan::SampleProcessList(CWmiProcessList& processes, bool isFirst, CQncSt
     }
     UseStylesheet(kInstanceStylesheet);
     CQncString id;
-    for (const CQncString& itemText : items) {
-        TransformItem(itemText.GetText(), error);
+    for (const EnumeratedItem& item : items) {
+        TransformItem(item, error);
         if (GetProperty(id, "IDProcess", error, 0).IsEmpty()) {
             return -1;
         }
         for (CWmiProcess* process : processes.FindById(id.GetText())) {
-            if (SampleProcessCpu(itemText.GetText(), *process, isFirst, error) != 0) {
+            if (SampleProcessCpu(item, *process, isFirst, error) != 0) {
                 return -1;
             }
         }
@@ -292,8 +293,8 @@ int CQnWSMan::MeasureProcesses(const char* processName, const char* excludeNames
     UseStylesheet(kInstanceStylesheet);
     CQncString name;
     CQncString id;
-    for (const CQncString& itemText : items) {
-        TransformItem(itemText.GetText(), error);
+    for (const EnumeratedItem& item : items) {
+        TransformItem(item, error);
         GetProperty(name, "Name", error, 0);
         if (name.IsEmpty() || GetProperty(id, "IDProcess", error, 0).IsEmpty()) {
             return -1;
@@ -308,11 +309,10 @@ int CQnWSMan::MeasureProcesses(const char* processName, const char* excludeNames
         auto* process = new CWmiProcess(id.GetText(), name.GetText(), compareKind, numCpus);
         processes.Append(process);
         Trace(kTraceToFile, "Process [#%s] added, instance name:[%s]\n", id.GetText(), name.GetText());
-        if (memoryThreshold >= 0 &&
-            GetProcessMemoryUsage(itemText.GetText(), memoryCounter, *process, error) != 0) {
+        if (memoryThreshold >= 0 && GetProcessMemoryUsage(item, memoryCounter, *process, error) != 0) {
             return -1;
         }
-        if (handlesThreshold >= 0 && GetProcessHandleUsage(itemText.GetText(), *process, error) != 0) {
+        if (handlesThreshold >= 0 && GetProcessHandleUsage(item, *process, error) != 0) {
             return -1;
         }
     }

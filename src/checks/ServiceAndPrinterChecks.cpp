@@ -34,8 +34,8 @@ int CQnWSMan::WinRMGetServiceList(CQncString& list, CQncString& error) {
         CQncString name;
         CQncString displayName;
         CQncString entry;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             GetProperty(name, "Name", error, 0);
             if (!GetProperty(displayName, "DisplayName", error, 0).IsEmpty()) {
                 entry = name;
@@ -68,8 +68,8 @@ int CQnWSMan::WinRMGetServiceState(const char* serviceName, CQncString& name, CQ
             break;
         }
         UseStylesheet(kInstanceStylesheet);
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             if (GetProperty(name, "Name", error, 0).IsEmpty()) {
                 status = -1;
                 break;
@@ -188,8 +188,8 @@ int CQnWSMan::WinRMGetPrinterList(CQncString& list, CQncString& error) {
         qn::checks::UseCheckSeparators(printers);
         qn::checks::UniqueNames uniquePrinters(printers);
         CQncString name;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             if (!GetProperty(name, "Name", error, 0).IsEmpty()) {
                 // The same two-field form as the service entries, with an empty second field.
                 uniquePrinters.Add(name.Append(";;").GetText());
@@ -227,8 +227,8 @@ int CQnWSMan::WinRMGetPrinterState(const char* printerName, std::uint32_t& found
     if (Enumerate("Win32_Printer", items, error) == 0) {
         UseStylesheet(kInstanceStylesheet);
         CQncString name;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             GetProperty(name, "Name", error, 0);
             if (QncStricmp(name.GetText(), printerName) != 0) {
                 continue;

@@ -25,8 +25,8 @@ int CQnWSMan::WinRMGetShareState(const char* shareName, std::uint32_t& shareFoun
     if (Enumerate("Win32_Share", items, error) == 0) {
         UseStylesheet(kInstanceStylesheet);
         CQncString name;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             if (GetProperty(name, "Name", error, 0).IsEmpty()) {
                 break;
             }
@@ -57,8 +57,8 @@ int CQnWSMan::WinRMGetRemovableDrives(CQncString& driveList, CQncString& error) 
         UseStylesheet(kInstanceStylesheet);
         CQncString interfaceType;
         CQncString model;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             if (GetProperty(interfaceType, "InterfaceType", error, 0).IsEmpty() ||
                 GetProperty(model, "Model", error, 0).IsEmpty()) {
                 status = -1;
@@ -97,7 +97,7 @@ int CQnWSMan::WinRMGetTerminalServerSessions(std::uint32_t& activeSessions, std:
     int status = -1;
     if (!items.empty()) {
         UseStylesheet(kInstanceStylesheet);
-        TransformItem(items.front().GetText(), error);
+        TransformItem(items.front(), error);
         CQncString active;
         CQncString inactive;
         CQncString third;
@@ -142,8 +142,8 @@ int CQnWSMan::WinRMGetNICTrafficValues(const char* nicName, std::uint32_t& nicFo
     if (Enumerate(kInterfaceClass, items, error) == 0) {
         UseStylesheet(kInstanceStylesheet);
         CQncString name;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             if (GetProperty(name, "Name", error, 0).IsEmpty()) {
                 break;
             }

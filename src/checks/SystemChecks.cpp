@@ -19,12 +19,25 @@ void CQnWSMan::UseStylesheet(const char* fileName) {
     }
 }
 
+namespace {
+
+// Without a parser (its creation failed at initialisation) every record is unreadable.
+template <typename Item>
+int TransformWith(CSnWinrmNode* parser, const Item& item) {
+    return parser != nullptr ? parser->Transform(item) : kQncErrorXmlDocumentInit;
+}
+
+}  // namespace
+
 int CQnWSMan::TransformItem(const char* itemXml, CQncString& error) {
-    // Without a parser (its creation failed at initialisation) every record is unreadable.
-    const int code = nodeParser ? nodeParser->Transform(itemXml) : kQncErrorXmlDocumentInit;
-    if (code != 0) {
-        GetErrorDescription(code, error);
-    }
+    const int code = TransformWith(nodeParser.get(), itemXml);
+    if (code != 0) GetErrorDescription(code, error);
+    return code;
+}
+
+int CQnWSMan::TransformItem(const EnumeratedItem& item, CQncString& error) {
+    const int code = TransformWith(nodeParser.get(), item);
+    if (code != 0) GetErrorDescription(code, error);
     return code;
 }
 
@@ -49,7 +62,7 @@ int CQnWSMan::WinRMGetDomain(CQncString& domain, CQncString& error, std::uint32_
     ItemList items;
     if (Enumerate("Win32_ComputerSystem", items, error) == 0 && !items.empty()) {
         UseStylesheet(kInstanceStylesheet);
-        TransformItem(items.front().GetText(), error);
+        TransformItem(items.front(), error);
         CQncString role;
         if (!GetProperty(role, "DomainRole", error, 0).IsEmpty()) {
             role.Trim();
@@ -90,8 +103,8 @@ int CQnWSMan::WinRMGetDisksState(std::uint32_t& allDisksOk, CQncString& diskList
         UseStylesheet(kInstanceStylesheet);
         CQncString caption;
         CQncString diskStatus;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             if (GetProperty(caption, "Caption", error, 0).IsEmpty()) {
                 status = -1;
                 break;
@@ -136,8 +149,8 @@ int CQnWSMan::WinRMGetLogicalDiskSpace(const char* driveName, std::uint32_t& dri
     if (Enumerate("Win32_LogicalDisk", items, error) == 0) {
         UseStylesheet(kInstanceStylesheet);
         CQncString name;
-        for (const CQncString& itemText : items) {
-            TransformItem(itemText.GetText(), error);
+        for (const EnumeratedItem& item : items) {
+            TransformItem(item, error);
             GetProperty(name, "Name", error, 0);
             if (std::strcmp(name.GetText(), wanted.GetText()) != 0) {
                 continue;
@@ -167,7 +180,7 @@ int CQnWSMan::WinRMGetMemory(std::uint32_t& availableMB, std::uint32_t& committe
     ItemList items;
     if (Enumerate("Win32_PerfFormattedData_PerfOS_Memory", items, error) == 0 && !items.empty()) {
         UseStylesheet(kInstanceStylesheet);
-        TransformItem(items.front().GetText(), error);
+        TransformItem(items.front(), error);
         if (ReadMiB("AvailableBytes", availableMB, error) == 0 &&
             ReadMiB("CommittedBytes", committedMB, error) == 0) {
             CQncString pages;

@@ -17,8 +17,10 @@ class CSnWinrmNode;
 class CWmiProcess;
 class CWmiProcessList;
 
-// The raw XML text of every item an enumeration returned, in the order the service returned them.
-using ItemList = std::vector<CQncString>;
+// Every item an enumeration returned (its XML text, and on POSIX its tree), in the order the service
+// returned them.
+using EnumeratedItem = qn::platform::EnumeratedItem;
+using ItemList = std::vector<EnumeratedItem>;
 
 class CQnWSMan : public CQncBase {
   public:
@@ -90,6 +92,7 @@ class CQnWSMan : public CQncBase {
     void UseStylesheet(const char* fileName);
     // Transforms one item into the current record; a failure code's message goes to `error`.
     int TransformItem(const char* itemXml, CQncString& error);
+    int TransformItem(const EnumeratedItem& item, CQncString& error);
     // megabytes := the byte-count property in MiB, traced; -1 when the property is empty.
     int ReadMiB(const char* propertyName, std::uint32_t& megabytes, CQncString& error);
 
@@ -118,12 +121,12 @@ class CQnWSMan : public CQncBase {
                                      std::uint32_t& processId, CQncString& instanceName,
                                      std::uint32_t& cpuUsage, std::uint32_t& memoryMB, std::uint32_t& handles,
                                      CQncString& error);
-    int GetProcessMemoryUsage(const char* item, std::uint32_t memoryCounter, CWmiProcess& process,
+    int GetProcessMemoryUsage(const EnumeratedItem& item, std::uint32_t memoryCounter, CWmiProcess& process,
                               CQncString& error);
-    int GetProcessHandleUsage(const char* item, CWmiProcess& process, CQncString& error);
-    int GetProcessCpuUsage(const char* item, std::int64_t& rawTime, std::int64_t& rawStamp,
+    int GetProcessHandleUsage(const EnumeratedItem& item, CWmiProcess& process, CQncString& error);
+    int GetProcessCpuUsage(const EnumeratedItem& item, std::int64_t& rawTime, std::int64_t& rawStamp,
                            CQncString& error);
-    int SampleProcessCpu(const char* item, CWmiProcess& process, bool isFirst, CQncString& error);
+    int SampleProcessCpu(const EnumeratedItem& item, CWmiProcess& process, bool isFirst, CQncString& error);
     int SampleProcessList(CWmiProcessList& processList, bool isFirst, CQncString& error);
 
     // Services and printers.

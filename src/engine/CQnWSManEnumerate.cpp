@@ -69,12 +69,12 @@ int CQnWSMan::Enumerate(const char* classOrQuery, ItemList& items, CQncString& e
             // enumeration; the items read before it stay in the list.
             qn::platform::HResult streamCode = qn::platform::kOk;
             bool atEnd = false;
-            std::string item;
+            qn::platform::EnumeratedItem item;
             while (!Failed(streamCode = enumerator->AtEndOfStream(atEnd)) && !atEnd) {
                 if (Failed(streamCode = enumerator->ReadItem(item))) {
                     break;
                 }
-                items.emplace_back(item.c_str());
+                items.push_back(std::move(item));
             }
             if (Failed(streamCode)) {
                 errorText.Format("WSMan enumerate failed, error 0x%08lX", HexCode(streamCode));

@@ -68,6 +68,13 @@ int CQncXmlDoc::LoadXml(const char* xmlText) {
     return rootElement_.has_value() ? 0 : -1;
 }
 
+int CQncXmlDoc::LoadItem(const qn::platform::EnumeratedItem& item) {
+    if (initialized_ == 0) return -1;
+    if (!xmlDoc_->LoadItem(item)) return -1;
+    rootElement_ = xmlDoc_->DocumentElementName();
+    return rootElement_.has_value() ? 0 : -1;
+}
+
 int CQncXmlDoc::TransformWith(const char* stylesheetPath, CQncString& output,
                               const qn::platform::FileStamp* checkedStamp) {
     if (initialized_ == 0) return -1;

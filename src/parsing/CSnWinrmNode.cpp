@@ -1,6 +1,7 @@
 #include "parsing/CSnWinrmNode.h"
 
 #include <cstring>
+#include <type_traits>
 
 #include "parsing/RecordLookup.h"
 #include "platform/FileSystem.h"
@@ -33,12 +34,27 @@ void CSnWinrmNode::SetStylesheet(const char* fileName) {
 }
 
 int CSnWinrmNode::Transform(const char* itemXml) {
+    return TransformLoaded(itemXml);
+}
+
+int CSnWinrmNode::Transform(const qn::platform::EnumeratedItem& item) {
+    return TransformLoaded(item);
+}
+
+template <typename Item>
+int CSnWinrmNode::TransformLoaded(const Item& item) {
     if (!xmlDoc_.IsInitialized()) xmlDoc_.Initialize(0, "");
     if (!xmlDoc_.IsInitialized()) return kQncErrorXmlDocumentInit;
     const std::optional<qn::platform::FileStamp> stylesheet =
         qn::platform::StampOfExistingFile(stylesheetPath_.GetText());
     if (!stylesheet) return kQncErrorXslStylesheetMissing;
-    if (xmlDoc_.LoadXml(itemXml) != 0) return kQncErrorXmlLoad;
+    const int loaded = [&] {
+        if constexpr (std::is_same_v<Item, qn::platform::EnumeratedItem>)
+            return xmlDoc_.LoadItem(item);
+        else
+            return xmlDoc_.LoadXml(item);
+    }();
+    if (loaded != 0) return kQncErrorXmlLoad;
     if (xmlDoc_.TransformWith(stylesheetPath_.GetText(), output_, &*stylesheet) != 0)
         return kQncErrorXmlTransform;
     return 0;

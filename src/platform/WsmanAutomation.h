@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 
+#include "wsman/core/EnumeratedItem.h"
 #include "wsman/core/HResult.h"
 
 namespace qn::platform {
@@ -20,6 +21,8 @@ namespace qn::platform {
 using wsman::Failed;
 using wsman::HResult;
 using wsman::kOk;
+// An item as the enumerator hands it over: text, and on POSIX the tree the client read it into.
+using wsman::EnumeratedItem;
 using wsman::Succeeded;
 using wsman::ToHResult;
 
@@ -38,8 +41,9 @@ class WsmanEnumerator {
     virtual ~WsmanEnumerator() = default;
     // atEnd := true once every item has been read.
     virtual HResult AtEndOfStream(bool& atEnd) = 0;
-    // item := the XML text of the next item (one instance element or one w:XmlFragment).
-    virtual HResult ReadItem(std::string& item) = 0;
+    // item := the next item (one instance element or one w:XmlFragment): its XML text, and where the
+    // platform's client read the reply itself, the tree it read the item into (see XmlDocument::LoadItem).
+    virtual HResult ReadItem(EnumeratedItem& item) = 0;
 };
 
 class WsmanSession {

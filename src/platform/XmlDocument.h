@@ -16,7 +16,11 @@
 #include <string>
 #include <string_view>
 
+#include "wsman/core/EnumeratedItem.h"
+
 namespace qn::platform {
+
+using wsman::EnumeratedItem;
 
 class XmlDocument {
   public:
@@ -25,6 +29,10 @@ class XmlDocument {
     // loadXML: the document becomes `text` (module text: UTF-8 on POSIX; an encoding declaration inside the
     // text is ignored). False when the text is not well-formed or carries a DTD; the document is then empty.
     virtual bool LoadText(std::string_view text) = 0;
+
+    // loadXML of an item the WinRM objects handed over. Its text is read like LoadText's, unless the item
+    // carries the tree the platform's client read it into (POSIX), which is then taken as it is.
+    virtual bool LoadItem(const EnumeratedItem& item) { return LoadText(item.text); }
 
     // load: the document becomes the content of the file that `modulePath` names (a module path, see
     // FileSystem.h). False when it cannot be read or is not well-formed; the document is then empty.

@@ -31,9 +31,9 @@ class FakeEnumerator final : public qn::platform::WsmanEnumerator {
         atEnd = next_ >= reply_.items.size() && !FailsNow();
         return qn::platform::kOk;
     }
-    HResult ReadItem(std::string& item) override {
+    HResult ReadItem(qn::platform::EnumeratedItem& item) override {
         if (FailsNow()) return reply_.readFailure;
-        item = reply_.items.at(next_++);
+        item = {reply_.items.at(next_++), nullptr};
         return qn::platform::kOk;
     }
 

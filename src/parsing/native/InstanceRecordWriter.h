@@ -10,9 +10,12 @@
 
 #include <string>
 
-#include "parsing/native/ItemTree.h"
+#include "wsman/core/ItemTree.h"
 
 namespace qn::parsing::native {
+
+using ::wsman::xml::ItemTree;
+using ::wsman::xml::XmlNamespace;
 
 // Leaves `output` alone and returns false for an item it leaves to libxslt: deep nesting, xml:space, or a
 // reference whose resource URI or selector values would recurse far in the stylesheet. Otherwise replaces

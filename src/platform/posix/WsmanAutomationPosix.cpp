@@ -74,7 +74,7 @@ class PosixEnumerator final : public WsmanEnumerator {
     HResult AtEndOfStream(bool& atEnd) override {
         return Guarded([&] { return stream_->AtEnd(atEnd); });
     }
-    HResult ReadItem(std::string& item) override {
+    HResult ReadItem(EnumeratedItem& item) override {
         return Guarded([&] { return stream_->Read(item); });
     }
 

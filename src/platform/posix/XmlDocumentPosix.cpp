@@ -10,17 +10,19 @@
 
 #include "parsing/native/BuiltinStylesheets.h"
 #include "parsing/native/InstanceRecordWriter.h"
-#include "parsing/native/ItemTree.h"
 #include "platform/FileSystem.h"
 #include "platform/XmlDocument.h"
 #include "platform/posix/XmlLibrary.h"
 #include "platform/posix/XmlTransform.h"
+#include "wsman/core/ItemTree.h"
 
 namespace qn::platform {
 
 namespace {
 
 namespace native = qn::parsing::native;
+using wsman::xml::ItemTree;
+using wsman::xml::ItemTreeParser;
 
 class LibxmlDocument final : public XmlDocument {
   public:
@@ -28,8 +30,19 @@ class LibxmlDocument final : public XmlDocument {
     // stylesheet has to be applied by libxslt.
     bool LoadText(std::string_view text) override {
         Forget();
-        if (!ItemParserOfThisThread().Parse(text, tree_)) return false;
+        if (!ItemParserOfThisThread().Parse(text, ownTree_)) return false;
+        tree_ = &ownTree_;
         text_.assign(text);
+        return true;
+    }
+
+    // The client read the item into its tree while reading the reply: it is used as it is, not read again.
+    bool LoadItem(const EnumeratedItem& item) override {
+        if (item.tree == nullptr) return LoadText(item.text);
+        Forget();
+        sharedTree_ = item.tree;
+        tree_ = sharedTree_.get();
+        text_.assign(item.text);
         return true;
     }
 
@@ -60,7 +73,7 @@ class LibxmlDocument final : public XmlDocument {
     }
 
     std::optional<std::string> DocumentElementName() const override {
-        if (!tree_.IsEmpty()) return tree_.RootName();
+        if (tree_ != nullptr) return tree_->RootName();
         const xmlDoc* doc = Document();
         const xmlNode* root = doc != nullptr ? xmlDocGetRootElement(doc) : nullptr;
         if (root == nullptr) return std::nullopt;
@@ -75,8 +88,8 @@ class LibxmlDocument final : public XmlDocument {
     bool TransformNode(const XmlDocument& stylesheet, std::string& output) override {
         const auto* sheet = dynamic_cast<const LibxmlDocument*>(&stylesheet);
         if (sheet == nullptr || !sheet->IsLoaded() || !IsLoaded()) return false;
-        if (sheet->builtin_ == native::BuiltinStylesheet::InstanceRecord && !tree_.IsEmpty() &&
-            native::WriteInstanceRecord(tree_, output)) {
+        if (sheet->builtin_ == native::BuiltinStylesheet::InstanceRecord && tree_ != nullptr &&
+            native::WriteInstanceRecord(*tree_, output)) {
             return true;
         }
         xmlDoc* item = Document();
@@ -135,7 +148,9 @@ class LibxmlDocument final : public XmlDocument {
     bool IsLoaded() const { return doc_ != nullptr || !text_.empty(); }
 
     void Forget() {
-        tree_.Clear();
+        tree_ = nullptr;
+        ownTree_.Clear();
+        sharedTree_.reset();
         text_.clear();
         textUrl_.clear();
         doc_.reset();
@@ -153,12 +168,15 @@ class LibxmlDocument final : public XmlDocument {
 
     // One parser per thread, not per document: a host keeps a document per computer, and a parser context
     // with its buffers costs more than the item it read. A tree keeps the dictionary its names live in.
-    static native::ItemTreeParser& ItemParserOfThisThread() {
-        thread_local native::ItemTreeParser parser;
+    static ItemTreeParser& ItemParserOfThisThread() {
+        thread_local ItemTreeParser parser;
         return parser;
     }
 
-    native::ItemTree tree_;
+    // The item's tree: read here from its text (ownTree_, reused from item to item) or the client's.
+    const ItemTree* tree_ = nullptr;
+    ItemTree ownTree_;
+    std::shared_ptr<const ItemTree> sharedTree_;
     std::string text_;     // the item's text while tree_ holds it, or a natively written stylesheet's
     std::string textUrl_;  // the stylesheet file's path, for libxml2's document of it
     mutable wsman::xml::DocPtr doc_;  // a file's document, or the item's once libxslt needed it

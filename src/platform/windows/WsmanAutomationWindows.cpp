@@ -70,11 +70,12 @@ class WindowsEnumerator final : public WsmanEnumerator {
         return hr;
     }
 
-    HResult ReadItem(std::string& item) override {
+    HResult ReadItem(EnumeratedItem& item) override {
         return Guarded([&] {
+            item = EnumeratedItem();  // text alone: MSXML reads it
             Bstr text;
             const HRESULT hr = enumerator_->ReadItem(text.Receive());
-            if (SUCCEEDED(hr)) item = text.ToAnsi();
+            if (SUCCEEDED(hr)) item.text = text.ToAnsi();
             return hr;
         });
     }

@@ -43,7 +43,7 @@ HResult EnumerationStream::Take(soap::EnumerationBatch batch) {
     items_ = std::move(batch.items);
     next_ = 0;
     endOfSequence_ = batch.endOfSequence;
-    for (const std::string& item : items_) itemBytes_ += item.size();
+    for (const EnumeratedItem& item : items_) itemBytes_ += item.text.size();
     if (itemBytes_ > bounds.maxItemBytes) return Stop(errors::kBatchComplete);
     emptyBatchesInARow_ = items_.empty() && !endOfSequence_ ? emptyBatchesInARow_ + 1 : 0;
     if (emptyBatchesInARow_ > bounds.maxEmptyBatches) return Stop(errors::kResponseNoResults);
@@ -76,13 +76,12 @@ HResult EnumerationStream::AtEnd(bool& atEnd) {
     return 0;
 }
 
-HResult EnumerationStream::Read(std::string& item) {
-    item.clear();
+HResult EnumerationStream::Read(EnumeratedItem& item) {
+    item = EnumeratedItem();
     if (const HResult result = FillIfEmpty(); result != 0) return result;
     if (next_ == items_.size()) return errors::kEnumerationClosed;
     item = std::move(items_[next_]);
-    items_[next_].clear();
-    items_[next_].shrink_to_fit();
+    items_[next_] = EnumeratedItem();
     ++next_;
     return 0;
 }

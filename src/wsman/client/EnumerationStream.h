@@ -32,8 +32,8 @@ class EnumerationStream {
     // atEnd := no item is left (Pulls as needed to find out). A failed Pull or a crossed bound is
     // reported, and repeated on every later call: the enumeration cannot go on.
     HResult AtEnd(bool& atEnd);
-    // item := the next item's XML text; kEnumerationClosed past the end.
-    HResult Read(std::string& item);
+    // item := the next item (its XML text and tree); kEnumerationClosed past the end.
+    HResult Read(EnumeratedItem& item);
 
     std::size_t BufferedItems() const { return items_.size() - next_; }
 
@@ -47,7 +47,7 @@ class EnumerationStream {
     std::shared_ptr<Conversation> conversation_;
     std::string resourceUri_;
     std::string context_;
-    std::vector<std::string> items_;
+    std::vector<EnumeratedItem> items_;
     std::size_t next_ = 0;
     bool endOfSequence_ = false;
     HResult failure_ = 0;

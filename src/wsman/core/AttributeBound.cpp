@@ -1,15 +1,22 @@
 #include "wsman/core/AttributeBound.h"
 
 #include <array>
+#include <cstring>
 
 namespace wsman::xml {
 
 namespace {
 
 // Position after `terminator` at or after `from`, or the end of the text.
-std::size_t After(std::string_view text, std::size_t from, std::string_view terminator) {
-    const std::size_t at = text.find(terminator, from);
-    return at == std::string_view::npos ? text.size() : at + terminator.size();
+const char* After(const char* from, const char* end, std::string_view terminator) {
+    const std::string_view rest(from, static_cast<std::size_t>(end - from));
+    const std::size_t at = rest.find(terminator);
+    return at == std::string_view::npos ? end : from + at + terminator.size();
+}
+
+bool StartsWith(const char* at, const char* end, std::string_view prefix) {
+    return static_cast<std::size_t>(end - at) >= prefix.size() &&
+           std::memcmp(at, prefix.data(), prefix.size()) == 0;
 }
 
 // The characters a start tag's scan stops at: quotes, '=', and the ends of a tag.
@@ -21,29 +28,36 @@ constexpr auto kTagSpecial = [] {
 
 }  // namespace
 
+// One pass from '<' to '<': text and end tags need no look (the next '<' is found at once), a start tag is
+// scanned for its '=' signs.
 bool AttributesWithinBound(std::string_view text) {
-    std::size_t at = 0;
-    while ((at = text.find('<', at)) != std::string_view::npos) {
-        const char next = at + 1 < text.size() ? text[at + 1] : '\0';
-        if (next == '!' && text.substr(at, 4) == "<!--") {
-            at = After(text, at + 4, "-->");
-        } else if (next == '!' && text.substr(at, 9) == "<![CDATA[") {
-            at = After(text, at + 9, "]]>");
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    while (at != end) {
+        at = static_cast<const char*>(std::memchr(at, '<', static_cast<std::size_t>(end - at)));
+        if (at == nullptr) return true;
+        const char next = end - at > 1 ? at[1] : '\0';
+        if (next == '/') {
+            at += 2;
+        } else if (next == '!' && StartsWith(at, end, "<!--")) {
+            at = After(at + 4, end, "-->");
+        } else if (next == '!' && StartsWith(at, end, "<![CDATA[")) {
+            at = After(at + 9, end, "]]>");
         } else if (next == '?') {
-            at = After(text, at + 2, "?>");
-        } else if (next == '/' || next == '!') {
-            at = After(text, at + 2, ">");
+            at = After(at + 2, end, "?>");
+        } else if (next == '!') {
+            at += 2;
         } else {
             // A start tag: every attribute has exactly one '=' outside quoted values. Quoted values are
             // skipped whole; a '>' inside one does not end the tag.
             std::size_t attributes = 0;
-            for (++at; at < text.size();) {
-                const char c = text[at];
+            for (++at; at != end;) {
+                const char c = *at;
                 if (!kTagSpecial[static_cast<unsigned char>(c)]) {
                     ++at;
                 } else if (c == '"' || c == '\'') {
-                    const std::size_t close = text.find(c, at + 1);
-                    at = close == std::string_view::npos ? text.size() : close + 1;
+                    const void* close = std::memchr(at + 1, c, static_cast<std::size_t>(end - at - 1));
+                    at = close == nullptr ? end : static_cast<const char*>(close) + 1;
                 } else if (c == '=') {
                     if (++attributes > kMaxAttributesPerElement) return false;
                     ++at;

@@ -88,8 +88,8 @@ UntrustedRead ReadUntrusted(std::string_view text, const xmlSAXHandler& handlers
     sax.characters = handlers.characters;
     sax.ignorableWhitespace = handlers.characters;
     sax.cdataBlock = nullptr;
-    sax.comment = nullptr;
-    sax.processingInstruction = nullptr;
+    sax.comment = handlers.comment;
+    sax.processingInstruction = handlers.processingInstruction;
     sax.reference = handlers.reference;
     // The parser pulls the text through a window of its own that it keeps small, rather than copying a
     // reply of half a megabyte into fresh memory first.

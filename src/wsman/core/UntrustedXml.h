@@ -39,8 +39,9 @@ DocPtr ParseUntrusted(std::string_view text, const char* fileUrl = nullptr);
 
 enum class UntrustedRead { Accepted, Refused, AttributeFlood };
 
-// A text under the same rules, read by SAX handlers instead of into a tree: the element, character and
-// reference handlers of `handlers` are used (CDATA comes as characters), libxml2 builds no document, and
+// A text under the same rules, read by SAX handlers instead of into a tree: the element, character,
+// comment, processing-instruction and reference handlers of `handlers` are used (CDATA and blanks come as
+// characters), libxml2 builds no document, and
 // `user` is the context's _private while it runs. A handler may refuse the text with xmlStopParser.
 UntrustedRead ReadUntrusted(std::string_view text, const xmlSAXHandler& handlers, void* user);
 

@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "wsman/core/ItemTree.h"
 #include "wsman/core/UntrustedXml.h"
 #include "wsman/soap/Namespaces.h"
 
@@ -86,6 +87,11 @@ struct Reader {
     std::size_t itemDepth = 0;
     std::vector<std::pair<std::string_view, std::string_view>> outside;
     std::vector<std::string> usedPrefixes;
+    const xmlChar* lastUsedPrefix = nullptr;
+    // The item's tree, built from the same events into a tree reused from item to item and copied out at
+    // its end.
+    xml::ItemTreeBuilder treeBuilder;
+    xml::ItemTree scratchTree;
 
     static Reader& Of(void* ctx) {
         auto* parser = static_cast<xmlParserCtxt*>(ctx);
@@ -152,13 +158,41 @@ struct Reader {
         usedPrefixes.emplace_back(prefix);
     }
 
+    // An element's or attribute's prefix: the parser's interned string, mostly the one of the element
+    // before, so one comparison of pointers settles it.
+    void UsePrefixOf(const xmlChar* prefix) {
+        if (prefix == lastUsedPrefix) return;
+        lastUsedPrefix = prefix;
+        Use(View(prefix));
+    }
+
+    // Within an item everything is Other: only its tree and the prefixes it uses are read.
+    void StartItemContent(const xmlChar* localName, const xmlChar* prefix, const xmlChar* uri,
+                          int attributeCount, const xmlChar** attributes) {
+        treeBuilder.StartElement(localName, prefix, uri, attributeCount, attributes);
+        UsePrefixOf(prefix);
+        for (int i = 0; i < attributeCount; ++i) {
+            const xmlChar* const* attribute = attributes + 5 * i;  // local name, prefix, URI, value, end
+            if (attribute[1] != nullptr) UsePrefixOf(attribute[1]);
+            // A QName value ("p:Win32_Service_Type") uses its prefix too.
+            if (attribute[2] != nullptr && Is(attribute[2], attribute[0], kXmlSchemaInstance, "type")) {
+                const std::string_view value(reinterpret_cast<const char*>(attribute[3]),
+                                             static_cast<std::size_t>(attribute[4] - attribute[3]));
+                const std::size_t colon = value.find(':');
+                Use(colon == std::string_view::npos ? std::string_view() : value.substr(0, colon));
+            }
+        }
+    }
+
     void BeginItem(const xmlChar* localName, const xmlChar* prefix, int namespaceCount,
                    const xmlChar** namespaces) {
         // The start tag ends at the parser's position; '<' cannot occur inside it.
         itemStart = text.rfind('<', Position());
         itemNameLength = View(localName).size() + (prefix != nullptr ? View(prefix).size() + 1 : 0);
         itemDepth = roles.size() + 1;
+        treeBuilder.Begin(scratchTree, ctxt->dict);
         usedPrefixes.clear();
+        lastUsedPrefix = reinterpret_cast<const xmlChar*>("");  // matches no prefix, not even none
         outside.clear();
         // Innermost declaration of each prefix, unless the item declares that prefix itself.
         for (std::size_t i = declarations.size(); i-- > 0;) {
@@ -191,29 +225,17 @@ struct Reader {
             item += '"';
         }
         item.append(text.substr(nameEnd, end - nameEnd));
-        summary.items.push_back(std::move(item));
+        // Without a tree (none can be copied out) the item is read again from its text.
+        summary.items.push_back(EnumeratedItem{std::move(item), treeBuilder.Copy()});
     }
 
     static void StartElement(void* ctx, const xmlChar* localName, const xmlChar* prefix, const xmlChar* uri,
                              int namespaceCount, const xmlChar** namespaces, int attributeCount, int,
                              const xmlChar** attributes) {
         Reader& self = Of(ctx);
-        const Role role = self.RoleOf(localName, uri);
+        const Role role = self.itemDepth != 0 ? Role::Other : self.RoleOf(localName, uri);
         if (role == Role::Item) self.BeginItem(localName, prefix, namespaceCount, namespaces);
-        if (self.itemDepth != 0) {
-            self.Use(View(prefix));
-            for (int i = 0; i < attributeCount; ++i) {
-                const xmlChar* const* attribute = attributes + 5 * i;  // local name, prefix, URI, value, end
-                if (attribute[1] != nullptr) self.Use(View(attribute[1]));
-                // A QName value ("p:Win32_Service_Type") uses its prefix too.
-                if (attribute[2] != nullptr && Is(attribute[2], attribute[0], kXmlSchemaInstance, "type")) {
-                    const std::string_view value(reinterpret_cast<const char*>(attribute[3]),
-                                                 static_cast<std::size_t>(attribute[4] - attribute[3]));
-                    const std::size_t colon = value.find(':');
-                    self.Use(colon == std::string_view::npos ? std::string_view() : value.substr(0, colon));
-                }
-            }
-        }
+        if (self.itemDepth != 0) self.StartItemContent(localName, prefix, uri, attributeCount, attributes);
         self.marks.push_back(self.declarations.size());
         for (int n = 0; n < namespaceCount; ++n)
             self.declarations.emplace_back(View(namespaces[2 * n]), View(namespaces[2 * n + 1]));
@@ -229,6 +251,7 @@ struct Reader {
     static void EndElement(void* ctx, const xmlChar*, const xmlChar*, const xmlChar*) {
         Reader& self = Of(ctx);
         if (self.roles.empty()) return;
+        if (self.itemDepth != 0) self.treeBuilder.EndElement();
         if (self.roles.size() == self.itemDepth) {
             self.EndItem();
             self.itemDepth = 0;
@@ -244,9 +267,17 @@ struct Reader {
 
     static void Characters(void* ctx, const xmlChar* characters, int length) {
         Reader& self = Of(ctx);
+        if (self.itemDepth != 0) self.treeBuilder.Characters(characters, length);
         if (self.capture != nullptr && length > 0)
             self.capture->append(reinterpret_cast<const char*>(characters), static_cast<std::size_t>(length));
     }
+
+    // Within an item, a comment or processing instruction separates two texts.
+    static void Comment(void* ctx, const xmlChar*) {
+        Reader& self = Of(ctx);
+        if (self.itemDepth != 0) self.treeBuilder.Separator();
+    }
+    static void Instruction(void* ctx, const xmlChar*, const xmlChar*) { Comment(ctx, nullptr); }
 
     // A reference to a declared entity needs a DTD, which the parse refuses; should one come anyway, the
     // reply is refused too rather than read without it.
@@ -261,6 +292,8 @@ EnvelopeReadOutcome ReadEnvelope(std::string_view text, EnvelopeSummary& summary
     handlers.startElementNs = Reader::StartElement;
     handlers.endElementNs = Reader::EndElement;
     handlers.characters = Reader::Characters;
+    handlers.comment = Reader::Comment;
+    handlers.processingInstruction = Reader::Instruction;
     handlers.reference = Reader::RefuseReference;
     Reader reader(text, summary);
     switch (xml::ReadUntrusted(text, handlers, &reader)) {

@@ -1,13 +1,16 @@
-// One pass of libxml2's SAX parser over a reply envelope, without building a tree: the header fields the
-// reply check needs, what the body holds, and for an enumeration response its context, its end and each
-// item. An item is handed on as the reply's own bytes of that element, with the namespace declarations it
-// takes from the envelope added to its start tag, so that it is a standalone document of its own.
+// One pass of libxml2's SAX parser over a reply envelope, without building libxml2's tree: the header
+// fields the reply check needs, what the body holds, and for an enumeration response its context, its end
+// and each item. An item is handed on as the reply's own bytes of that element, with the namespace
+// declarations it takes from the envelope added to its start tag, so that it is a standalone document of its
+// own, together with its compact tree (wsman/core/ItemTree.h) built from the same events.
 // Read under the rules of the one safe parse (wsman/core/UntrustedXml.h).
 #pragma once
 
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "wsman/core/EnumeratedItem.h"
 
 namespace wsman::soap {
 
@@ -24,7 +27,7 @@ struct EnvelopeSummary {
     Response response = Response::None;
     std::string context;
     bool endOfSequence = false;
-    std::vector<std::string> items;
+    std::vector<EnumeratedItem> items;
 };
 
 enum class EnvelopeReadOutcome {

@@ -11,9 +11,9 @@
 #include "parsing/CSnWinrmNode.h"
 #include "parsing/RecordLookup.h"
 #include "parsing/native/InstanceRecordWriter.h"
-#include "parsing/native/ItemTree.h"
 #include "platform/posix/XmlLibrary.h"
 #include "platform/posix/XmlTransform.h"
+#include "wsman/core/ItemTree.h"
 
 namespace {
 
@@ -73,8 +73,8 @@ void RequireWriterAgreesWithLibxslt(const std::string& item) {
         posix::ParseUntrustedFile(QN_DATA_SOURCE_DIR "/Sys/Wsman/WsmTxtEx.xsl");
     static const posix::UniqueXsltStylesheet style = posix::CompileStylesheet(*sheet);
     if (style == nullptr) std::abort();
-    static native::ItemTreeParser parser;
-    native::ItemTree tree;
+    static wsman::xml::ItemTreeParser parser;
+    wsman::xml::ItemTree tree;
     const wsman::xml::DocPtr doc = wsman::xml::ParseUntrusted(item);
     // The compact tree and libxml2's document accept the same texts.
     if (parser.Parse(item, tree) != (doc != nullptr)) std::abort();

@@ -15,10 +15,10 @@
 #include "model/ComputerModel.h"
 #include "parsing/native/BuiltinStylesheets.h"
 #include "parsing/native/InstanceRecordWriter.h"
-#include "parsing/native/ItemTree.h"
 #include "platform/XmlDocument.h"
 #include "platform/posix/XmlLibrary.h"
 #include "platform/posix/XmlTransform.h"
+#include "wsman/core/ItemTree.h"
 
 namespace {
 
@@ -43,8 +43,8 @@ std::optional<std::string> ViaLibxslt(const std::string& item) {
 // The record as the writer makes it from the item's compact tree; nothing when it leaves the item to
 // libxslt.
 std::optional<std::string> ViaWriter(const std::string& item) {
-    static native::ItemTreeParser parser;
-    native::ItemTree tree;
+    static wsman::xml::ItemTreeParser parser;
+    wsman::xml::ItemTree tree;
     std::string output;
     if (!parser.Parse(item, tree) || !native::WriteInstanceRecord(tree, output)) return std::nullopt;
     return output;
@@ -199,9 +199,9 @@ TEST(InstanceRecordWriterTest, CompactTreeAcceptsWhatTheDocumentAccepts) {
                                             "<xmlns:a/>",
                                             "<a xmlns:p=''/>",
                                             "<?pi?><a/><!--c-->"};
-    native::ItemTreeParser parser;
+    wsman::xml::ItemTreeParser parser;
     for (const std::string& text : texts) {
-        native::ItemTree tree;
+        wsman::xml::ItemTree tree;
         const bool accepted = parser.Parse(text, tree);
         const wsman::xml::DocPtr doc = wsman::xml::ParseUntrusted(text);
         ASSERT_EQ(accepted, doc != nullptr) << text;
@@ -216,7 +216,7 @@ TEST(InstanceRecordWriterTest, CompactTreeAcceptsWhatTheDocumentAccepts) {
     // Texts are read as UTF-8 whatever libxml2 would detect: UTF-16 and UCS-4 texts are refused by both.
     for (const std::string& text : {std::string("<\0a\0/\0>\0", 8), std::string("\xFF\xFE<\0a\0/\0>\0", 10),
                                     std::string("\0\0\0<\0\0\0a\0\0\0/\0\0\0>", 16)}) {
-        native::ItemTree tree;
+        wsman::xml::ItemTree tree;
         EXPECT_FALSE(parser.Parse(text, tree));
         EXPECT_EQ(wsman::xml::ParseUntrusted(text), nullptr);
     }

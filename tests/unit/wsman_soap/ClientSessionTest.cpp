@@ -88,7 +88,7 @@ TEST_F(ClientSessionTest, PullsLazilyToTheEndAndHoldsOneResponseAtATime) {
     auto stream = Enumerate();
     ASSERT_TRUE(stream);
     std::vector<std::size_t> requestsBeforeRead;
-    std::string item;
+    EnumeratedItem item;
     bool atEnd = false;
     while (stream->AtEnd(atEnd) == 0 && !atEnd) {
         EXPECT_LE(stream->BufferedItems(), 3u);
@@ -96,7 +96,7 @@ TEST_F(ClientSessionTest, PullsLazilyToTheEndAndHoldsOneResponseAtATime) {
         ASSERT_EQ(stream->Read(item), 0);
     }
     ASSERT_TRUE(atEnd);
-    EXPECT_NE(item.find("<p:Name>S5</p:Name>"), std::string::npos) << item;
+    EXPECT_NE(item.text.find("<p:Name>S5</p:Name>"), std::string::npos) << item.text;
     // Enumerate served items 0-1; the empty batch and the third came from Pulls made only when needed.
     EXPECT_EQ(requestsBeforeRead, (std::vector<std::size_t>{1, 1, 3, 3, 3, 4}));
     EXPECT_EQ(channelsOpened_, 1);
@@ -110,7 +110,7 @@ TEST_F(ClientSessionTest, PullsLazilyToTheEndAndHoldsOneResponseAtATime) {
 TEST_F(ClientSessionTest, OnlyAnAbandonedOpenEnumerationIsReleased) {
     batches_ = {{2}, {2, true}};
     auto stream = Enumerate();
-    std::string item;
+    EnumeratedItem item;
     ASSERT_EQ(stream->Read(item), 0);
     stream.reset();
     ASSERT_EQ(sent_.size(), 2u);

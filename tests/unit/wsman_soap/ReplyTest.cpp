@@ -6,6 +6,7 @@
 #include "TestFiles.h"
 #include "wsman/core/AttributeBound.h"
 #include "wsman/core/ErrorCodes.h"
+#include "wsman/core/ItemTree.h"
 #include "wsman/soap/Fault.h"
 #include "wsman/soap/InvokeReply.h"
 #include "wsman/soap/Reply.h"
@@ -153,6 +154,7 @@ xml::DocPtr ParseFixture(const char* name) {
 }
 
 // The batch of a reply to a Pull (or, for a captured reply, to the request it names).
+// Every item also carries the tree read in the same pass, and it is the tree its text alone reads into.
 EnumerationBatch ReadBatch(const std::string& reply, HResult expected = 0) {
     const auto doc = xml::ParseUntrusted(reply);
     const std::string action = testing::HeaderText(doc.get(), ns::kAddressing, "Action");
@@ -160,6 +162,12 @@ EnumerationBatch ReadBatch(const std::string& reply, HResult expected = 0) {
     EXPECT_EQ(CheckReply({200, "", reply}, testing::HeaderText(doc.get(), ns::kAddressing, "RelatesTo"),
                          action.substr(0, action.size() - std::string_view("Response").size()), checked),
               expected);
+    for (const EnumeratedItem& item : checked.batch.items) {
+        xml::ItemTreeParser parser;
+        xml::ItemTree alone;
+        EXPECT_TRUE(parser.Parse(item.text, alone)) << item.text;
+        EXPECT_TRUE(item.tree != nullptr && item.tree->SameAs(alone)) << item.text;
+    }
     return checked.batch;
 }
 
@@ -180,9 +188,10 @@ TEST(EnumerationReply, CapturedAssociationYieldsStandaloneItems) {
     EXPECT_TRUE(batch.endOfSequence);
     EXPECT_EQ(batch.context.rfind("uuid:", 0), 0u);
     ASSERT_EQ(batch.items.size(), 1u);
-    EXPECT_EQ(batch.items[0].find("xmlns:s="), std::string::npos) << "the envelope's namespaces stay behind";
-    const auto item = xml::ParseUntrusted(batch.items[0]);
-    ASSERT_TRUE(item) << batch.items[0];
+    EXPECT_EQ(batch.items[0].text.find("xmlns:s="), std::string::npos)
+        << "the envelope's namespaces stay behind";
+    const auto item = xml::ParseUntrusted(batch.items[0].text);
+    ASSERT_TRUE(item) << batch.items[0].text;
     xmlNode* root = xmlDocGetRootElement(item.get());
     const std::string classUri = kWmi + "root/virtualization/Msvm_SettingsDefineCapabilities";
     EXPECT_TRUE(xml::IsElement(root, classUri.c_str(), "Msvm_SettingsDefineCapabilities"));
@@ -209,9 +218,10 @@ TEST(EnumerationReply, AcceptsTheOtherNamespacesAndNoItems) {
                             instance + instance + "</n:Items><w:EndOfSequence/></n:PullResponse>"));
     ASSERT_EQ(batch.items.size(), 2u);
     EXPECT_TRUE(batch.endOfSequence);
-    EXPECT_NE(batch.items[0].find("Dienst \xC3\xA4\xE2\x82\xAC"), std::string::npos) << batch.items[0];
-    const auto standalone = xml::ParseUntrusted(batch.items[0]);
-    ASSERT_TRUE(standalone) << batch.items[0];
+    EXPECT_NE(batch.items[0].text.find("Dienst \xC3\xA4\xE2\x82\xAC"), std::string::npos)
+        << batch.items[0].text;
+    const auto standalone = xml::ParseUntrusted(batch.items[0].text);
+    ASSERT_TRUE(standalone) << batch.items[0].text;
     EXPECT_NE(xml::FindChild(xmlDocGetRootElement(standalone.get()), ns::kWsman, "X"), nullptr);
 
     batch = ReadBatch(
@@ -232,10 +242,18 @@ TEST(EnumerationReply, ItemsKeepTheirBytesAndTakeOnlyTheNamespacesTheyUse) {
                   "</n:EnumerationContext><n:Items><p:X xsi:type='q:T'><p:V>a&#xD;&amp;b</p:V></p:X>"
                   "<Y xmlns=\"urn:y\"><Z/></Y></n:Items></n:PullResponse>"));
     ASSERT_EQ(batch.items.size(), 2u);
-    EXPECT_EQ(batch.items[0],
+    EXPECT_EQ(batch.items[0].text,
               "<p:X xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" xmlns:q=\"urn:q\" "
               "xmlns:p=\"urn:p\" xsi:type='q:T'><p:V>a&#xD;&amp;b</p:V></p:X>");
-    EXPECT_EQ(batch.items[1], "<Y xmlns=\"urn:y\"><Z/></Y>");
+    EXPECT_EQ(batch.items[1].text, "<Y xmlns=\"urn:y\"><Z/></Y>");
+
+    // Texts split by comments and instructions, CDATA, references in texts and attribute values, blanks,
+    // xml:space and a redeclared prefix: the tree of the pass equals the text's (checked in ReadBatch).
+    ReadBatch(PullReply(
+        "<n:PullResponse xmlns:p=\"urn:p\"><n:EnumerationContext>uuid:1</n:EnumerationContext><n:Items>"
+        "<p:X a=\"1&amp;&#9;2\" xml:space=\"preserve\"> <p:V>a<!--c-->b<?pi x?>c<![CDATA[<d>]]>&lt;e</p:V>"
+        "\r\n<q:W xmlns:q=\"urn:q\" xmlns:p=\"urn:other\"><p:V q:b='&quot;'/></q:W></p:X>"
+        "</n:Items></n:PullResponse>"));
 }
 
 TEST(InvokeReply, StdRegProvOutputComesBackWhole) {

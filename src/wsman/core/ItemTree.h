@@ -1,14 +1,17 @@
-// One item as a compact, read-only element tree, read in a single SAX pass of libxml2.
+// One item as a compact, read-only element tree, built from libxml2's SAX events.
 //
 // The checks load thousands of items, and building libxml2's node objects for each (one allocation per
 // element, text and namespace, all freed again with the item) costs more than reading the text does. This
-// tree keeps elements, attributes and text in three arrays that are reused from item to item. It is read
-// by the same parser with the same options and rules as a document of wsman/core/UntrustedXml.h, so an item
-// is accepted or refused exactly as there, and it holds the same data as libxml2's tree: texts of one run are
-// merged as libxml2 merges them, attribute values decoded as libxml2 decodes them.
+// tree keeps elements, attributes and text in three arrays. It is built from the events of the one safe
+// parse (UntrustedXml.h): the client's envelope reader builds each item's tree in its pass over the reply,
+// so an item is read once, and ItemTreeParser reads an item that comes as text alone under the same options
+// and rules, so that both accept the same items and build the same tree. It holds the same data as
+// libxml2's tree: texts of one run are merged as libxml2 merges them, attribute values decoded as libxml2
+// decodes them.
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,9 +19,7 @@
 
 #include "wsman/core/XmlOwners.h"
 
-namespace qn::parsing::native {
-
-namespace xml = ::wsman::xml;
+namespace wsman::xml {
 
 // The namespaces the record writer tells apart; anything else is Other.
 enum class XmlNamespace : std::uint8_t { None, Xml, Xsi, Cim, Addressing, Wsman, Other };
@@ -66,8 +67,11 @@ class ItemTree {
     std::string RootName() const;
     // Whether every element name came from the parser's dictionary, so that equal names are one pointer.
     bool NamesInterned() const { return namesInterned_; }
+    // Whether both trees hold the same elements, attributes and texts (names compared as text).
+    bool SameAs(const ItemTree& other) const;
 
   private:
+    friend class ItemTreeBuilder;
     friend class ItemTreeParser;
 
     std::string_view Slice(std::uint32_t offset, std::uint32_t length) const {
@@ -76,9 +80,42 @@ class ItemTree {
 
     std::vector<Node> nodes_;
     std::vector<Attribute> attributes_;
-    std::string text_;   // texts and attribute values, back to back
-    xml::DictPtr dict_;  // holds the interned names: one reference of the parser's dictionary
+    std::string text_;  // texts and attribute values, back to back
+    DictPtr dict_;      // holds the interned names: one reference of the parser's dictionary
     bool namesInterned_ = true;
+};
+
+// Builds a tree from the SAX2 events of one element and its content, as libxml2 hands them to its
+// startElementNs, endElementNs, characters (and ignorableWhitespace), comment and processingInstruction
+// handlers. Names are the parser's own and live as long as its dictionary.
+class ItemTreeBuilder {
+  public:
+    // Starts building into `into`, emptied first; `dict` is the dictionary of the parser whose events follow.
+    void Begin(ItemTree& into, xmlDict* dict);
+    void StartElement(const xmlChar* localName, const xmlChar* prefix, const xmlChar* uri, int attributeCount,
+                      const xmlChar** attributes);
+    void EndElement();
+    void Characters(const xmlChar* text, int length);
+    // A comment or processing instruction: text on either side of it is two texts.
+    void Separator() { textContinues_ = false; }
+    // The element of Begin has ended.
+    bool Complete() const { return tree_ != nullptr && !tree_->nodes_.empty() && open_ == ItemTree::kNone; }
+    // A copy of the finished tree whose arrays are of exact size, holding its own reference of the
+    // dictionary; null when that reference cannot be taken.
+    std::shared_ptr<const ItemTree> Copy() const;
+
+  private:
+    XmlNamespace Classify(const xmlChar* uri);
+    std::uint32_t AppendText(const char* text, std::size_t length);
+    void AppendAttributeValue(const xmlChar* value, const xmlChar* end);
+    void Link(ItemTree::Index child);
+
+    ItemTree* tree_ = nullptr;
+    xmlDict* dict_ = nullptr;
+    ItemTree::Index open_ = ItemTree::kNone;  // the element being read
+    bool textContinues_ = false;              // the open element's last child is text, nothing since
+    const xmlChar* lastUri_ = nullptr;        // namespace URIs are mostly the same few: classify each once
+    XmlNamespace lastKind_ = XmlNamespace::None;
 };
 
 // Reads items into trees. One parser context serves a stream of items, so the names they share are
@@ -96,10 +133,11 @@ class ItemTreeParser {
     bool Parse(std::string_view text, ItemTree& tree);
 
   private:
-    struct Builder;
+    struct Events;
     bool Renew();
 
-    xml::ParserCtxtPtr ctxt_;
+    ParserCtxtPtr ctxt_;
+    ItemTreeBuilder builder_;
 };
 
-}  // namespace qn::parsing::native
+}  // namespace wsman::xml

@@ -1,0 +1,312 @@
+#include "wsman/core/ItemTree.h"
+
+#include <libxml/SAX2.h>
+#include <libxml/dict.h>
+#include <libxml/xmlmemory.h>
+
+#include <climits>
+#include <cstring>
+
+#include "wsman/core/UntrustedXml.h"
+
+namespace wsman::xml {
+
+namespace {
+
+// A few thousand names cover every class of a computer; a parser holding more starts afresh.
+constexpr int kMaxInternedNames = 20000;
+
+// Buffers a big item left behind are given back rather than kept for the next, small, one.
+constexpr std::size_t kKeptCapacity = 1 << 20;
+
+XmlNamespace ClassifyNamespace(const xmlChar* uri) {
+    if (uri == nullptr) return XmlNamespace::None;
+    const char* text = reinterpret_cast<const char*>(uri);
+    static constexpr std::pair<const char*, XmlNamespace> kKnown[] = {
+        {"http://www.w3.org/2001/XMLSchema-instance", XmlNamespace::Xsi},
+        {"http://schemas.dmtf.org/wbem/wscim/1/common", XmlNamespace::Cim},
+        {"http://schemas.xmlsoap.org/ws/2004/08/addressing", XmlNamespace::Addressing},
+        {"http://schemas.dmtf.org/wbem/wsman/1/wsman.xsd", XmlNamespace::Wsman},
+        {"http://www.w3.org/XML/1998/namespace", XmlNamespace::Xml},
+    };
+    for (const auto& [known, kind] : kKnown) {
+        if (std::strcmp(text, known) == 0) return kind;
+    }
+    return XmlNamespace::Other;
+}
+
+bool SameName(const char* a, const char* b) {
+    return a == b || (a != nullptr && b != nullptr && std::strcmp(a, b) == 0);
+}
+
+}  // namespace
+
+void ItemTree::Clear() {
+    nodes_.clear();
+    attributes_.clear();
+    text_.clear();
+    if (text_.capacity() > kKeptCapacity) std::string().swap(text_);
+    if (nodes_.capacity() * sizeof(Node) > kKeptCapacity) std::vector<Node>().swap(nodes_);
+    if (attributes_.capacity() * sizeof(Attribute) > kKeptCapacity)
+        std::vector<Attribute>().swap(attributes_);
+    dict_.reset();
+    namesInterned_ = true;
+}
+
+std::optional<std::string_view> ItemTree::AttributeValue(const Node& element, XmlNamespace ns,
+                                                         const char* localName) const {
+    for (Index i = element.firstAttribute; i < element.firstAttribute + element.attributeCount; ++i) {
+        const Attribute& attribute = attributes_[i];
+        if (attribute.ns == ns && std::strcmp(attribute.localName, localName) == 0) {
+            return Slice(attribute.valueOffset, attribute.valueLength);
+        }
+    }
+    return std::nullopt;
+}
+
+std::string ItemTree::RootName() const {
+    if (nodes_.empty()) return {};
+    const Node& root = nodes_.front();
+    std::string name;
+    if (root.prefix != nullptr) name.append(root.prefix).push_back(':');
+    return name.append(root.localName);
+}
+
+bool ItemTree::SameAs(const ItemTree& other) const {
+    if (nodes_.size() != other.nodes_.size() || attributes_.size() != other.attributes_.size()) return false;
+    for (std::size_t i = 0; i < nodes_.size(); ++i) {
+        const Node& a = nodes_[i];
+        const Node& b = other.nodes_[i];
+        if (a.isText != b.isText || a.ns != b.ns || !SameName(a.localName, b.localName) ||
+            !SameName(a.prefix, b.prefix) || a.parent != b.parent || a.firstChild != b.firstChild ||
+            a.lastChild != b.lastChild || a.next != b.next || a.prev != b.prev ||
+            a.firstAttribute != b.firstAttribute || a.attributeCount != b.attributeCount ||
+            (a.isText && TextOf(a) != other.TextOf(b))) {
+            return false;
+        }
+    }
+    for (std::size_t i = 0; i < attributes_.size(); ++i) {
+        const Attribute& a = attributes_[i];
+        const Attribute& b = other.attributes_[i];
+        if (a.ns != b.ns || !SameName(a.localName, b.localName) ||
+            Slice(a.valueOffset, a.valueLength) != other.Slice(b.valueOffset, b.valueLength)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void ItemTreeBuilder::Begin(ItemTree& into, xmlDict* dict) {
+    into.Clear();
+    tree_ = &into;
+    dict_ = dict;
+    open_ = ItemTree::kNone;
+    textContinues_ = false;
+    lastUri_ = nullptr;  // a URI of another dictionary may sit at the same address
+}
+
+XmlNamespace ItemTreeBuilder::Classify(const xmlChar* uri) {
+    if (uri == nullptr) return XmlNamespace::None;
+    if (uri != lastUri_) {
+        lastUri_ = uri;
+        lastKind_ = ClassifyNamespace(uri);
+    }
+    return lastKind_;
+}
+
+std::uint32_t ItemTreeBuilder::AppendText(const char* text, std::size_t length) {
+    const auto offset = static_cast<std::uint32_t>(tree_->text_.size());
+    tree_->text_.append(text, length);
+    return offset;
+}
+
+void ItemTreeBuilder::Link(ItemTree::Index child) {
+    ItemTree::Node& node = tree_->nodes_[child];
+    node.parent = open_;
+    if (open_ == ItemTree::kNone) return;
+    ItemTree::Node& parent = tree_->nodes_[open_];
+    if (parent.lastChild != ItemTree::kNone) {
+        tree_->nodes_[parent.lastChild].next = child;
+        node.prev = parent.lastChild;
+    } else {
+        parent.firstChild = child;
+    }
+    parent.lastChild = child;
+}
+
+// An attribute value as libxml2's tree holds it. The parser hands over a slice of the input, or, when the
+// value held references, a copy ending in NUL in which '&' is still written as a reference; libxml2 resolves
+// that copy into the attribute's nodes, so it is resolved the same way here.
+void ItemTreeBuilder::AppendAttributeValue(const xmlChar* value, const xmlChar* end) {
+    const int length = static_cast<int>(end - value);
+    if (*end != 0) {
+        AppendText(reinterpret_cast<const char*>(value), static_cast<std::size_t>(length));
+        return;
+    }
+    xmlNode* parts = xmlStringLenGetNodeList(nullptr, value, length);
+    xmlChar* resolved = xmlNodeListGetString(nullptr, parts, 1);
+    if (resolved != nullptr)
+        AppendText(reinterpret_cast<const char*>(resolved),
+                   std::strlen(reinterpret_cast<const char*>(resolved)));
+    xmlFree(resolved);
+    xmlFreeNodeList(parts);
+}
+
+void ItemTreeBuilder::StartElement(const xmlChar* localName, const xmlChar* prefix, const xmlChar* uri,
+                                   int attributeCount, const xmlChar** attributes) {
+    ItemTree& tree = *tree_;
+    const auto index = static_cast<ItemTree::Index>(tree.nodes_.size());
+    ItemTree::Node node;
+    node.localName = reinterpret_cast<const char*>(localName);
+    if (xmlDictOwns(dict_, localName) != 1) tree.namesInterned_ = false;
+    node.prefix = reinterpret_cast<const char*>(prefix);
+    node.ns = Classify(uri);
+    node.firstAttribute = static_cast<ItemTree::Index>(tree.attributes_.size());
+    node.attributeCount = static_cast<ItemTree::Index>(attributeCount);
+    for (int i = 0; i < attributeCount; ++i) {
+        const xmlChar* const* attribute = attributes + 5 * i;  // local name, prefix, URI, value, end
+        ItemTree::Attribute entry;
+        entry.localName = reinterpret_cast<const char*>(attribute[0]);
+        entry.ns = Classify(attribute[2]);
+        entry.valueOffset = static_cast<std::uint32_t>(tree.text_.size());
+        AppendAttributeValue(attribute[3], attribute[4]);
+        entry.valueLength = static_cast<std::uint32_t>(tree.text_.size()) - entry.valueOffset;
+        tree.attributes_.push_back(entry);
+    }
+    tree.nodes_.push_back(node);
+    Link(index);
+    open_ = index;
+    textContinues_ = false;
+}
+
+void ItemTreeBuilder::EndElement() {
+    if (open_ != ItemTree::kNone) open_ = tree_->nodes_[open_].parent;
+    textContinues_ = false;
+}
+
+// Text of one run (characters, references and CDATA with nothing between them) is one text node, as in
+// libxml2's tree; a comment or processing instruction between two runs separates them.
+void ItemTreeBuilder::Characters(const xmlChar* text, int length) {
+    if (open_ == ItemTree::kNone || length <= 0) return;
+    ItemTree& tree = *tree_;
+    if (textContinues_) {
+        ItemTree::Node& last = tree.nodes_[tree.nodes_[open_].lastChild];
+        tree.text_.append(reinterpret_cast<const char*>(text), static_cast<std::size_t>(length));
+        last.textLength += static_cast<std::uint32_t>(length);
+        return;
+    }
+    const auto index = static_cast<ItemTree::Index>(tree.nodes_.size());
+    ItemTree::Node node;
+    node.isText = true;
+    node.textOffset = AppendText(reinterpret_cast<const char*>(text), static_cast<std::size_t>(length));
+    node.textLength = static_cast<std::uint32_t>(length);
+    tree.nodes_.push_back(node);
+    Link(index);
+    textContinues_ = true;
+}
+
+std::shared_ptr<const ItemTree> ItemTreeBuilder::Copy() const {
+    if (!Complete() || xmlDictReference(dict_) != 0) return nullptr;
+    DictPtr reference(dict_);
+    auto copy = std::make_shared<ItemTree>();
+    copy->nodes_.assign(tree_->nodes_.begin(), tree_->nodes_.end());
+    copy->attributes_.assign(tree_->attributes_.begin(), tree_->attributes_.end());
+    copy->text_.assign(tree_->text_);
+    copy->namesInterned_ = tree_->namesInterned_;
+    copy->dict_ = std::move(reference);
+    return copy;
+}
+
+// The SAX side of ItemTreeParser: libxml2 calls these with its parser context, whose _private points to
+// the parser's state for the text being read.
+struct ItemTreeParser::Events {
+    ItemTreeBuilder& builder;
+    bool refused = false;  // a DTD was met
+
+    static Events& Of(void* parserContext) {
+        return *static_cast<Events*>(static_cast<xmlParserCtxt*>(parserContext)->_private);
+    }
+
+    static void StartElement(void* ctx, const xmlChar* localName, const xmlChar* prefix, const xmlChar* uri,
+                             int, const xmlChar**, int attributeCount, int, const xmlChar** attributes) {
+        Of(ctx).builder.StartElement(localName, prefix, uri, attributeCount, attributes);
+    }
+    static void EndElement(void* ctx, const xmlChar*, const xmlChar*, const xmlChar*) {
+        Of(ctx).builder.EndElement();
+    }
+    static void Characters(void* ctx, const xmlChar* text, int length) {
+        Of(ctx).builder.Characters(text, length);
+    }
+    static void Separator(void* ctx, const xmlChar*, const xmlChar*) { Of(ctx).builder.Separator(); }
+    static void Comment(void* ctx, const xmlChar*) { Of(ctx).builder.Separator(); }
+
+    // A DOCTYPE is where entity bombs and external entities start: the parse stops there.
+    static void RefuseDoctype(void* ctx, const xmlChar*, const xmlChar*, const xmlChar*) {
+        Of(ctx).refused = true;
+        xmlStopParser(static_cast<xmlParserCtxt*>(ctx));
+    }
+
+    // A reference to a declared entity needs a DTD, which is refused; should one come anyway, the item
+    // is refused too rather than read without it.
+    static void Reference(void* ctx, const xmlChar*) { Of(ctx).refused = true; }
+};
+
+ItemTreeParser::ItemTreeParser() = default;
+ItemTreeParser::~ItemTreeParser() = default;
+
+bool ItemTreeParser::Renew() {
+    EnsureXmlParserReady();
+    ctxt_.reset(xmlNewParserCtxt());
+    if (ctxt_ == nullptr || ctxt_->sax == nullptr) {
+        ctxt_.reset();
+        return false;
+    }
+    xmlSAXHandler& sax = *ctxt_->sax;
+    xmlSAXVersion(&sax, 2);       // libxml2's own handlers for what is not replaced below (entity look-up)
+    sax.startDocument = nullptr;  // no libxml2 document
+    sax.endDocument = nullptr;
+    sax.startElementNs = Events::StartElement;
+    sax.endElementNs = Events::EndElement;
+    sax.characters = Events::Characters;
+    sax.ignorableWhitespace = Events::Characters;
+    sax.cdataBlock = nullptr;  // CDATA arrives as characters
+    sax.comment = Events::Comment;
+    sax.processingInstruction = Events::Separator;
+    sax.reference = Events::Reference;
+    sax.internalSubset = Events::RefuseDoctype;
+    sax.externalSubset = Events::RefuseDoctype;
+    sax.serror = DiscardStructuredError;
+    return true;
+}
+
+bool ItemTreeParser::Parse(std::string_view text, ItemTree& tree) {
+    tree.Clear();
+    // Read exactly as ParseUntrustedText reads a text, so that both accept the same texts.
+    if (text.size() > static_cast<std::size_t>(INT_MAX) || !ReadsAsUtf8(text)) return false;
+    if (ctxt_ != nullptr && xmlDictSize(ctxt_->dict) > kMaxInternedNames) ctxt_.reset();
+    if (ctxt_ == nullptr && !Renew()) return false;
+
+    builder_.Begin(tree, ctxt_->dict);
+    Events events{builder_};
+    ctxt_->_private = &events;
+    bool accepted = false;
+    {
+        ThreadXmlErrorsSilenced silenced;
+        // Resets the context first; the handlers and the name dictionary stay.
+        xmlDoc* none = xmlCtxtReadMemory(ctxt_.get(), text.data(), static_cast<int>(text.size()), nullptr,
+                                         nullptr, kUntrustedTextOptions);
+        if (none != nullptr) xmlFreeDoc(none);
+        accepted =
+            ctxt_->wellFormed != 0 && ctxt_->nsWellFormed != 0 && !events.refused && builder_.Complete();
+    }
+    ctxt_->_private = nullptr;
+    // The tree's names live in the parser's dictionary, which a renewed parser would otherwise free.
+    if (!accepted || xmlDictReference(ctxt_->dict) != 0) {
+        tree.Clear();
+        return false;
+    }
+    tree.dict_.reset(ctxt_->dict);
+    return true;
+}
+
+}  // namespace wsman::xml
