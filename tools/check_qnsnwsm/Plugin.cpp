@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <ostream>
 
+#include "ConnectHint.h"
 #include "ModuleSession.h"
 #include "Password.h"
 #include "RunDeadline.h"
@@ -113,9 +114,13 @@ int RunPlugin(const PluginOptions& options, std::ostream& out) {
         settings.wmiNamespace = "root/WebAdministration";
     if (session.Connect(settings, error) != 0) {
         const std::string target = settings.computer + ":" + std::to_string(settings.port);
-        return Finish(mode.name,
-                      {State::Unknown, target + ": " + (error.empty() ? "could not connect" : error), {}, {}},
-                      out);
+        const std::string hint = qnhost::ConnectHint(error, settings);
+        std::vector<std::string> details;
+        if (!hint.empty()) details.push_back("hint: " + hint);
+        return Finish(
+            mode.name,
+            {State::Unknown, target + ": " + (error.empty() ? "could not connect" : error), {}, details},
+            out);
     }
 
     const ModeContext context{session.Handle(), options, prepared->thresholds, prepared->metric};

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Collectors.h"
+#include "ConnectHint.h"
 #include "MetricText.h"
 
 namespace qnexporter {
@@ -62,8 +63,10 @@ void Work(std::shared_ptr<ProbeRun> run, std::shared_ptr<KeptSession> session, B
         const bool ok = session->initialized && session->module.Connect(order.settings, error) == 0;
         if (!ok) {
             if (IsLoginRefusal(error)) metrics.LoginFailed(order.auth.name);
+            const std::string hint = session->initialized ? qnhost::ConnectHint(error, order.settings) : "";
             Log("probe " + order.target + " module " + order.module.name + ": connecting failed: " +
-                (session->initialized ? error : "the module could not be initialised"));
+                (session->initialized ? error : "the module could not be initialised") +
+                (hint.empty() ? "" : " (hint: " + hint + ")"));
             sessions.Discard(order.key, session);
             std::lock_guard<std::mutex> guard(run->mutex);
             run->finished = true;

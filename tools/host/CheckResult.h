@@ -20,6 +20,7 @@ struct CheckResult {
     std::string command;
     std::uint32_t code = 0;  // the export's result code; 0 is success
     std::string error;       // the export's error text
+    std::string hint;        // what to change, for a failure the host has advice for (ConnectHint.h)
     std::vector<Field> fields;
     // Tabular part, for the list exports: column names and one row per entry.
     std::vector<std::string> columns;

@@ -52,6 +52,7 @@ nlohmann::json ToJson(const qnhost::CheckResult& result) {
     json["ok"] = result.Succeeded();
     json["code"] = result.code;
     json["error"] = result.error;
+    if (!result.hint.empty()) json["hint"] = result.hint;
     nlohmann::json values = nlohmann::json::object();
     for (const Field& field : result.fields) {
         switch (field.kind) {
@@ -96,6 +97,9 @@ void RenderTable(const qnhost::CheckResult& result, std::ostream& out) {
     if (!result.error.empty())
         out << "  " << std::setw(static_cast<int>(width)) << "error"
             << " : " << result.error << '\n';
+    if (!result.hint.empty())
+        out << "  " << std::setw(static_cast<int>(width)) << "hint"
+            << " : " << result.hint << '\n';
     for (const Field& field : result.fields)
         out << "  " << std::setw(static_cast<int>(width)) << field.name << " : " << FieldValue(field) << '\n';
     RenderRows(result, out);

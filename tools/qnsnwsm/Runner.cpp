@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "Checks.h"
+#include "ConnectHint.h"
 #include "Demo.h"
 #include "ModuleSession.h"
 #include "Password.h"
@@ -45,11 +46,13 @@ qnhost::ConnectSettings SettingsFor(const CliOptions& options, const std::string
     return settings;
 }
 
-qnhost::CheckResult ConnectFailure(const std::string& command, std::uint32_t code, const std::string& error) {
+qnhost::CheckResult ConnectFailure(const std::string& command, std::uint32_t code, const std::string& error,
+                                   const qnhost::ConnectSettings* settings = nullptr) {
     qnhost::CheckResult result;
     result.command = command;
     result.code = code == 0 ? 0xFFFFFFFFu : code;
     result.error = error.empty() ? "could not connect" : error;
+    if (settings != nullptr) result.hint = qnhost::ConnectHint(result.error, *settings);
     return result;
 }
 
@@ -93,17 +96,19 @@ int RunSingle(const CliOptions& options, const qnhost::CheckSpec& spec, std::ost
         return kExitCheckFailed;
     }
     std::string error;
-    const std::uint32_t connected = session.Connect(SettingsFor(options, *password, &spec), error);
+    const qnhost::ConnectSettings settings = SettingsFor(options, *password, &spec);
+    const std::uint32_t connected = session.Connect(settings, error);
     qnhost::CheckResult result;
     if (connected != 0) {
-        result = ConnectFailure(spec.name, connected, error);
+        result = ConnectFailure(spec.name, connected, error, &settings);
     } else {
         Progress progress("running " + spec.name, spec.sampling && !options.quiet && !options.json);
         result = spec.run(session.Handle(), options, options.arguments);
     }
     Render(options, {result}, false, out);
     if (!result.Succeeded() && !options.json)
-        err << "qnsnwsm: " << spec.name << " failed: " << result.error << '\n';
+        err << "qnsnwsm: " << spec.name << " failed: " << result.error << '\n'
+            << (result.hint.empty() ? "" : "qnsnwsm: hint: " + result.hint + '\n');
     ReportStylesheetProblem({result}, err);
     return result.Succeeded() ? kExitOk : kExitCheckFailed;
 }
@@ -137,9 +142,10 @@ std::vector<qnhost::CheckResult> RunEveryCheck(const CliOptions& options, const 
         return results;
     }
     std::string error;
-    const std::uint32_t connected = session.Connect(SettingsFor(options, password, nullptr), error);
+    const qnhost::ConnectSettings settings = SettingsFor(options, password, nullptr);
+    const std::uint32_t connected = session.Connect(settings, error);
     if (connected != 0) {
-        results.push_back(ConnectFailure("connect", connected, error));
+        results.push_back(ConnectFailure("connect", connected, error, &settings));
         return results;
     }
     const bool showProgress = !options.quiet && !options.json;

@@ -6,7 +6,7 @@ wrong password, which is UNKNOWN after exactly one login attempt."""
 import os, re, socket, subprocess, sys, tempfile, time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "support"))
-from simulated_lab import Lab  # noqa: E402
+from simulated_lab import Lab, free_port  # noqa: E402
 
 plugin, sim, share = sys.argv[1:4]
 failures = []
@@ -115,8 +115,16 @@ with tempfile.TemporaryDirectory() as folder:
         with open(log) as f:
             legs = f.read().splitlines()
         if (result.returncode != 3 or "UNKNOWN" not in result.stdout or "0x80070005" not in result.stdout
+                or "hint: the computer refused the login" not in result.stdout
                 or len(legs) != 2 or any("status=401" not in leg for leg in legs)):
             failures.append("wrong password: exit %d %r, server saw %r" % (result.returncode, result.stdout, legs))
+
+        # Nothing listening: the module's code, and a hint that names the endpoint and what to check.
+        closed = free_port()
+        result = run(closed, ["-m", "memory"])
+        if (result.returncode != 3 or "0x80338012" not in result.stdout
+                or "hint: nothing accepted a connection at http://127.0.0.1:%d/wsman" % closed not in result.stdout):
+            failures.append("refused connection: exit %d %r" % (result.returncode, result.stdout))
     finally:
         lab.stop()
 
