@@ -71,11 +71,10 @@ class RecordWriter {
             AppendTranslated(root.localName);
             out_.append("\r\n");
         }
-        std::string value;
-        if (WritePropertiesGrouped(root, value)) return !declined_;
+        if (WritePropertiesGrouped(root)) return !declined_;
         for (Index child = root.firstChild; child != kNone; child = At(child).next) {
             if (!IsListedProperty(child)) continue;
-            WriteProperty(At(child).localName, value, [&] { AppendJoinedValues(child, value); });
+            WriteProperty(At(child).localName, [&](std::string& value) { AppendJoinedValues(child, value); });
         }
         return !declined_;
     }
@@ -88,20 +87,21 @@ class RecordWriter {
 
     const Node& At(Index index) const { return tree_.At(index); }
 
+    // The value is written where it stands in the record, then translated there.
     template <typename AppendValues>
-    void WriteProperty(const char* name, std::string& value, AppendValues appendValues) {
+    void WriteProperty(const char* name, AppendValues appendValues) {
         out_.append(name);
         out_.append(":=");
-        value.clear();
-        appendValues();
-        AppendTranslated(value);
+        const std::size_t start = out_.size();
+        appendValues(out_);
+        TranslateFrom(start);
         out_.append("\r\n");
     }
 
     // The same lines as the plain loop in Write: each name listed where its first element stands, its
     // values those of every element child of that name in document order. Names are interned, so a name is
     // its pointer. False (nothing written) when the root has more children than the tables hold.
-    bool WritePropertiesGrouped(const Node& root, std::string& value) {
+    bool WritePropertiesGrouped(const Node& root) {
         std::array<Index, kGroupedChildren> children;
         std::array<std::uint16_t, kGroupedChildren> nextOfName;  // kGroupedChildren: none
         std::array<std::uint16_t, kGroupedChildren> lastOfName;  // valid for the first of each name
@@ -132,7 +132,7 @@ class RecordWriter {
         for (std::size_t ordinal = 0; ordinal < count; ++ordinal) {
             const Node& element = At(children[ordinal]);
             if (!firstOfName[ordinal] || IsNamed(element, XmlNamespace::Cim, "Location")) continue;
-            WriteProperty(element.localName, value, [&] {
+            WriteProperty(element.localName, [&](std::string& value) {
                 for (std::size_t of = ordinal; of != kGroupedChildren; of = nextOfName[of]) {
                     if (of != ordinal) value.push_back(',');
                     AppendValue(At(children[of]), value);
@@ -186,7 +186,10 @@ class RecordWriter {
 
     // xsl:strip-space elements="*": a text of only blanks, tabs, CRs and LFs is not part of the tree.
     bool IsStrippedText(const Node& text) const {
-        return tree_.TextOf(text).find_first_not_of(" \t\r\n") == std::string_view::npos;
+        for (const char c : tree_.TextOf(text)) {
+            if (c != ' ' && c != '\t' && c != '\r' && c != '\n') return false;  // mostly the first
+        }
+        return true;
     }
 
     // The XPath string value of an element: its descendant text in document order.
@@ -211,6 +214,9 @@ class RecordWriter {
     void AppendTranslated(std::string_view value) {
         const std::size_t start = out_.size();
         out_.append(value);
+        TranslateFrom(start);
+    }
+    void TranslateFrom(std::size_t start) {
         std::replace_if(
             out_.begin() + static_cast<std::ptrdiff_t>(start), out_.end(),
             [](char c) { return c == '\t' || c == '\n' || c == '\r'; }, ' ');

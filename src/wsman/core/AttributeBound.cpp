@@ -28,8 +28,8 @@ constexpr auto kTagSpecial = [] {
 
 }  // namespace
 
-// One pass from '<' to '<': text and end tags need no look (the next '<' is found at once), a start tag is
-// scanned for its '=' signs.
+// One pass from '<' to '<': text and end tags need no look (the next '<' is found at once), a start tag with
+// a '=' is scanned for its '=' signs.
 bool AttributesWithinBound(std::string_view text) {
     const char* at = text.data();
     const char* const end = at + text.size();
@@ -48,8 +48,16 @@ bool AttributesWithinBound(std::string_view text) {
         } else if (next == '!') {
             at += 2;
         } else {
-            // A start tag: every attribute has exactly one '=' outside quoted values. Quoted values are
-            // skipped whole; a '>' inside one does not end the tag.
+            // A start tag: every attribute has exactly one '=' outside quoted values. Most tags have none
+            // before their first '>', and then no attribute at all (a quoted value follows a '=').
+            const char* close =
+                static_cast<const char*>(std::memchr(at, '>', static_cast<std::size_t>(end - at)));
+            const char* tagEnd = close != nullptr ? close : end;
+            if (std::memchr(at, '=', static_cast<std::size_t>(tagEnd - at)) == nullptr) {
+                at = tagEnd;
+                continue;
+            }
+            // Quoted values are skipped whole; a '>' inside one does not end the tag.
             std::size_t attributes = 0;
             for (++at; at != end;) {
                 const char c = *at;

@@ -11,6 +11,8 @@
 
 namespace wsman::xml {
 
+static_assert(sizeof(ItemTree::Node) <= 40, "a check holds the nodes of every item it read");
+
 namespace {
 
 // A few thousand names cover every class of a computer; a parser holding more starts afresh.
@@ -50,12 +52,13 @@ void ItemTree::Clear() {
     if (attributes_.capacity() * sizeof(Attribute) > kKeptCapacity)
         std::vector<Attribute>().swap(attributes_);
     dict_.reset();
+    rootPrefix_ = nullptr;
     namesInterned_ = true;
 }
 
 std::optional<std::string_view> ItemTree::AttributeValue(const Node& element, XmlNamespace ns,
                                                          const char* localName) const {
-    for (Index i = element.firstAttribute; i < element.firstAttribute + element.attributeCount; ++i) {
+    for (Index i = element.start; i < element.start + element.length; ++i) {
         const Attribute& attribute = attributes_[i];
         if (attribute.ns == ns && std::strcmp(attribute.localName, localName) == 0) {
             return Slice(attribute.valueOffset, attribute.valueLength);
@@ -66,22 +69,23 @@ std::optional<std::string_view> ItemTree::AttributeValue(const Node& element, Xm
 
 std::string ItemTree::RootName() const {
     if (nodes_.empty()) return {};
-    const Node& root = nodes_.front();
     std::string name;
-    if (root.prefix != nullptr) name.append(root.prefix).push_back(':');
-    return name.append(root.localName);
+    if (rootPrefix_ != nullptr) name.append(rootPrefix_).push_back(':');
+    return name.append(nodes_.front().localName);
 }
 
 bool ItemTree::SameAs(const ItemTree& other) const {
-    if (nodes_.size() != other.nodes_.size() || attributes_.size() != other.attributes_.size()) return false;
+    if (nodes_.size() != other.nodes_.size() || attributes_.size() != other.attributes_.size() ||
+        !SameName(rootPrefix_, other.rootPrefix_)) {
+        return false;
+    }
     for (std::size_t i = 0; i < nodes_.size(); ++i) {
         const Node& a = nodes_[i];
         const Node& b = other.nodes_[i];
         if (a.isText != b.isText || a.ns != b.ns || !SameName(a.localName, b.localName) ||
-            !SameName(a.prefix, b.prefix) || a.parent != b.parent || a.firstChild != b.firstChild ||
-            a.lastChild != b.lastChild || a.next != b.next || a.prev != b.prev ||
-            a.firstAttribute != b.firstAttribute || a.attributeCount != b.attributeCount ||
-            (a.isText && TextOf(a) != other.TextOf(b))) {
+            a.parent != b.parent || a.firstChild != b.firstChild || a.lastChild != b.lastChild ||
+            a.next != b.next || a.prev != b.prev ||
+            (a.isText ? TextOf(a) != other.TextOf(b) : a.start != b.start || a.length != b.length)) {
             return false;
         }
     }
@@ -159,10 +163,10 @@ void ItemTreeBuilder::StartElement(const xmlChar* localName, const xmlChar* pref
     ItemTree::Node node;
     node.localName = reinterpret_cast<const char*>(localName);
     if (xmlDictOwns(dict_, localName) != 1) tree.namesInterned_ = false;
-    node.prefix = reinterpret_cast<const char*>(prefix);
+    if (index == ItemTree::Root()) tree.rootPrefix_ = reinterpret_cast<const char*>(prefix);
     node.ns = Classify(uri);
-    node.firstAttribute = static_cast<ItemTree::Index>(tree.attributes_.size());
-    node.attributeCount = static_cast<ItemTree::Index>(attributeCount);
+    node.start = static_cast<ItemTree::Index>(tree.attributes_.size());
+    node.length = static_cast<ItemTree::Index>(attributeCount);
     for (int i = 0; i < attributeCount; ++i) {
         const xmlChar* const* attribute = attributes + 5 * i;  // local name, prefix, URI, value, end
         ItemTree::Attribute entry;
@@ -192,14 +196,14 @@ void ItemTreeBuilder::Characters(const xmlChar* text, int length) {
     if (textContinues_) {
         ItemTree::Node& last = tree.nodes_[tree.nodes_[open_].lastChild];
         tree.text_.append(reinterpret_cast<const char*>(text), static_cast<std::size_t>(length));
-        last.textLength += static_cast<std::uint32_t>(length);
+        last.length += static_cast<std::uint32_t>(length);
         return;
     }
     const auto index = static_cast<ItemTree::Index>(tree.nodes_.size());
     ItemTree::Node node;
     node.isText = true;
-    node.textOffset = AppendText(reinterpret_cast<const char*>(text), static_cast<std::size_t>(length));
-    node.textLength = static_cast<std::uint32_t>(length);
+    node.start = AppendText(reinterpret_cast<const char*>(text), static_cast<std::size_t>(length));
+    node.length = static_cast<std::uint32_t>(length);
     tree.nodes_.push_back(node);
     Link(index);
     textContinues_ = true;
@@ -213,6 +217,7 @@ std::shared_ptr<const ItemTree> ItemTreeBuilder::Copy() const {
     copy->attributes_.assign(tree_->attributes_.begin(), tree_->attributes_.end());
     copy->text_.assign(tree_->text_);
     copy->namesInterned_ = tree_->namesInterned_;
+    copy->rootPrefix_ = tree_->rootPrefix_;
     copy->dict_ = std::move(reference);
     return copy;
 }

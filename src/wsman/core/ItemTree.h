@@ -29,20 +29,19 @@ class ItemTree {
     using Index = std::uint32_t;
     static constexpr Index kNone = 0xFFFFFFFF;
 
+    // 40 bytes: a check holds the trees of all its items at once.
     struct Node {
-        bool isText = false;
-        XmlNamespace ns = XmlNamespace::None;  // elements
-        const char* localName = nullptr;       // elements; interned: equal names are one pointer
-        const char* prefix = nullptr;          // elements; null without one
+        const char* localName = nullptr;  // elements; interned: equal names are one pointer
         Index parent = kNone;
         Index firstChild = kNone;
         Index lastChild = kNone;
         Index next = kNone;
         Index prev = kNone;
-        Index firstAttribute = 0;  // elements: attributes [firstAttribute, firstAttribute + attributeCount)
-        Index attributeCount = 0;
-        std::uint32_t textOffset = 0;  // texts
-        std::uint32_t textLength = 0;
+        // Elements: their attributes [start, start + length); texts: their characters in the text buffer.
+        Index start = 0;
+        Index length = 0;
+        bool isText = false;
+        XmlNamespace ns = XmlNamespace::None;  // elements
     };
     struct Attribute {
         XmlNamespace ns = XmlNamespace::None;
@@ -59,7 +58,7 @@ class ItemTree {
     void Clear();
     static constexpr Index Root() { return 0; }
     const Node& At(Index index) const { return nodes_[index]; }
-    std::string_view TextOf(const Node& text) const { return Slice(text.textOffset, text.textLength); }
+    std::string_view TextOf(const Node& text) const { return Slice(text.start, text.length); }
     // The value of the element's attribute with this namespace and local name, if it has one.
     std::optional<std::string_view> AttributeValue(const Node& element, XmlNamespace ns,
                                                    const char* localName) const;
@@ -80,8 +79,9 @@ class ItemTree {
 
     std::vector<Node> nodes_;
     std::vector<Attribute> attributes_;
-    std::string text_;  // texts and attribute values, back to back
-    DictPtr dict_;      // holds the interned names: one reference of the parser's dictionary
+    std::string text_;                  // texts and attribute values, back to back
+    DictPtr dict_;                      // holds the interned names: one reference of the parser's dictionary
+    const char* rootPrefix_ = nullptr;  // the document element's prefix, null without one
     bool namesInterned_ = true;
 };
 

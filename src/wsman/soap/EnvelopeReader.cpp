@@ -85,6 +85,7 @@ struct Reader {
     std::size_t itemStart = 0;
     std::size_t itemNameLength = 0;
     std::size_t itemDepth = 0;
+    std::size_t depthInItem = 0;  // elements open below the item's own
     std::vector<std::pair<std::string_view, std::string_view>> outside;
     std::vector<std::string> usedPrefixes;
     const xmlChar* lastUsedPrefix = nullptr;
@@ -233,7 +234,14 @@ struct Reader {
                              int namespaceCount, const xmlChar** namespaces, int attributeCount, int,
                              const xmlChar** attributes) {
         Reader& self = Of(ctx);
-        const Role role = self.itemDepth != 0 ? Role::Other : self.RoleOf(localName, uri);
+        if (self.itemDepth != 0) {
+            // Below an item's element only its tree and its prefixes matter; declarations made down
+            // there concern nothing outside the item.
+            self.StartItemContent(localName, prefix, uri, attributeCount, attributes);
+            ++self.depthInItem;
+            return;
+        }
+        const Role role = self.RoleOf(localName, uri);
         if (role == Role::Item) self.BeginItem(localName, prefix, namespaceCount, namespaces);
         if (self.itemDepth != 0) self.StartItemContent(localName, prefix, uri, attributeCount, attributes);
         self.marks.push_back(self.declarations.size());
@@ -250,6 +258,11 @@ struct Reader {
 
     static void EndElement(void* ctx, const xmlChar*, const xmlChar*, const xmlChar*) {
         Reader& self = Of(ctx);
+        if (self.depthInItem != 0) {
+            --self.depthInItem;
+            self.treeBuilder.EndElement();
+            return;
+        }
         if (self.roles.empty()) return;
         if (self.itemDepth != 0) self.treeBuilder.EndElement();
         if (self.roles.size() == self.itemDepth) {
