@@ -101,6 +101,9 @@ TEST(CheckReply, RelatedRepliesOnlyAndWindowsCodesForBrokenOnes) {
     for (std::size_t i = 0; i <= xml::kMaxAttributesPerElement; ++i)
         flood += " a" + std::to_string(i) + "=''";
     flood += "/></w:Items></n:EnumerateResponse>";
+    // A '>' inside a quoted value does not end the tag the bound counts in.
+    std::string quotedFlood = flood;
+    quotedFlood.insert(quotedFlood.find("<p:I") + 4, " q='>'");
 
     const std::string withDtd =
         "<!DOCTYPE s:Envelope [<!ENTITY x SYSTEM \"file:///etc/passwd\">]>" +
@@ -121,6 +124,7 @@ TEST(CheckReply, RelatedRepliesOnlyAndWindowsCodesForBrokenOnes) {
         {{200, "", "<html/>"}, "uuid:ABC", errors::kInvalidSoapBody},
         {{200, "", withDtd}, "uuid:ABC", errors::kInvalidXml},
         {{200, "", testing::ReplyTo(request, enumerated, flood)}, "uuid:ABC", errors::kInvalidXml},
+        {{200, "", testing::ReplyTo(request, enumerated, quotedFlood)}, "uuid:ABC", errors::kInvalidXml},
         // Matched by RelatesTo but not by Action: another request's reply claiming the end.
         {{200, "",
           testing::ReplyTo(request, std::string(ns::kActionPull) + "Response",
