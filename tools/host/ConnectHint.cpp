@@ -23,9 +23,10 @@ std::string ConnectHint(const std::string& error, const ConnectSettings& setting
     const std::string otherPort = settings.ssl ? "5985 without --ssl" : "5986 with --ssl";
     switch (CodeIn(error)) {
         case 0x80338012:
-            return "nothing accepted a connection at " + endpoint +
-                   ": check the computer name and the port (WinRM listens on 5985 for HTTP, " + otherPort +
-                   " for HTTPS), that WinRM runs there (winrm quickconfig) and that no firewall blocks it";
+            return "no WinRM listener answered at " + endpoint +
+                   " (the connection was refused or closed): check the computer name and the port (WinRM "
+                   "listens on 5985 for HTTP and on 5986 for HTTPS, --ssl), that WinRM runs there (winrm "
+                   "quickconfig) and that no firewall blocks it";
         case 0x80338126:
             return settings.computer + ":" + std::to_string(settings.port) +
                    " did not answer in time: the computer may be down, or a firewall drops the connection";

@@ -123,7 +123,7 @@ with tempfile.TemporaryDirectory() as folder:
         closed = free_port()
         result = run(closed, ["-m", "memory"])
         if (result.returncode != 3 or "0x80338012" not in result.stdout
-                or "hint: nothing accepted a connection at http://127.0.0.1:%d/wsman" % closed not in result.stdout):
+                or "hint: no WinRM listener answered at http://127.0.0.1:%d/wsman" % closed not in result.stdout):
             failures.append("refused connection: exit %d %r" % (result.returncode, result.stdout))
     finally:
         lab.stop()
