@@ -53,6 +53,7 @@ bool GssCredentials::Acquire(std::string& error, CredentialProblem& problem) {
     gss_OID_desc mechanismOid = *MechanismOid(mechanism_);
     gss_OID_set_desc mechanisms{1, &mechanismOid};
     gss_buffer_desc passwordBuffer = BorrowBuffer(password_);
+    const std::unique_lock<std::mutex> turn = NtlmLibraryTurn(mechanism_);
     major = gss_acquire_cred_with_password(&minor, name.Get(), &passwordBuffer, GSS_C_INDEFINITE, &mechanisms,
                                            GSS_C_INITIATE, credential_.Out(), nullptr, nullptr);
     if (GSS_ERROR(major)) {

@@ -23,4 +23,10 @@ gss_OID MechanismOid(GssMechanism mechanism) {
     return GSS_C_NO_OID;
 }
 
+std::unique_lock<std::mutex> NtlmLibraryTurn(GssMechanism mechanism) {
+    static std::mutex ntlmLibrary;
+    return mechanism == GssMechanism::Ntlm ? std::unique_lock<std::mutex>(ntlmLibrary)
+                                           : std::unique_lock<std::mutex>();
+}
+
 }  // namespace wsman::security

@@ -3,6 +3,8 @@
 
 #include <gssapi/gssapi.h>
 
+#include <mutex>
+
 namespace wsman::security {
 
 enum class GssMechanism {
@@ -12,5 +14,10 @@ enum class GssMechanism {
 };
 
 gss_OID MechanismOid(GssMechanism mechanism);
+
+// gss-ntlmssp asks winbind (libwbclient) while it acquires credentials and establishes a context, and
+// libwbclient formats into a global buffer: two NTLM logins on two threads race there. Those NTLM calls are
+// local computations, so they take turns under this lock; Kerberos, whose calls may wait for a KDC, does not.
+std::unique_lock<std::mutex> NtlmLibraryTurn(GssMechanism mechanism);
 
 }  // namespace wsman::security

@@ -34,6 +34,7 @@ GssSecurityContext::StepResult GssSecurityContext::Step(const std::string& input
     gss_buffer_desc input = BorrowBuffer(inputToken);
     GssBuffer output;
     gss_OID mechanism = MechanismOid(credentials_.Mechanism());
+    const std::unique_lock<std::mutex> turn = NtlmLibraryTurn(credentials_.Mechanism());
     result.major = gss_init_sec_context(
         &minor, credentials_.Handle(), context_.InOut(), target_.Get(), mechanism, requested,
         GSS_C_INDEFINITE, channelBinding_.empty() ? GSS_C_NO_CHANNEL_BINDINGS : &bindings,

@@ -4,6 +4,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "wsman/core/UntrustedXml.h"
 #include "wsman/soap/Namespaces.h"
 
 namespace wsman::soap {
@@ -11,6 +12,14 @@ namespace wsman::soap {
 using xml::XmlChars;
 
 namespace {
+
+// A request is often a thread's first use of libxml2, and libxml2 sets up its global tables (the encoders the
+// serialisation looks up) on first use unless it was initialised: that must happen once, not on every
+// thread at the same time.
+xmlDoc* NewRequestDocument() {
+    xml::EnsureXmlParserReady();
+    return xmlNewDoc(XmlChars("1.0"));
+}
 
 void MustUnderstand(xmlNode* node, xmlNs* soap, bool value) {
     xmlNewNsProp(node, soap, XmlChars("mustUnderstand"), XmlChars(value ? "true" : "false"));
@@ -25,7 +34,7 @@ std::string FormatDuration(long milliseconds) {
     return text;
 }
 
-Envelope::Envelope(const RequestHeader& header) : doc_(xmlNewDoc(XmlChars("1.0"))) {
+Envelope::Envelope(const RequestHeader& header) : doc_(NewRequestDocument()) {
     if (!doc_) throw std::bad_alloc();
     envelope_ = xmlNewDocNode(doc_.get(), nullptr, XmlChars("Envelope"), nullptr);
     xmlDocSetRootElement(doc_.get(), envelope_);
