@@ -19,24 +19,13 @@ void CQnWSMan::UseStylesheet(const char* fileName) {
     }
 }
 
-namespace {
-
-// Without a parser (its creation failed at initialisation) every record is unreadable.
-template <typename Item>
-int TransformWith(CSnWinrmNode* parser, const Item& item) {
-    return parser != nullptr ? parser->Transform(item) : kQncErrorXmlDocumentInit;
-}
-
-}  // namespace
-
 int CQnWSMan::TransformItem(const char* itemXml, CQncString& error) {
-    const int code = TransformWith(nodeParser.get(), itemXml);
-    if (code != 0) GetErrorDescription(code, error);
-    return code;
+    return TransformItem(EnumeratedItem{itemXml != nullptr ? itemXml : "", nullptr}, error);
 }
 
 int CQnWSMan::TransformItem(const EnumeratedItem& item, CQncString& error) {
-    const int code = TransformWith(nodeParser.get(), item);
+    // Without a parser (its creation failed at initialisation) every record is unreadable.
+    const int code = nodeParser ? nodeParser->Transform(item) : kQncErrorXmlDocumentInit;
     if (code != 0) GetErrorDescription(code, error);
     return code;
 }

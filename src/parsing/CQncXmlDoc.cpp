@@ -62,10 +62,7 @@ void CQncXmlDoc::Uninitialize() {
 }
 
 int CQncXmlDoc::LoadXml(const char* xmlText) {
-    if (initialized_ == 0) return -1;
-    if (!xmlDoc_->LoadText(xmlText != nullptr ? xmlText : "")) return -1;
-    rootElement_ = xmlDoc_->DocumentElementName();
-    return rootElement_.has_value() ? 0 : -1;
+    return LoadItem(qn::platform::EnumeratedItem{xmlText != nullptr ? xmlText : "", nullptr});
 }
 
 int CQncXmlDoc::LoadItem(const qn::platform::EnumeratedItem& item) {

@@ -1,7 +1,6 @@
 #include "parsing/CSnWinrmNode.h"
 
 #include <cstring>
-#include <type_traits>
 
 #include "parsing/RecordLookup.h"
 #include "platform/FileSystem.h"
@@ -34,27 +33,16 @@ void CSnWinrmNode::SetStylesheet(const char* fileName) {
 }
 
 int CSnWinrmNode::Transform(const char* itemXml) {
-    return TransformLoaded(itemXml);
+    return Transform(qn::platform::EnumeratedItem{itemXml != nullptr ? itemXml : "", nullptr});
 }
 
 int CSnWinrmNode::Transform(const qn::platform::EnumeratedItem& item) {
-    return TransformLoaded(item);
-}
-
-template <typename Item>
-int CSnWinrmNode::TransformLoaded(const Item& item) {
     if (!xmlDoc_.IsInitialized()) xmlDoc_.Initialize(0, "");
     if (!xmlDoc_.IsInitialized()) return kQncErrorXmlDocumentInit;
     const std::optional<qn::platform::FileStamp> stylesheet =
         qn::platform::StampOfExistingFile(stylesheetPath_.GetText());
     if (!stylesheet) return kQncErrorXslStylesheetMissing;
-    const int loaded = [&] {
-        if constexpr (std::is_same_v<Item, qn::platform::EnumeratedItem>)
-            return xmlDoc_.LoadItem(item);
-        else
-            return xmlDoc_.LoadXml(item);
-    }();
-    if (loaded != 0) return kQncErrorXmlLoad;
+    if (xmlDoc_.LoadItem(item) != 0) return kQncErrorXmlLoad;
     if (xmlDoc_.TransformWith(stylesheetPath_.GetText(), output_, &*stylesheet) != 0)
         return kQncErrorXmlTransform;
     return 0;

@@ -21,7 +21,8 @@ class CSnWinrmNode : public CQncBase {
     // Transforms one item into the record. 0, or 25700 (document unavailable), 25701 (stylesheet missing),
     // 25702 (item not well-formed), 25703 (stylesheet failed). A failure keeps the previous record.
     int Transform(const char* itemXml);
-    // The same for an item of an enumeration, read from the tree it carries where it has one.
+    // The same for an item of an enumeration, read from the tree it carries where it has one (the text form
+    // above is an item without a tree).
     int Transform(const qn::platform::EnumeratedItem& item);
 
     // value := the property's value in the record; with `asBoolDigit` "true"/"false" become "1"/"0".
@@ -33,9 +34,6 @@ class CSnWinrmNode : public CQncBase {
     const CQncString& GetStylesheetPath() const { return stylesheetPath_; }
 
   private:
-    template <typename Item>
-    int TransformLoaded(const Item& item);
-
     CQncXmlDoc xmlDoc_;
     CQncString stylesheetPath_;
     CQncString output_;
