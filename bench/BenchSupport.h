@@ -72,6 +72,8 @@ std::vector<LogLine> ReadLog(const std::filesystem::path& file, std::size_t from
 
 // User plus system CPU seconds of this process (getrusage).
 double ProcessCpuSeconds();
+// The system-time part of it (calls into the kernel: sockets, file checks).
+double ProcessSystemSeconds();
 // Resident memory of this process in KiB.
 long ResidentKiB();
 // Monotonic seconds.

@@ -23,6 +23,7 @@ struct Row {
     int requests = 0;
     double clientUsPerCall = 0;
     double clientUsPerItem = 0;
+    double systemUsPerItem = 0;
     double simUsPerItem = 0;
     double wallMsPerCall = 0;
 };
@@ -60,22 +61,24 @@ std::size_t ItemsOf(Target& target, const CheckCall& call, int& requests) {
 void RunCheck(benchmark::State& state, Target* target, std::string name, CheckCall call) {
     int requests = 0;
     const std::size_t items = ItemsOf(*target, call, requests);
-    double client = 0, sim = 0, wall = 0;
+    double client = 0, system = 0, sim = 0, wall = 0;
     uint32_t failures = 0;
     for (auto _ : state) {
-        const double cpu0 = qnbench::ProcessCpuSeconds(), sim0 = target->sim->CpuSeconds(),
-                     wall0 = qnbench::NowSeconds();
+        const double cpu0 = qnbench::ProcessCpuSeconds(), system0 = qnbench::ProcessSystemSeconds(),
+                     sim0 = target->sim->CpuSeconds(), wall0 = qnbench::NowSeconds();
         failures += call(target->handle) == QNSNWSM_OK ? 0 : 1;
         client += qnbench::ProcessCpuSeconds() - cpu0;
+        system += qnbench::ProcessSystemSeconds() - system0;
         wall += qnbench::NowSeconds() - wall0;
         sim += target->sim->CpuSeconds() - sim0;
     }
     const double calls = static_cast<double>(state.iterations());
     const double perItem = items > 0 ? 1e6 * client / calls / static_cast<double>(items) : 0;
+    const double systemPerItem = items > 0 ? 1e6 * system / calls / static_cast<double>(items) : 0;
     state.counters["items"] = static_cast<double>(items);
     state.counters["client_us_per_item"] = perItem;
     state.counters["failures"] = failures;
-    g_rows.push_back({name, target->processes, items, requests, 1e6 * client / calls, perItem,
+    g_rows.push_back({name, target->processes, items, requests, 1e6 * client / calls, perItem, systemPerItem,
                       items > 0 ? 1e6 * sim / calls / static_cast<double>(items) : 0, 1e3 * wall / calls});
 }
 
@@ -150,12 +153,12 @@ int main(int argc, char** argv) {
         Iterations());
     std::printf(
         "| check | processes | items per call | HTTP requests per call | client CPU per call (ms) | "
-        "client CPU per item (µs) | simulator CPU per item (µs) | wall per call (ms) |\n");
-    std::printf("|---|---|---|---|---|---|---|---|\n");
+        "client CPU per item (µs) | of it system (µs) | simulator CPU per item (µs) | wall per call (ms) |\n");
+    std::printf("|---|---|---|---|---|---|---|---|---|\n");
     for (const auto& row : g_rows) {
-        std::printf("| %s | %d | %zu | %d | %.2f | **%.1f** | %.1f | %.1f |\n", row.check.c_str(),
+        std::printf("| %s | %d | %zu | %d | %.2f | **%.1f** | %.1f | %.1f | %.1f |\n", row.check.c_str(),
                     row.processes, row.items, row.requests, row.clientUsPerCall / 1000, row.clientUsPerItem,
-                    row.simUsPerItem, row.wallMsPerCall);
+                    row.systemUsPerItem, row.simUsPerItem, row.wallMsPerCall);
     }
     for (auto& target : targets) {
         WSManShutdown(target->handle);

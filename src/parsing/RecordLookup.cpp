@@ -17,8 +17,8 @@ std::string_view Trimmed(std::string_view text) {
     return text;
 }
 
-bool EqualsIgnoringCase(std::string_view text, const char* name) {
-    return std::strlen(name) == text.size() && QncStrnicmp(text.data(), name, text.size()) == 0;
+bool EqualsIgnoringCase(std::string_view text, std::string_view name) {
+    return name.size() == text.size() && QncStrnicmp(text.data(), name.data(), text.size()) == 0;
 }
 
 }  // namespace
@@ -26,10 +26,19 @@ bool EqualsIgnoringCase(std::string_view text, const char* name) {
 // Views into the record, no copy per line: a check reads a handful of properties from every item.
 CQncString LookupRecordValue(const char* record, const char* propertyName, const char* missingMarker) {
     const std::string_view text = record != nullptr ? record : "";
-    const char* wanted = propertyName != nullptr ? propertyName : "";
+    const std::string_view wanted = propertyName != nullptr ? propertyName : "";
+    // A line that starts with a letter other than the name's first cannot be the name's: most lines.
+    const char wantedFirst = wanted.empty() ? '\0' : QncToUpperAscii(wanted.front());
     std::size_t lineStart = 0;
     while (lineStart <= text.size()) {
         const std::size_t lineEnd = text.find(kLineBreak, lineStart);
+        const char first = lineStart < text.size() ? text[lineStart] : '\0';
+        if (wantedFirst != '\0' && first != '\0' && !QncIsTrimChar(first) &&
+            QncToUpperAscii(first) != wantedFirst) {
+            if (lineEnd == std::string_view::npos) break;
+            lineStart = lineEnd + kLineBreak.size();
+            continue;
+        }
         const std::size_t lineLength =
             (lineEnd == std::string_view::npos ? text.size() : lineEnd) - lineStart;
         const std::string_view line = Trimmed(text.substr(lineStart, lineLength));

@@ -16,7 +16,7 @@ constexpr Index kNone = ItemTree::kNone;
 
 // Far inside libxslt's template depth limit (3,000): each nesting level of an item costs the stylesheet a
 // few templates, each "/" of a resource URI and each \ or " of a selector value one.
-constexpr int kMaxElementDepth = 64;
+constexpr std::uint32_t kMaxElementDepth = 64;
 constexpr std::size_t kMaxRecursiveCharacters = 512;
 
 // XPath's name test: "ns:Name", or an unprefixed "Name" (no namespace) for XmlNamespace::None.
@@ -52,6 +52,22 @@ std::string NormalizeSpace(std::string_view text) {
     return normalized;
 }
 
+// TAB, LF and CR become blanks. They are the only bytes below 0x0E that XML text holds, and most values
+// have none: eight bytes at a time are tested for any byte below 0x0E.
+void BlankLineBreaks(char* at, char* const end) {
+    constexpr std::uint64_t kOnes = 0x0101010101010101;
+    constexpr std::uint64_t kHighBits = 0x8080808080808080;
+    const auto blank = [](char& c) {
+        if (c == '\t' || c == '\n' || c == '\r') c = ' ';
+    };
+    for (; end - at >= 8; at += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, at, 8);
+        if (((word - 0x0E * kOnes) & ~word & kHighBits) != 0) std::for_each(at, at + 8, blank);
+    }
+    std::for_each(at, end, blank);
+}
+
 std::size_t CountOf(std::string_view text, std::string_view characters) {
     std::size_t count = 0;
     for (const char c : text) count += characters.find(c) != std::string_view::npos ? 1 : 0;
@@ -65,7 +81,8 @@ class RecordWriter {
     // False when the item is one to leave to libxslt (see the header).
     bool Write() {
         const Node& root = tree_.At(ItemTree::Root());
-        if (!tree_.NamesInterned() || !IsWithinLimits(root, 1)) return false;
+        // Shapes on which libxslt's answer could differ for reasons of its own (limits, xml:space).
+        if (!tree_.NamesInterned() || tree_.Depth() > kMaxElementDepth || tree_.HasXmlSpace()) return false;
         if (!IsNamed(root, XmlNamespace::Wsman, "XmlFragment")) {
             out_.append("__CLASS:=");
             AppendTranslated(root.localName);
@@ -83,7 +100,7 @@ class RecordWriter {
     // Up to this many element children, an instance's properties are grouped by name in one pass rather
     // than by looking back and ahead from every element (quadratic in the property count).
     static constexpr std::size_t kGroupedChildren = 256;
-    static constexpr std::size_t kNameSlots = 512;  // a power of two, twice kGroupedChildren
+    static constexpr std::size_t kNameSlots = 512;  // a power of two, at least twice kGroupedChildren
 
     const Node& At(Index index) const { return tree_.At(index); }
 
@@ -106,26 +123,37 @@ class RecordWriter {
         std::array<std::uint16_t, kGroupedChildren> nextOfName;  // kGroupedChildren: none
         std::array<std::uint16_t, kGroupedChildren> lastOfName;  // valid for the first of each name
         std::array<bool, kGroupedChildren> firstOfName;
-        std::array<std::pair<const char*, std::uint16_t>, kNameSlots> slots{};  // name -> its first
         std::size_t count = 0;
         for (Index child = root.firstChild; child != kNone; child = At(child).next) {
             if (At(child).isText) continue;
             if (count == kGroupedChildren) return false;
-            const auto ordinal = static_cast<std::uint16_t>(count++);
-            children[ordinal] = child;
+            children[count++] = child;
+        }
+        // name -> its first; only as many slots as the names need are cleared
+        struct Slot {
+            const char* name;
+            std::uint16_t first;
+        };
+        std::array<Slot, kNameSlots> slots;
+        std::size_t bits = 4;
+        while ((std::size_t{1} << bits) < 2 * count) ++bits;
+        const std::size_t mask = (std::size_t{1} << bits) - 1;
+        std::fill_n(slots.begin(), mask + 1, Slot{nullptr, 0});
+        for (std::size_t ordinal = 0; ordinal < count; ++ordinal) {
             nextOfName[ordinal] = kGroupedChildren;
-            const char* name = At(child).localName;
-            std::size_t slot = (reinterpret_cast<std::uintptr_t>(name) >> 4) & (kNameSlots - 1);
-            while (slots[slot].first != nullptr && slots[slot].first != name)
-                slot = (slot + 1) & (kNameSlots - 1);
-            if (slots[slot].first == nullptr) {
-                slots[slot] = {name, ordinal};
+            const char* name = At(children[ordinal]).localName;
+            // Interned names lie close together in the dictionary: their addresses are mixed well first.
+            std::size_t slot =
+                (reinterpret_cast<std::uintptr_t>(name) * std::uint64_t{0x9E3779B97F4A7C15}) >> (64 - bits);
+            while (slots[slot].name != nullptr && slots[slot].name != name) slot = (slot + 1) & mask;
+            if (slots[slot].name == nullptr) {
+                slots[slot] = {name, static_cast<std::uint16_t>(ordinal)};
                 firstOfName[ordinal] = true;
-                lastOfName[ordinal] = ordinal;
+                lastOfName[ordinal] = static_cast<std::uint16_t>(ordinal);
             } else {
-                const std::uint16_t first = slots[slot].second;
-                nextOfName[lastOfName[first]] = ordinal;
-                lastOfName[first] = ordinal;
+                const std::uint16_t first = slots[slot].first;
+                nextOfName[lastOfName[first]] = static_cast<std::uint16_t>(ordinal);
+                lastOfName[first] = static_cast<std::uint16_t>(ordinal);
                 firstOfName[ordinal] = false;
             }
         }
@@ -138,16 +166,6 @@ class RecordWriter {
                     AppendValue(At(children[of]), value);
                 }
             });
-        }
-        return true;
-    }
-
-    // Shapes on which libxslt's answer could differ for reasons of its own (limits, xml:space).
-    bool IsWithinLimits(const Node& element, int depth) const {
-        if (depth > kMaxElementDepth) return false;
-        if (tree_.AttributeValue(element, XmlNamespace::Xml, "space")) return false;
-        for (Index child = element.firstChild; child != kNone; child = At(child).next) {
-            if (!At(child).isText && !IsWithinLimits(At(child), depth + 1)) return false;
         }
         return true;
     }
@@ -216,11 +234,7 @@ class RecordWriter {
         out_.append(value);
         TranslateFrom(start);
     }
-    void TranslateFrom(std::size_t start) {
-        std::replace_if(
-            out_.begin() + static_cast<std::ptrdiff_t>(start), out_.end(),
-            [](char c) { return c == '\t' || c == '\n' || c == '\r'; }, ' ');
-    }
+    void TranslateFrom(std::size_t start) { BlankLineBreaks(out_.data() + start, out_.data() + out_.size()); }
 
     // The values of the property that `first` starts, joined by ",".
     void AppendJoinedValues(Index first, std::string& value) {

@@ -53,11 +53,13 @@ void ItemTree::Clear() {
         std::vector<Attribute>().swap(attributes_);
     dict_.reset();
     rootPrefix_ = nullptr;
+    depth_ = 0;
     namesInterned_ = true;
+    hasXmlSpace_ = false;
 }
 
-std::optional<std::string_view> ItemTree::AttributeValue(const Node& element, XmlNamespace ns,
-                                                         const char* localName) const {
+std::optional<std::string_view> ItemTree::FindAttribute(const Node& element, XmlNamespace ns,
+                                                       const char* localName) const {
     for (Index i = element.start; i < element.start + element.length; ++i) {
         const Attribute& attribute = attributes_[i];
         if (attribute.ns == ns && std::strcmp(attribute.localName, localName) == 0) {
@@ -76,7 +78,8 @@ std::string ItemTree::RootName() const {
 
 bool ItemTree::SameAs(const ItemTree& other) const {
     if (nodes_.size() != other.nodes_.size() || attributes_.size() != other.attributes_.size() ||
-        !SameName(rootPrefix_, other.rootPrefix_)) {
+        !SameName(rootPrefix_, other.rootPrefix_) || depth_ != other.depth_ ||
+        hasXmlSpace_ != other.hasXmlSpace_) {
         return false;
     }
     for (std::size_t i = 0; i < nodes_.size(); ++i) {
@@ -102,20 +105,28 @@ bool ItemTree::SameAs(const ItemTree& other) const {
 
 void ItemTreeBuilder::Begin(ItemTree& into, xmlDict* dict) {
     into.Clear();
+    // An eighth more than last time, so that a slightly bigger item does not double an array.
+    into.nodes_.reserve(lastNodes_ + lastNodes_ / 8);
+    into.attributes_.reserve(lastAttributes_ + lastAttributes_ / 8);
+    into.text_.reserve(lastText_ + lastText_ / 8);
     tree_ = &into;
+    if (dict != dict_) {
+        // A URI of another dictionary may sit at the same address.
+        lastElementUri_ = nullptr;
+        lastElementKind_ = XmlNamespace::None;
+        lastAttributeUri_ = nullptr;
+        lastAttributeKind_ = XmlNamespace::None;
+    }
     dict_ = dict;
     open_ = ItemTree::kNone;
+    depth_ = 0;
     textContinues_ = false;
-    lastUri_ = nullptr;  // a URI of another dictionary may sit at the same address
 }
 
-XmlNamespace ItemTreeBuilder::Classify(const xmlChar* uri) {
-    if (uri == nullptr) return XmlNamespace::None;
-    if (uri != lastUri_) {
-        lastUri_ = uri;
-        lastKind_ = ClassifyNamespace(uri);
-    }
-    return lastKind_;
+XmlNamespace ItemTreeBuilder::ClassifyAnew(const xmlChar* uri, const xmlChar*& lastUri, XmlNamespace& lastKind) {
+    lastUri = uri;
+    lastKind = ClassifyNamespace(uri);
+    return lastKind;
 }
 
 std::uint32_t ItemTreeBuilder::AppendText(const char* text, std::size_t length) {
@@ -160,31 +171,36 @@ void ItemTreeBuilder::StartElement(const xmlChar* localName, const xmlChar* pref
                                    int attributeCount, const xmlChar** attributes) {
     ItemTree& tree = *tree_;
     const auto index = static_cast<ItemTree::Index>(tree.nodes_.size());
-    ItemTree::Node node;
-    node.localName = reinterpret_cast<const char*>(localName);
     if (xmlDictOwns(dict_, localName) != 1) tree.namesInterned_ = false;
     if (index == ItemTree::Root()) tree.rootPrefix_ = reinterpret_cast<const char*>(prefix);
-    node.ns = Classify(uri);
-    node.start = static_cast<ItemTree::Index>(tree.attributes_.size());
-    node.length = static_cast<ItemTree::Index>(attributeCount);
+    const auto attributesStart = static_cast<ItemTree::Index>(tree.attributes_.size());
     for (int i = 0; i < attributeCount; ++i) {
         const xmlChar* const* attribute = attributes + 5 * i;  // local name, prefix, URI, value, end
-        ItemTree::Attribute entry;
+        ItemTree::Attribute& entry = tree.attributes_.emplace_back();
         entry.localName = reinterpret_cast<const char*>(attribute[0]);
-        entry.ns = Classify(attribute[2]);
+        entry.ns = Classify(attribute[2], lastAttributeUri_, lastAttributeKind_);
+        if (entry.ns == XmlNamespace::Xml && std::strcmp(entry.localName, "space") == 0)
+            tree.hasXmlSpace_ = true;
         entry.valueOffset = static_cast<std::uint32_t>(tree.text_.size());
         AppendAttributeValue(attribute[3], attribute[4]);
         entry.valueLength = static_cast<std::uint32_t>(tree.text_.size()) - entry.valueOffset;
-        tree.attributes_.push_back(entry);
     }
-    tree.nodes_.push_back(node);
+    ItemTree::Node& node = tree.nodes_.emplace_back();
+    node.localName = reinterpret_cast<const char*>(localName);
+    node.ns = Classify(uri, lastElementUri_, lastElementKind_);
+    node.start = attributesStart;
+    node.length = static_cast<ItemTree::Index>(attributeCount);
     Link(index);
     open_ = index;
+    if (++depth_ > tree.depth_) tree.depth_ = depth_;
     textContinues_ = false;
 }
 
 void ItemTreeBuilder::EndElement() {
-    if (open_ != ItemTree::kNone) open_ = tree_->nodes_[open_].parent;
+    if (open_ != ItemTree::kNone) {
+        open_ = tree_->nodes_[open_].parent;
+        --depth_;
+    }
     textContinues_ = false;
 }
 
@@ -200,26 +216,22 @@ void ItemTreeBuilder::Characters(const xmlChar* text, int length) {
         return;
     }
     const auto index = static_cast<ItemTree::Index>(tree.nodes_.size());
-    ItemTree::Node node;
+    const std::uint32_t start = AppendText(reinterpret_cast<const char*>(text), static_cast<std::size_t>(length));
+    ItemTree::Node& node = tree.nodes_.emplace_back();
     node.isText = true;
-    node.start = AppendText(reinterpret_cast<const char*>(text), static_cast<std::size_t>(length));
+    node.start = start;
     node.length = static_cast<std::uint32_t>(length);
-    tree.nodes_.push_back(node);
     Link(index);
     textContinues_ = true;
 }
 
-std::shared_ptr<const ItemTree> ItemTreeBuilder::Copy() const {
-    if (!Complete() || xmlDictReference(dict_) != 0) return nullptr;
-    DictPtr reference(dict_);
-    auto copy = std::make_shared<ItemTree>();
-    copy->nodes_.assign(tree_->nodes_.begin(), tree_->nodes_.end());
-    copy->attributes_.assign(tree_->attributes_.begin(), tree_->attributes_.end());
-    copy->text_.assign(tree_->text_);
-    copy->namesInterned_ = tree_->namesInterned_;
-    copy->rootPrefix_ = tree_->rootPrefix_;
-    copy->dict_ = std::move(reference);
-    return copy;
+bool ItemTreeBuilder::Finish() {
+    if (!Complete() || xmlDictReference(dict_) != 0) return false;
+    tree_->dict_.reset(dict_);
+    lastNodes_ = tree_->nodes_.size();
+    lastAttributes_ = tree_->attributes_.size();
+    lastText_ = tree_->text_.size();
+    return true;
 }
 
 // The SAX side of ItemTreeParser: libxml2 calls these with its parser context, whose _private points to
@@ -262,6 +274,7 @@ ItemTreeParser::~ItemTreeParser() = default;
 bool ItemTreeParser::Renew() {
     EnsureXmlParserReady();
     ctxt_.reset(xmlNewParserCtxt());
+    builder_ = ItemTreeBuilder();  // a new dictionary may sit where the old one was
     if (ctxt_ == nullptr || ctxt_->sax == nullptr) {
         ctxt_.reset();
         return false;
@@ -306,11 +319,10 @@ bool ItemTreeParser::Parse(std::string_view text, ItemTree& tree) {
     }
     ctxt_->_private = nullptr;
     // The tree's names live in the parser's dictionary, which a renewed parser would otherwise free.
-    if (!accepted || xmlDictReference(ctxt_->dict) != 0) {
+    if (!accepted || !builder_.Finish()) {
         tree.Clear();
         return false;
     }
-    tree.dict_.reset(ctxt_->dict);
     return true;
 }
 

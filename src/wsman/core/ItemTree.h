@@ -61,11 +61,18 @@ class ItemTree {
     std::string_view TextOf(const Node& text) const { return Slice(text.start, text.length); }
     // The value of the element's attribute with this namespace and local name, if it has one.
     std::optional<std::string_view> AttributeValue(const Node& element, XmlNamespace ns,
-                                                   const char* localName) const;
+                                                   const char* localName) const {
+        if (element.length == 0) return std::nullopt;  // most elements
+        return FindAttribute(element, ns, localName);
+    }
     // The document element's name as written: "prefix:local" or "local".
     std::string RootName() const;
     // Whether every element name came from the parser's dictionary, so that equal names are one pointer.
     bool NamesInterned() const { return namesInterned_; }
+    // Elements on the longest path from the root down, the root counted.
+    std::uint32_t Depth() const { return depth_; }
+    // Whether some element carries xml:space.
+    bool HasXmlSpace() const { return hasXmlSpace_; }
     // Whether both trees hold the same elements, attributes and texts (names compared as text).
     bool SameAs(const ItemTree& other) const;
 
@@ -73,6 +80,8 @@ class ItemTree {
     friend class ItemTreeBuilder;
     friend class ItemTreeParser;
 
+    std::optional<std::string_view> FindAttribute(const Node& element, XmlNamespace ns,
+                                                  const char* localName) const;
     std::string_view Slice(std::uint32_t offset, std::uint32_t length) const {
         return std::string_view(text_).substr(offset, length);
     }
@@ -82,7 +91,9 @@ class ItemTree {
     std::string text_;                  // texts and attribute values, back to back
     DictPtr dict_;                      // holds the interned names: one reference of the parser's dictionary
     const char* rootPrefix_ = nullptr;  // the document element's prefix, null without one
+    std::uint32_t depth_ = 0;
     bool namesInterned_ = true;
+    bool hasXmlSpace_ = false;
 };
 
 // Builds a tree from the SAX2 events of one element and its content, as libxml2 hands them to its
@@ -91,6 +102,7 @@ class ItemTree {
 class ItemTreeBuilder {
   public:
     // Starts building into `into`, emptied first; `dict` is the dictionary of the parser whose events follow.
+    // Room is made for about as much as the tree finished last held: items of one class are much alike.
     void Begin(ItemTree& into, xmlDict* dict);
     void StartElement(const xmlChar* localName, const xmlChar* prefix, const xmlChar* uri, int attributeCount,
                       const xmlChar** attributes);
@@ -100,12 +112,16 @@ class ItemTreeBuilder {
     void Separator() { textContinues_ = false; }
     // The element of Begin has ended.
     bool Complete() const { return tree_ != nullptr && !tree_->nodes_.empty() && open_ == ItemTree::kNone; }
-    // A copy of the finished tree whose arrays are of exact size, holding its own reference of the
-    // dictionary; null when that reference cannot be taken.
-    std::shared_ptr<const ItemTree> Copy() const;
+    // Ends the tree of Begin, which then holds its own reference of the dictionary. False when the element
+    // has not ended or that reference cannot be taken: the tree is then not to be used.
+    bool Finish();
 
   private:
-    XmlNamespace Classify(const xmlChar* uri);
+    static XmlNamespace Classify(const xmlChar* uri, const xmlChar*& lastUri, XmlNamespace& lastKind) {
+        if (uri == lastUri) return lastKind;
+        return ClassifyAnew(uri, lastUri, lastKind);
+    }
+    static XmlNamespace ClassifyAnew(const xmlChar* uri, const xmlChar*& lastUri, XmlNamespace& lastKind);
     std::uint32_t AppendText(const char* text, std::size_t length);
     void AppendAttributeValue(const xmlChar* value, const xmlChar* end);
     void Link(ItemTree::Index child);
@@ -113,9 +129,18 @@ class ItemTreeBuilder {
     ItemTree* tree_ = nullptr;
     xmlDict* dict_ = nullptr;
     ItemTree::Index open_ = ItemTree::kNone;  // the element being read
+    std::uint32_t depth_ = 0;                 // elements open
     bool textContinues_ = false;              // the open element's last child is text, nothing since
-    const xmlChar* lastUri_ = nullptr;        // namespace URIs are mostly the same few: classify each once
-    XmlNamespace lastKind_ = XmlNamespace::None;
+    // Namespace URIs are mostly the same few, one for elements and one for attributes: each is classified
+    // once while it repeats, as long as the names come from one dictionary.
+    const xmlChar* lastElementUri_ = nullptr;
+    XmlNamespace lastElementKind_ = XmlNamespace::None;
+    const xmlChar* lastAttributeUri_ = nullptr;
+    XmlNamespace lastAttributeKind_ = XmlNamespace::None;
+    // Sizes of the tree finished last.
+    std::size_t lastNodes_ = 0;
+    std::size_t lastAttributes_ = 0;
+    std::size_t lastText_ = 0;
 };
 
 // Reads items into trees. One parser context serves a stream of items, so the names they share are

@@ -17,6 +17,12 @@ struct Collector {
 // more is broken or hostile, and its reply is not kept in memory.
 constexpr std::size_t kMaxReplyBytes = 2 * 512000;
 
+// libcurl reads 16 KiB per call and polls before each: two system calls per 16 KiB, which a large reply
+// pays hundreds of times. After a large reply the next ones are read in larger steps, until the replies
+// of the check are done and the buffer is given back.
+constexpr std::size_t kLargeReplyBytes = 128 * 1024;
+constexpr long kLargeReadBytes = 120 * 1024;
+
 size_t CollectBody(char* data, size_t size, size_t count, void* user) {
     const Collector& collector = *static_cast<Collector*>(user);
     std::string& body = collector.response->body;
@@ -75,6 +81,7 @@ HttpConnection::HttpConnection(const ChannelSettings& settings)
 void HttpConnection::Configure() {
     curl_ = MakeCurlEasy();
     connected_ = false;
+    largeReads_ = false;
     localPort_ = 0;
     if (!curl_) {
         return;
@@ -115,6 +122,8 @@ bool HttpConnection::IsAlive() const {
 
 void HttpConnection::ReleaseReplyBuffer() {
     if (response_.body.capacity() > kKeptReplyCapacity) std::string().swap(response_.body);
+    if (largeReads_ && curl_) curl_easy_setopt(curl_.get(), CURLOPT_BUFFERSIZE, long{CURL_MAX_WRITE_SIZE});
+    largeReads_ = false;
 }
 
 HttpResponse& HttpConnection::Post(const std::vector<std::string>& extraHeaders, const std::string& body) {
@@ -181,6 +190,9 @@ HttpResponse& HttpConnection::Post(const std::vector<std::string>& extraHeaders,
     }
     connected_ = true;
     localPort_ = localPort;
+    if (!largeReads_ && response.body.size() >= kLargeReplyBytes) {
+        largeReads_ = curl_easy_setopt(curl, CURLOPT_BUFFERSIZE, kLargeReadBytes) == CURLE_OK;
+    }
     return response;
 }
 

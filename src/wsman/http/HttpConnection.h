@@ -63,6 +63,7 @@ class HttpConnection {
     HttpResponse response_;
     long localPort_ = 0;
     bool connected_ = false;
+    bool largeReads_ = false;  // libcurl reads in large steps while an enumeration brings large replies
 };
 
 }  // namespace wsman::http

@@ -17,9 +17,10 @@ constexpr const char* kXmlSchemaInstance = "http://www.w3.org/2001/XMLSchema-ins
 // What an element is to the reader, from its parent's role and its own name.
 enum class Role { Other, Envelope, Header, Body, Action, RelatesTo, Response, Context, Items, Item };
 
+// The local name first: it is short and mostly settles it.
 bool Is(const xmlChar* uri, const xmlChar* localName, const char* wantedUri, const char* wantedName) {
-    return uri != nullptr && std::strcmp(reinterpret_cast<const char*>(uri), wantedUri) == 0 &&
-           std::strcmp(reinterpret_cast<const char*>(localName), wantedName) == 0;
+    return uri != nullptr && std::strcmp(reinterpret_cast<const char*>(localName), wantedName) == 0 &&
+           std::strcmp(reinterpret_cast<const char*>(uri), wantedUri) == 0;
 }
 
 bool IsEither(const xmlChar* uri, const xmlChar* localName, const char* wantedName) {
@@ -88,11 +89,10 @@ struct Reader {
     std::size_t depthInItem = 0;  // elements open below the item's own
     std::vector<std::pair<std::string_view, std::string_view>> outside;
     std::vector<std::string> usedPrefixes;
-    const xmlChar* lastUsedPrefix = nullptr;
-    // The item's tree, built from the same events into a tree reused from item to item and copied out at
-    // its end.
+    std::vector<const xmlChar*> seenPrefixes;  // the parser's interned prefixes already in usedPrefixes
+    // The item's tree, built from the same events.
     xml::ItemTreeBuilder treeBuilder;
-    xml::ItemTree scratchTree;
+    std::shared_ptr<xml::ItemTree> tree;
 
     static Reader& Of(void* ctx) {
         auto* parser = static_cast<xmlParserCtxt*>(ctx);
@@ -159,11 +159,13 @@ struct Reader {
         usedPrefixes.emplace_back(prefix);
     }
 
-    // An element's or attribute's prefix: the parser's interned string, mostly the one of the element
-    // before, so one comparison of pointers settles it.
+    // An element's or attribute's prefix: the parser's interned string, and an item uses a few, so
+    // comparing pointers mostly settles it.
     void UsePrefixOf(const xmlChar* prefix) {
-        if (prefix == lastUsedPrefix) return;
-        lastUsedPrefix = prefix;
+        for (const xmlChar* seen : seenPrefixes) {
+            if (seen == prefix) return;
+        }
+        seenPrefixes.push_back(prefix);
         Use(View(prefix));
     }
 
@@ -191,9 +193,10 @@ struct Reader {
         itemStart = text.rfind('<', Position());
         itemNameLength = View(localName).size() + (prefix != nullptr ? View(prefix).size() + 1 : 0);
         itemDepth = roles.size() + 1;
-        treeBuilder.Begin(scratchTree, ctxt->dict);
+        tree = std::make_shared<xml::ItemTree>();
+        treeBuilder.Begin(*tree, ctxt->dict);
         usedPrefixes.clear();
-        lastUsedPrefix = reinterpret_cast<const xmlChar*>("");  // matches no prefix, not even none
+        seenPrefixes.clear();
         outside.clear();
         // Innermost declaration of each prefix, unless the item declares that prefix itself.
         for (std::size_t i = declarations.size(); i-- > 0;) {
@@ -226,8 +229,9 @@ struct Reader {
             item += '"';
         }
         item.append(text.substr(nameEnd, end - nameEnd));
-        // Without a tree (none can be copied out) the item is read again from its text.
-        summary.items.push_back(EnumeratedItem{std::move(item), treeBuilder.Copy()});
+        // Without a tree (the dictionary cannot be held) the item is read again from its text.
+        if (!treeBuilder.Finish()) tree.reset();
+        summary.items.push_back(EnumeratedItem{std::move(item), std::move(tree)});
     }
 
     static void StartElement(void* ctx, const xmlChar* localName, const xmlChar* prefix, const xmlChar* uri,

@@ -104,6 +104,12 @@ TEST(CheckReply, RelatedRepliesOnlyAndWindowsCodesForBrokenOnes) {
     // A '>' inside a quoted value does not end the tag the bound counts in.
     std::string quotedFlood = flood;
     quotedFlood.insert(quotedFlood.find("<p:I") + 4, " q='>'");
+    // A '<' in a quoted value ends that tag; the parser reads on from it, so a flood behind it counts. In a
+    // comment the same text is no tag at all.
+    std::string hiddenFlood = flood;
+    hiddenFlood.insert(hiddenFlood.find("<p:I"), "<p:H q='");
+    EXPECT_FALSE(xml::AttributesWithinBound(hiddenFlood));
+    EXPECT_TRUE(xml::AttributesWithinBound("<r><!--" + flood + "--></r>"));
 
     const std::string withDtd =
         "<!DOCTYPE s:Envelope [<!ENTITY x SYSTEM \"file:///etc/passwd\">]>" +
