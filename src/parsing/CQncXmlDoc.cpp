@@ -12,6 +12,8 @@ constexpr std::uint32_t kInitializeFailed = 0xFFFFFFFF;
 // in coarse ticks), so a load this close to its modification time is never reused.
 constexpr auto kSettledAge = std::chrono::seconds(2);
 
+constexpr std::size_t kKeptOutputCapacity = 64 * 1024;
+
 }  // namespace
 
 CQncXmlDoc::CQncXmlDoc() : CQncBase("CQncXmlDoc") {}
@@ -81,9 +83,10 @@ int CQncXmlDoc::TransformWith(const char* stylesheetPath, CQncString& output,
                                 : qn::platform::StampOfExistingFile(stylesheetPath);
     if (!stamp) return -1;
     if (!LoadStylesheet(stylesheetPath, *stamp)) return -1;
-    std::string result;
-    if (!xmlDoc_->TransformNode(*xslDoc_, result)) return -1;
-    output.Assign(result.c_str());
+    if (!xmlDoc_->TransformNode(*xslDoc_, transformed_)) return -1;
+    output.Assign(transformed_.c_str());
+    // A handle keeps the buffer of an item's record, not that of a rare large output (a class schema).
+    if (transformed_.capacity() > kKeptOutputCapacity) std::string().swap(transformed_);
     return 0;
 }
 

@@ -53,6 +53,7 @@ class CQncXmlDoc : public CQncBase {
     };
     LoadedStylesheet loadedStylesheet_;
     std::string slowStylesheetTraced_;  // the edited stylesheet file already named in the trace
+    std::string transformed_;           // the last output, kept so that its buffer serves the next
     std::int32_t initialized_ = 0;
     std::int32_t comInitialized_ = 0;
 };

@@ -332,13 +332,10 @@ class RecordWriter {
 }  // namespace
 
 bool WriteInstanceRecord(const ItemTree& item, std::string& output) {
+    output.clear();
     if (item.IsEmpty()) return false;
-    std::string record;
-    record.reserve(4096);
-    RecordWriter writer(item, record);
-    if (!writer.Write()) return false;
-    output = std::move(record);
-    return true;
+    RecordWriter writer(item, output);
+    return writer.Write();
 }
 
 }  // namespace qn::parsing::native

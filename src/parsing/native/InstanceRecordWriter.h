@@ -17,9 +17,9 @@ namespace qn::parsing::native {
 using ::wsman::xml::ItemTree;
 using ::wsman::xml::XmlNamespace;
 
-// Leaves `output` alone and returns false for an item it leaves to libxslt: deep nesting, xml:space, or a
-// reference whose resource URI or selector values would recurse far in the stylesheet. Otherwise replaces
-// `output` with the record text and returns true.
+// Replaces `output` with the record text and returns true; false for an item it leaves to libxslt (deep
+// nesting, xml:space, or a reference whose resource URI or selector values would recurse far in the
+// stylesheet), `output` then holding nothing of use. `output` keeps its capacity from item to item.
 bool WriteInstanceRecord(const ItemTree& item, std::string& output);
 
 }  // namespace qn::parsing::native

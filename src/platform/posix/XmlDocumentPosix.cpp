@@ -89,7 +89,8 @@ class LibxmlDocument final : public XmlDocument {
         const auto* sheet = dynamic_cast<const LibxmlDocument*>(&stylesheet);
         if (sheet == nullptr || !sheet->IsLoaded() || !IsLoaded()) return false;
         if (sheet->builtin_ == native::BuiltinStylesheet::InstanceRecord && tree_ != nullptr &&
-            native::WriteInstanceRecord(*tree_, output)) {
+            native::WriteInstanceRecord(*tree_, record_)) {
+            output.swap(record_);  // both buffers are kept: no allocation per item
             return true;
         }
         xmlDoc* item = Document();
@@ -179,6 +180,7 @@ class LibxmlDocument final : public XmlDocument {
     std::shared_ptr<const ItemTree> sharedTree_;
     std::string text_;     // the item's text while tree_ holds it, or a natively written stylesheet's
     std::string textUrl_;  // the stylesheet file's path, for libxml2's document of it
+    std::string record_;   // the record being written natively; it changes place with the output
     mutable wsman::xml::DocPtr doc_;  // a file's document, or the item's once libxslt needed it
     // Set when the document was loaded from a settled file (see SettledVersion).
     std::optional<FileVersion> version_;
