@@ -153,7 +153,8 @@ int main(int argc, char** argv) {
         Iterations());
     std::printf(
         "| check | processes | items per call | HTTP requests per call | client CPU per call (ms) | "
-        "client CPU per item (µs) | of it system (µs) | simulator CPU per item (µs) | wall per call (ms) |\n");
+        "client CPU per item (µs) | of it system (µs) | simulator CPU per item (µs) | wall per call (ms) "
+        "|\n");
     std::printf("|---|---|---|---|---|---|---|---|---|\n");
     for (const auto& row : g_rows) {
         std::printf("| %s | %d | %zu | %d | %.2f | **%.1f** | %.1f | %.1f | %.1f |\n", row.check.c_str(),

@@ -85,8 +85,7 @@ bool AttributesWithinBound(std::string_view text) {
             continue;
         }
         const char* const following = Find(at + 1, end, '<');
-        if (next != '/' && next != '!' &&
-            static_cast<std::size_t>(following - at - 1) > kRoom &&
+        if (next != '/' && next != '!' && static_cast<std::size_t>(following - at - 1) > kRoom &&
             !TagWithinBound(at + 1, following)) {
             return false;
         }

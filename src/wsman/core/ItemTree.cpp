@@ -4,6 +4,7 @@
 #include <libxml/dict.h>
 #include <libxml/xmlmemory.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 
@@ -20,6 +21,22 @@ constexpr int kMaxInternedNames = 20000;
 
 // Buffers a big item left behind are given back rather than kept for the next, small, one.
 constexpr std::size_t kKeptCapacity = 1 << 20;
+
+// A tree reserves room for about as much as the one before it held, up to these: items of one class are
+// much alike, and one big item must not make every later one reserve its size.
+constexpr std::size_t kMaxReservedNodes = 4096;
+constexpr std::size_t kMaxReservedAttributes = 1024;
+constexpr std::size_t kMaxReservedText = 64 * 1024;
+
+std::size_t RoomAfter(std::size_t last, std::size_t bound) {
+    return std::min(last + last / 8, bound);  // an eighth more: a slightly bigger item does not double it
+}
+
+// A check holds every item's tree: an array left far larger than its content is cut to size.
+template <typename Array>
+void FitLoose(Array& array) {
+    if (array.capacity() > array.size() + array.size() / 4 + 16) array.shrink_to_fit();
+}
 
 XmlNamespace ClassifyNamespace(const xmlChar* uri) {
     if (uri == nullptr) return XmlNamespace::None;
@@ -59,7 +76,7 @@ void ItemTree::Clear() {
 }
 
 std::optional<std::string_view> ItemTree::FindAttribute(const Node& element, XmlNamespace ns,
-                                                       const char* localName) const {
+                                                        const char* localName) const {
     for (Index i = element.start; i < element.start + element.length; ++i) {
         const Attribute& attribute = attributes_[i];
         if (attribute.ns == ns && std::strcmp(attribute.localName, localName) == 0) {
@@ -105,10 +122,9 @@ bool ItemTree::SameAs(const ItemTree& other) const {
 
 void ItemTreeBuilder::Begin(ItemTree& into, xmlDict* dict) {
     into.Clear();
-    // An eighth more than last time, so that a slightly bigger item does not double an array.
-    into.nodes_.reserve(lastNodes_ + lastNodes_ / 8);
-    into.attributes_.reserve(lastAttributes_ + lastAttributes_ / 8);
-    into.text_.reserve(lastText_ + lastText_ / 8);
+    into.nodes_.reserve(RoomAfter(lastNodes_, kMaxReservedNodes));
+    into.attributes_.reserve(RoomAfter(lastAttributes_, kMaxReservedAttributes));
+    into.text_.reserve(RoomAfter(lastText_, kMaxReservedText));
     tree_ = &into;
     if (dict != dict_) {
         // A URI of another dictionary may sit at the same address.
@@ -123,7 +139,8 @@ void ItemTreeBuilder::Begin(ItemTree& into, xmlDict* dict) {
     textContinues_ = false;
 }
 
-XmlNamespace ItemTreeBuilder::ClassifyAnew(const xmlChar* uri, const xmlChar*& lastUri, XmlNamespace& lastKind) {
+XmlNamespace ItemTreeBuilder::ClassifyAnew(const xmlChar* uri, const xmlChar*& lastUri,
+                                           XmlNamespace& lastKind) {
     lastUri = uri;
     lastKind = ClassifyNamespace(uri);
     return lastKind;
@@ -216,7 +233,8 @@ void ItemTreeBuilder::Characters(const xmlChar* text, int length) {
         return;
     }
     const auto index = static_cast<ItemTree::Index>(tree.nodes_.size());
-    const std::uint32_t start = AppendText(reinterpret_cast<const char*>(text), static_cast<std::size_t>(length));
+    const std::uint32_t start =
+        AppendText(reinterpret_cast<const char*>(text), static_cast<std::size_t>(length));
     ItemTree::Node& node = tree.nodes_.emplace_back();
     node.isText = true;
     node.start = start;
@@ -228,6 +246,9 @@ void ItemTreeBuilder::Characters(const xmlChar* text, int length) {
 bool ItemTreeBuilder::Finish() {
     if (!Complete() || xmlDictReference(dict_) != 0) return false;
     tree_->dict_.reset(dict_);
+    FitLoose(tree_->nodes_);
+    FitLoose(tree_->attributes_);
+    FitLoose(tree_->text_);
     lastNodes_ = tree_->nodes_.size();
     lastAttributes_ = tree_->attributes_.size();
     lastText_ = tree_->text_.size();

@@ -102,7 +102,7 @@ class ItemTree {
 class ItemTreeBuilder {
   public:
     // Starts building into `into`, emptied first; `dict` is the dictionary of the parser whose events follow.
-    // Room is made for about as much as the tree finished last held: items of one class are much alike.
+    // Room is made for about as much as the tree finished last held, within bounds.
     void Begin(ItemTree& into, xmlDict* dict);
     void StartElement(const xmlChar* localName, const xmlChar* prefix, const xmlChar* uri, int attributeCount,
                       const xmlChar** attributes);
