@@ -46,8 +46,6 @@ bool TagWithinBound(const char* at, const char* end) {
     return true;
 }
 
-}  // namespace
-
 // Whether some '<' is followed by more than `room` bytes without another. From each '<' the last '<' of the
 // next `room` bytes is looked up, so the text is crossed in steps of about `room` bytes.
 bool HasStretchWithoutTag(const char* at, const char* const end, std::size_t room) {
@@ -59,6 +57,8 @@ bool HasStretchWithoutTag(const char* at, const char* const end, std::size_t roo
     }
     return false;
 }
+
+}  // namespace
 
 // A '<' cannot stand in a tag, not even in a quoted value: the parser ends the tag's attributes there and
 // reads on from that '<'. So a start tag's attributes lie between its '<' and the next one, and only a tag
