@@ -20,7 +20,7 @@ void CQnWSMan::UseStylesheet(const char* fileName) {
 }
 
 int CQnWSMan::TransformItem(const char* itemXml, CQncString& error) {
-    return TransformItem(EnumeratedItem{itemXml != nullptr ? itemXml : "", nullptr}, error);
+    return TransformItem(EnumeratedItem(itemXml != nullptr ? itemXml : ""), error);
 }
 
 int CQnWSMan::TransformItem(const EnumeratedItem& item, CQncString& error) {

@@ -54,7 +54,6 @@ void CQncXmlDoc::Uninitialize() {
     if (initialized_ == 0) return;
     xmlDoc_.reset();
     xslDoc_.reset();
-    rootElement_.reset();
     loadedStylesheet_ = {};
     if (comInitialized_ != 0) {
         qn::platform::ComUninitialize();
@@ -64,14 +63,13 @@ void CQncXmlDoc::Uninitialize() {
 }
 
 int CQncXmlDoc::LoadXml(const char* xmlText) {
-    return LoadItem(qn::platform::EnumeratedItem{xmlText != nullptr ? xmlText : "", nullptr});
+    return LoadItem(qn::platform::EnumeratedItem(xmlText != nullptr ? xmlText : ""));
 }
 
 int CQncXmlDoc::LoadItem(const qn::platform::EnumeratedItem& item) {
     if (initialized_ == 0) return -1;
     if (!xmlDoc_->LoadItem(item)) return -1;
-    rootElement_ = xmlDoc_->DocumentElementName();
-    return rootElement_.has_value() ? 0 : -1;
+    return xmlDoc_->HasDocumentElement() ? 0 : -1;
 }
 
 int CQncXmlDoc::TransformWith(const char* stylesheetPath, CQncString& output,

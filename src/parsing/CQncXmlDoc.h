@@ -44,8 +44,6 @@ class CQncXmlDoc : public CQncBase {
 
     std::unique_ptr<qn::platform::XmlDocument> xmlDoc_;
     std::unique_ptr<qn::platform::XmlDocument> xslDoc_;
-    // The document element of the last item that loaded; kept when a later load fails.
-    std::optional<std::string> rootElement_;
     // What xslDoc_ holds: the file it was loaded from, as it was then. Empty path: nothing reusable.
     struct LoadedStylesheet {
         std::string path;

@@ -33,7 +33,7 @@ void CSnWinrmNode::SetStylesheet(const char* fileName) {
 }
 
 int CSnWinrmNode::Transform(const char* itemXml) {
-    return Transform(qn::platform::EnumeratedItem{itemXml != nullptr ? itemXml : "", nullptr});
+    return Transform(qn::platform::EnumeratedItem(itemXml != nullptr ? itemXml : ""));
 }
 
 int CSnWinrmNode::Transform(const qn::platform::EnumeratedItem& item) {

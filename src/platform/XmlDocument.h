@@ -32,7 +32,7 @@ class XmlDocument {
 
     // loadXML of an item the WinRM objects handed over. Its text is read like LoadText's, unless the item
     // carries the tree the platform's client read it into (POSIX), which is then taken as it is.
-    virtual bool LoadItem(const EnumeratedItem& item) { return LoadText(item.text); }
+    virtual bool LoadItem(const EnumeratedItem& item) { return LoadText(item.Text()); }
 
     // load: the document becomes the content of the file that `modulePath` names (a module path, see
     // FileSystem.h). False when it cannot be read or is not well-formed; the document is then empty.
@@ -40,6 +40,7 @@ class XmlDocument {
 
     // documentElement's nodeName (with its prefix), or nothing for an empty document.
     virtual std::optional<std::string> DocumentElementName() const = 0;
+    virtual bool HasDocumentElement() const { return DocumentElementName().has_value(); }
 
     // transformNode: applies `stylesheet` (a document loaded with an XSLT 1.0 stylesheet) to this document
     // and puts the result text into `output` (UTF-8 on POSIX, whatever encoding the stylesheet declares).

@@ -33,7 +33,7 @@ class FakeEnumerator final : public qn::platform::WsmanEnumerator {
     }
     HResult ReadItem(qn::platform::EnumeratedItem& item) override {
         if (FailsNow()) return reply_.readFailure;
-        item = {reply_.items.at(next_++), nullptr};
+        item = qn::platform::EnumeratedItem(reply_.items.at(next_++));
         return qn::platform::kOk;
     }
 

@@ -89,8 +89,8 @@ class RecordWriter {
             out_.append("\r\n");
         }
         if (WritePropertiesGrouped(root)) return !declined_;
-        for (Index child = root.firstChild; child != kNone; child = At(child).next) {
-            if (!IsListedProperty(child)) continue;
+        for (Index child = FirstChild(root); child != kNone; child = At(child).next) {
+            if (!IsListedProperty(FirstChild(root), child)) continue;
             WriteProperty(At(child).localName, [&](std::string& value) { AppendJoinedValues(child, value); });
         }
         return !declined_;
@@ -103,6 +103,7 @@ class RecordWriter {
     static constexpr std::size_t kNameSlots = 512;  // a power of two, at least twice kGroupedChildren
 
     const Node& At(Index index) const { return tree_.At(index); }
+    Index FirstChild(const Node& node) const { return tree_.FirstChild(node); }
 
     // The value is written where it stands in the record, then translated there.
     template <typename AppendValues>
@@ -124,7 +125,7 @@ class RecordWriter {
         std::array<std::uint16_t, kGroupedChildren> lastOfName;  // valid for the first of each name
         std::array<bool, kGroupedChildren> firstOfName;
         std::size_t count = 0;
-        for (Index child = root.firstChild; child != kNone; child = At(child).next) {
+        for (Index child = FirstChild(root); child != kNone; child = At(child).next) {
             if (At(child).isText) continue;
             if (count == kGroupedChildren) return false;
             children[count++] = child;
@@ -172,23 +173,23 @@ class RecordWriter {
 
     // The stylesheet's "same-property" key: element children of one parent that share a local name
     // (namespaces aside) are the values of one property, listed where the first of them stands. Names are
-    // interned, so equal names are one pointer.
-    bool IsFirstOfItsName(Index element) const {
+    // interned, so equal names are one pointer. `first` is the first of the element's siblings.
+    bool IsFirstOfItsName(Index first, Index element) const {
         const char* name = At(element).localName;
-        for (Index before = At(element).prev; before != kNone; before = At(before).prev) {
+        for (Index before = first; before != element; before = At(before).next) {
             if (!At(before).isText && At(before).localName == name) return false;
         }
         return true;
     }
 
     // A property is listed unless its first element is a cim:Location (WS-Management's own addressing).
-    bool IsListedProperty(Index child) const {
-        return !At(child).isText && IsFirstOfItsName(child) &&
+    bool IsListedProperty(Index first, Index child) const {
+        return !At(child).isText && IsFirstOfItsName(first, child) &&
                !IsNamed(At(child), XmlNamespace::Cim, "Location");
     }
 
     Index FirstElementChild(const Node& element) const {
-        for (Index child = element.firstChild; child != kNone; child = At(child).next) {
+        for (Index child = FirstChild(element); child != kNone; child = At(child).next) {
             if (!At(child).isText) return child;
         }
         return kNone;
@@ -196,7 +197,7 @@ class RecordWriter {
 
     template <typename Predicate>
     Index FirstElementChildWhere(const Node& element, Predicate predicate) const {
-        for (Index child = element.firstChild; child != kNone; child = At(child).next) {
+        for (Index child = FirstChild(element); child != kNone; child = At(child).next) {
             if (!At(child).isText && predicate(At(child))) return child;
         }
         return kNone;
@@ -212,7 +213,7 @@ class RecordWriter {
 
     // The XPath string value of an element: its descendant text in document order.
     void AppendStringValue(const Node& element, std::string& out) const {
-        for (Index child = element.firstChild; child != kNone; child = At(child).next) {
+        for (Index child = FirstChild(element); child != kNone; child = At(child).next) {
             const Node& node = At(child);
             if (!node.isText) {
                 AppendStringValue(node, out);
@@ -278,8 +279,8 @@ class RecordWriter {
     // Name=value pairs of the embedded object's own properties, joined by ";".
     void AppendEmbeddedObject(const Node& element, std::string& value) {
         bool first = true;
-        for (Index child = element.firstChild; child != kNone; child = At(child).next) {
-            if (!IsListedProperty(child)) continue;
+        for (Index child = FirstChild(element); child != kNone; child = At(child).next) {
+            if (!IsListedProperty(FirstChild(element), child)) continue;
             if (!first) value.push_back(';');
             first = false;
             value.append(At(child).localName);
@@ -300,9 +301,9 @@ class RecordWriter {
         value.append(lastSlash == std::string::npos ? uri : uri.substr(lastSlash + 1));
 
         bool first = true;
-        for (Index set = reference.firstChild; set != kNone; set = At(set).next) {
+        for (Index set = FirstChild(reference); set != kNone; set = At(set).next) {
             if (!IsNamedInEither(At(set), XmlNamespace::Wsman, "SelectorSet")) continue;
-            for (Index selector = At(set).firstChild; selector != kNone; selector = At(selector).next) {
+            for (Index selector = FirstChild(At(set)); selector != kNone; selector = At(selector).next) {
                 if (!IsNamedInEither(At(selector), XmlNamespace::Wsman, "Selector")) continue;
                 value.push_back(first ? '.' : ',');
                 first = false;

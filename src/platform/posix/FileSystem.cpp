@@ -5,26 +5,47 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cctype>
+#include <climits>
 
 namespace qn::platform {
 
-std::string MapModulePath(std::string_view modulePath) {
+namespace {
+
+// A module path names the file by what follows its drive letter; its separators become '/'.
+std::string_view WithoutDrive(std::string_view modulePath) {
     if (modulePath.size() >= 2 && modulePath[1] == ':' &&
         std::isalpha(static_cast<unsigned char>(modulePath[0])) != 0) {
         modulePath.remove_prefix(2);
     }
-    std::string path(modulePath);
-    for (char& c : path) {
-        if (c == '\\') c = '/';
-    }
+    return modulePath;
+}
+
+}  // namespace
+
+std::string MapModulePath(std::string_view modulePath) {
+    std::string path(WithoutDrive(modulePath));
+    std::replace(path.begin(), path.end(), '\\', '/');
     return path;
 }
 
 std::optional<FileStamp> StampOfExistingFile(const char* modulePath) {
     if (modulePath == nullptr || *modulePath == '\0') return std::nullopt;
+    // Asked before every item is transformed: the mapped path is made on the stack, not the heap.
+    std::array<char, PATH_MAX> onStack;
+    const std::string_view file = WithoutDrive(modulePath);
+    std::string onHeap;
+    const char* path = onStack.data();
+    if (file.size() < onStack.size()) {
+        *std::replace_copy(file.begin(), file.end(), onStack.begin(), '\\', '/') = '\0';
+    } else {
+        onHeap = MapModulePath(file);
+        path = onHeap.c_str();
+    }
     struct stat status {};
-    if (stat(MapModulePath(modulePath).c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return std::nullopt;
+    if (stat(path, &status) != 0 || S_ISDIR(status.st_mode)) return std::nullopt;
     const std::int64_t modified =
         static_cast<std::int64_t>(status.st_mtim.tv_sec) * 1'000'000'000 + status.st_mtim.tv_nsec;
     timespec now{};

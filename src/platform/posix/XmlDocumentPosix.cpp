@@ -14,6 +14,7 @@
 #include "platform/XmlDocument.h"
 #include "platform/posix/XmlLibrary.h"
 #include "platform/posix/XmlTransform.h"
+#include "wsman/core/ItemArena.h"
 #include "wsman/core/ItemTree.h"
 
 namespace qn::platform {
@@ -30,19 +31,16 @@ class LibxmlDocument final : public XmlDocument {
     // stylesheet has to be applied by libxslt.
     bool LoadText(std::string_view text) override {
         Forget();
-        if (!ItemParserOfThisThread().Parse(text, ownTree_)) return false;
-        tree_ = &ownTree_;
-        text_.assign(text);
-        return true;
+        tree_ = ItemParserOfThisThread().Parse(text, ownArena_);
+        return tree_ != nullptr;
     }
 
     // The client read the item into its tree while reading the reply: it is used as it is, not read again.
     bool LoadItem(const EnumeratedItem& item) override {
-        if (item.tree == nullptr) return LoadText(item.text);
+        if (item.Tree() == nullptr) return LoadText(item.Text());
         Forget();
-        sharedTree_ = item.tree;
+        sharedTree_ = item.Tree();  // holds the item's text too
         tree_ = sharedTree_.get();
-        text_.assign(item.text);
         return true;
     }
 
@@ -71,6 +69,9 @@ class LibxmlDocument final : public XmlDocument {
     bool ReplacesNativeStylesheet() const override {
         return builtin_ == native::BuiltinStylesheet::EditedInstanceRecord;
     }
+
+    // An item read into a tree has its element: the tree is made only of a well-formed document.
+    bool HasDocumentElement() const override { return tree_ != nullptr || DocumentElementName().has_value(); }
 
     std::optional<std::string> DocumentElementName() const override {
         if (tree_ != nullptr) return tree_->RootName();
@@ -146,11 +147,11 @@ class LibxmlDocument final : public XmlDocument {
         return entry->style.get();
     }
 
-    bool IsLoaded() const { return doc_ != nullptr || !text_.empty(); }
+    bool IsLoaded() const { return doc_ != nullptr || tree_ != nullptr || !text_.empty(); }
 
     void Forget() {
         tree_ = nullptr;
-        ownTree_.Clear();
+        ownArena_.Clear();
         sharedTree_.reset();
         text_.clear();
         textUrl_.clear();
@@ -162,8 +163,12 @@ class LibxmlDocument final : public XmlDocument {
     // libxml2's document: the file's, or one made now from the item's or the file's text (which parsed once
     // already).
     xmlDoc* Document() const {
-        if (doc_ == nullptr && !text_.empty())
+        if (doc_ != nullptr) return doc_.get();
+        if (tree_ != nullptr) {
+            doc_ = wsman::xml::ParseUntrusted(tree_->Source());
+        } else if (!text_.empty()) {
             doc_ = wsman::xml::ParseUntrusted(text_, textUrl_.empty() ? nullptr : textUrl_.c_str());
+        }
         return doc_.get();
     }
 
@@ -174,13 +179,14 @@ class LibxmlDocument final : public XmlDocument {
         return parser;
     }
 
-    // The item's tree: read here from its text (ownTree_, reused from item to item) or the client's.
+    // The item's tree, which holds its text: read here from the text (into ownArena_, whose memory is
+    // reused from item to item) or the client's.
     const ItemTree* tree_ = nullptr;
-    ItemTree ownTree_;
+    wsman::xml::ItemArena ownArena_;
     std::shared_ptr<const ItemTree> sharedTree_;
-    std::string text_;     // the item's text while tree_ holds it, or a natively written stylesheet's
-    std::string textUrl_;  // the stylesheet file's path, for libxml2's document of it
-    std::string record_;   // the record being written natively; it changes place with the output
+    std::string text_;                // a natively written stylesheet's text
+    std::string textUrl_;             // the stylesheet file's path, for libxml2's document of it
+    std::string record_;              // the record being written natively; it changes place with the output
     mutable wsman::xml::DocPtr doc_;  // a file's document, or the item's once libxslt needed it
     // Set when the document was loaded from a settled file (see SettledVersion).
     std::optional<FileVersion> version_;

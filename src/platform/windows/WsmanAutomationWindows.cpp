@@ -75,7 +75,7 @@ class WindowsEnumerator final : public WsmanEnumerator {
             item = EnumeratedItem();  // text alone: MSXML reads it
             Bstr text;
             const HRESULT hr = enumerator_->ReadItem(text.Receive());
-            if (SUCCEEDED(hr)) item.text = text.ToAnsi();
+            if (SUCCEEDED(hr)) item = EnumeratedItem(text.ToAnsi());
             return hr;
         });
     }

@@ -43,7 +43,7 @@ HResult EnumerationStream::Take(soap::EnumerationBatch batch) {
     items_ = std::move(batch.items);
     next_ = 0;
     endOfSequence_ = batch.endOfSequence;
-    for (const EnumeratedItem& item : items_) itemBytes_ += item.text.size();
+    for (const EnumeratedItem& item : items_) itemBytes_ += item.Text().size();
     if (itemBytes_ > bounds.maxItemBytes) return Stop(errors::kBatchComplete);
     emptyBatchesInARow_ = items_.empty() && !endOfSequence_ ? emptyBatchesInARow_ + 1 : 0;
     if (emptyBatchesInARow_ > bounds.maxEmptyBatches) return Stop(errors::kResponseNoResults);

@@ -7,35 +7,30 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <new>
+#include <type_traits>
 
+#include "wsman/core/ItemArena.h"
 #include "wsman/core/UntrustedXml.h"
 
 namespace wsman::xml {
 
-static_assert(sizeof(ItemTree::Node) <= 40, "a check holds the nodes of every item it read");
+static_assert(sizeof(ItemTree::Node) <= 24, "a check holds the nodes of every item it read");
+// An arena frees its trees with its memory, without destroying them.
+static_assert(std::is_trivially_destructible_v<ItemTree>);
 
 namespace {
 
 // A few thousand names cover every class of a computer; a parser holding more starts afresh.
 constexpr int kMaxInternedNames = 20000;
 
-// Buffers a big item left behind are given back rather than kept for the next, small, one.
+// Arrays a big item left behind are given back rather than kept for the next, small, one.
 constexpr std::size_t kKeptCapacity = 1 << 20;
 
-// A tree reserves room for about as much as the one before it held, up to these: items of one class are
-// much alike, and one big item must not make every later one reserve its size.
-constexpr std::size_t kMaxReservedNodes = 4096;
-constexpr std::size_t kMaxReservedAttributes = 1024;
-constexpr std::size_t kMaxReservedText = 64 * 1024;
-
-std::size_t RoomAfter(std::size_t last, std::size_t bound) {
-    return std::min(last + last / 8, bound);  // an eighth more: a slightly bigger item does not double it
-}
-
-// A check holds every item's tree: an array left far larger than its content is cut to size.
 template <typename Array>
-void FitLoose(Array& array) {
-    if (array.capacity() > array.size() + array.size() / 4 + 16) array.shrink_to_fit();
+void ClearKeepingLittle(Array& array) {
+    array.clear();
+    if (array.capacity() * sizeof(array[0]) > kKeptCapacity) Array().swap(array);
 }
 
 XmlNamespace ClassifyNamespace(const xmlChar* uri) {
@@ -60,21 +55,6 @@ bool SameName(const char* a, const char* b) {
 
 }  // namespace
 
-void ItemTree::Clear() {
-    nodes_.clear();
-    attributes_.clear();
-    text_.clear();
-    if (text_.capacity() > kKeptCapacity) std::string().swap(text_);
-    if (nodes_.capacity() * sizeof(Node) > kKeptCapacity) std::vector<Node>().swap(nodes_);
-    if (attributes_.capacity() * sizeof(Attribute) > kKeptCapacity)
-        std::vector<Attribute>().swap(attributes_);
-    dict_.reset();
-    rootPrefix_ = nullptr;
-    depth_ = 0;
-    namesInterned_ = true;
-    hasXmlSpace_ = false;
-}
-
 std::optional<std::string_view> ItemTree::FindAttribute(const Node& element, XmlNamespace ns,
                                                         const char* localName) const {
     for (Index i = element.start; i < element.start + element.length; ++i) {
@@ -87,29 +67,28 @@ std::optional<std::string_view> ItemTree::FindAttribute(const Node& element, Xml
 }
 
 std::string ItemTree::RootName() const {
-    if (nodes_.empty()) return {};
+    if (nodeCount_ == 0) return {};
     std::string name;
     if (rootPrefix_ != nullptr) name.append(rootPrefix_).push_back(':');
-    return name.append(nodes_.front().localName);
+    return name.append(nodes_[0].localName);
 }
 
 bool ItemTree::SameAs(const ItemTree& other) const {
-    if (nodes_.size() != other.nodes_.size() || attributes_.size() != other.attributes_.size() ||
+    if (nodeCount_ != other.nodeCount_ || attributeCount_ != other.attributeCount_ ||
         !SameName(rootPrefix_, other.rootPrefix_) || depth_ != other.depth_ ||
         hasXmlSpace_ != other.hasXmlSpace_) {
         return false;
     }
-    for (std::size_t i = 0; i < nodes_.size(); ++i) {
+    for (Index i = 0; i < nodeCount_; ++i) {
         const Node& a = nodes_[i];
         const Node& b = other.nodes_[i];
         if (a.isText != b.isText || a.ns != b.ns || !SameName(a.localName, b.localName) ||
-            a.parent != b.parent || a.firstChild != b.firstChild || a.lastChild != b.lastChild ||
-            a.next != b.next || a.prev != b.prev ||
+            a.hasChildren != b.hasChildren || a.next != b.next ||
             (a.isText ? TextOf(a) != other.TextOf(b) : a.start != b.start || a.length != b.length)) {
             return false;
         }
     }
-    for (std::size_t i = 0; i < attributes_.size(); ++i) {
+    for (Index i = 0; i < attributeCount_; ++i) {
         const Attribute& a = attributes_[i];
         const Attribute& b = other.attributes_[i];
         if (a.ns != b.ns || !SameName(a.localName, b.localName) ||
@@ -120,12 +99,11 @@ bool ItemTree::SameAs(const ItemTree& other) const {
     return true;
 }
 
-void ItemTreeBuilder::Begin(ItemTree& into, xmlDict* dict) {
-    into.Clear();
-    into.nodes_.reserve(RoomAfter(lastNodes_, kMaxReservedNodes));
-    into.attributes_.reserve(RoomAfter(lastAttributes_, kMaxReservedAttributes));
-    into.text_.reserve(RoomAfter(lastText_, kMaxReservedText));
-    tree_ = &into;
+void ItemTreeBuilder::Begin(xmlDict* dict) {
+    ClearKeepingLittle(nodes_);
+    ClearKeepingLittle(attributes_);
+    ClearKeepingLittle(text_);
+    open_.clear();
     if (dict != dict_) {
         // A URI of another dictionary may sit at the same address.
         lastElementUri_ = nullptr;
@@ -134,8 +112,10 @@ void ItemTreeBuilder::Begin(ItemTree& into, xmlDict* dict) {
         lastAttributeKind_ = XmlNamespace::None;
     }
     dict_ = dict;
-    open_ = ItemTree::kNone;
+    rootPrefix_ = nullptr;
     depth_ = 0;
+    namesInterned_ = true;
+    hasXmlSpace_ = false;
     textContinues_ = false;
 }
 
@@ -146,22 +126,13 @@ XmlNamespace ItemTreeBuilder::ClassifyAnew(const xmlChar* uri, const xmlChar*& l
     return lastKind;
 }
 
-std::uint32_t ItemTreeBuilder::AppendText(const char* text, std::size_t length) {
-    const auto offset = static_cast<std::uint32_t>(tree_->text_.size());
-    tree_->text_.append(text, length);
-    return offset;
-}
-
 void ItemTreeBuilder::Link(ItemTree::Index child) {
-    ItemTree::Node& node = tree_->nodes_[child];
-    node.parent = open_;
-    if (open_ == ItemTree::kNone) return;
-    ItemTree::Node& parent = tree_->nodes_[open_];
+    if (open_.empty()) return;
+    OpenElement& parent = open_.back();
     if (parent.lastChild != ItemTree::kNone) {
-        tree_->nodes_[parent.lastChild].next = child;
-        node.prev = parent.lastChild;
+        nodes_[parent.lastChild].next = child;
     } else {
-        parent.firstChild = child;
+        nodes_[parent.index].hasChildren = true;  // and its first child stands right after it
     }
     parent.lastChild = child;
 }
@@ -172,87 +143,101 @@ void ItemTreeBuilder::Link(ItemTree::Index child) {
 void ItemTreeBuilder::AppendAttributeValue(const xmlChar* value, const xmlChar* end) {
     const int length = static_cast<int>(end - value);
     if (*end != 0) {
-        AppendText(reinterpret_cast<const char*>(value), static_cast<std::size_t>(length));
+        text_.append(reinterpret_cast<const char*>(value), static_cast<std::size_t>(length));
         return;
     }
     xmlNode* parts = xmlStringLenGetNodeList(nullptr, value, length);
     xmlChar* resolved = xmlNodeListGetString(nullptr, parts, 1);
-    if (resolved != nullptr)
-        AppendText(reinterpret_cast<const char*>(resolved),
-                   std::strlen(reinterpret_cast<const char*>(resolved)));
+    if (resolved != nullptr) text_.append(reinterpret_cast<const char*>(resolved));
     xmlFree(resolved);
     xmlFreeNodeList(parts);
 }
 
 void ItemTreeBuilder::StartElement(const xmlChar* localName, const xmlChar* prefix, const xmlChar* uri,
                                    int attributeCount, const xmlChar** attributes) {
-    ItemTree& tree = *tree_;
-    const auto index = static_cast<ItemTree::Index>(tree.nodes_.size());
-    if (xmlDictOwns(dict_, localName) != 1) tree.namesInterned_ = false;
-    if (index == ItemTree::Root()) tree.rootPrefix_ = reinterpret_cast<const char*>(prefix);
-    const auto attributesStart = static_cast<ItemTree::Index>(tree.attributes_.size());
+    const auto index = static_cast<ItemTree::Index>(nodes_.size());
+    if (xmlDictOwns(dict_, localName) != 1) namesInterned_ = false;
+    if (index == ItemTree::Root()) rootPrefix_ = reinterpret_cast<const char*>(prefix);
+    const auto attributesStart = static_cast<ItemTree::Index>(attributes_.size());
     for (int i = 0; i < attributeCount; ++i) {
         const xmlChar* const* attribute = attributes + 5 * i;  // local name, prefix, URI, value, end
-        ItemTree::Attribute& entry = tree.attributes_.emplace_back();
+        ItemTree::Attribute& entry = attributes_.emplace_back();
         entry.localName = reinterpret_cast<const char*>(attribute[0]);
         entry.ns = Classify(attribute[2], lastAttributeUri_, lastAttributeKind_);
-        if (entry.ns == XmlNamespace::Xml && std::strcmp(entry.localName, "space") == 0)
-            tree.hasXmlSpace_ = true;
-        entry.valueOffset = static_cast<std::uint32_t>(tree.text_.size());
+        if (entry.ns == XmlNamespace::Xml && std::strcmp(entry.localName, "space") == 0) hasXmlSpace_ = true;
+        entry.valueOffset = static_cast<std::uint32_t>(text_.size());
         AppendAttributeValue(attribute[3], attribute[4]);
-        entry.valueLength = static_cast<std::uint32_t>(tree.text_.size()) - entry.valueOffset;
+        entry.valueLength = static_cast<std::uint32_t>(text_.size()) - entry.valueOffset;
     }
-    ItemTree::Node& node = tree.nodes_.emplace_back();
+    ItemTree::Node& node = nodes_.emplace_back();
     node.localName = reinterpret_cast<const char*>(localName);
     node.ns = Classify(uri, lastElementUri_, lastElementKind_);
     node.start = attributesStart;
     node.length = static_cast<ItemTree::Index>(attributeCount);
     Link(index);
-    open_ = index;
-    if (++depth_ > tree.depth_) tree.depth_ = depth_;
+    open_.push_back(OpenElement{index, ItemTree::kNone});
+    if (open_.size() > depth_) depth_ = static_cast<std::uint32_t>(open_.size());
     textContinues_ = false;
 }
 
 void ItemTreeBuilder::EndElement() {
-    if (open_ != ItemTree::kNone) {
-        open_ = tree_->nodes_[open_].parent;
-        --depth_;
-    }
+    if (!open_.empty()) open_.pop_back();
     textContinues_ = false;
 }
 
 // Text of one run (characters, references and CDATA with nothing between them) is one text node, as in
 // libxml2's tree; a comment or processing instruction between two runs separates them.
 void ItemTreeBuilder::Characters(const xmlChar* text, int length) {
-    if (open_ == ItemTree::kNone || length <= 0) return;
-    ItemTree& tree = *tree_;
+    if (open_.empty() || length <= 0) return;
     if (textContinues_) {
-        ItemTree::Node& last = tree.nodes_[tree.nodes_[open_].lastChild];
-        tree.text_.append(reinterpret_cast<const char*>(text), static_cast<std::size_t>(length));
-        last.length += static_cast<std::uint32_t>(length);
+        nodes_[open_.back().lastChild].length += static_cast<std::uint32_t>(length);
+        text_.append(reinterpret_cast<const char*>(text), static_cast<std::size_t>(length));
         return;
     }
-    const auto index = static_cast<ItemTree::Index>(tree.nodes_.size());
-    const std::uint32_t start =
-        AppendText(reinterpret_cast<const char*>(text), static_cast<std::size_t>(length));
-    ItemTree::Node& node = tree.nodes_.emplace_back();
+    const auto index = static_cast<ItemTree::Index>(nodes_.size());
+    ItemTree::Node& node = nodes_.emplace_back();
     node.isText = true;
-    node.start = start;
+    node.start = static_cast<std::uint32_t>(text_.size());
     node.length = static_cast<std::uint32_t>(length);
+    text_.append(reinterpret_cast<const char*>(text), static_cast<std::size_t>(length));
     Link(index);
     textContinues_ = true;
 }
 
-bool ItemTreeBuilder::Finish() {
-    if (!Complete() || xmlDictReference(dict_) != 0) return false;
-    tree_->dict_.reset(dict_);
-    FitLoose(tree_->nodes_);
-    FitLoose(tree_->attributes_);
-    FitLoose(tree_->text_);
-    lastNodes_ = tree_->nodes_.size();
-    lastAttributes_ = tree_->attributes_.size();
-    lastText_ = tree_->text_.size();
-    return true;
+const ItemTree* ItemTreeBuilder::Finish(ItemArena& arena, std::initializer_list<std::string_view> source) {
+    if (!Complete() || !arena.Hold(dict_)) return nullptr;
+    // One piece of the arena: the tree, its nodes, its attributes, its texts and its source.
+    const std::size_t nodeBytes = nodes_.size() * sizeof(ItemTree::Node);
+    const std::size_t attributeBytes = attributes_.size() * sizeof(ItemTree::Attribute);
+    std::size_t sourceBytes = 0;
+    for (const std::string_view piece : source) sourceBytes += piece.size();
+    auto* memory = static_cast<std::byte*>(
+        arena.Allocate(sizeof(ItemTree) + nodeBytes + attributeBytes + text_.size() + sourceBytes));
+    if (memory == nullptr) return nullptr;
+    auto* tree = new (memory) ItemTree();
+    std::byte* at = memory + sizeof(ItemTree);
+    static_assert(sizeof(ItemTree) % alignof(ItemTree::Node) == 0 &&
+                  sizeof(ItemTree::Node) % alignof(ItemTree::Attribute) == 0);
+    tree->nodes_ = static_cast<ItemTree::Node*>(std::memcpy(at, nodes_.data(), nodeBytes));
+    at += nodeBytes;
+    tree->attributes_ = static_cast<ItemTree::Attribute*>(
+        attributeBytes != 0 ? std::memcpy(at, attributes_.data(), attributeBytes) : at);
+    at += attributeBytes;
+    tree->text_ = reinterpret_cast<const char*>(at);
+    if (!text_.empty()) std::memcpy(at, text_.data(), text_.size());
+    at += text_.size();
+    tree->source_ = std::string_view(reinterpret_cast<const char*>(at), sourceBytes);
+    for (const std::string_view piece : source) {
+        if (!piece.empty()) std::memcpy(at, piece.data(), piece.size());
+        at += piece.size();
+    }
+    tree->nodeCount_ = static_cast<ItemTree::Index>(nodes_.size());
+    tree->attributeCount_ = static_cast<ItemTree::Index>(attributes_.size());
+    tree->rootPrefix_ = rootPrefix_;
+    tree->depth_ = depth_;
+    tree->namesInterned_ = namesInterned_;
+    tree->hasXmlSpace_ = hasXmlSpace_;
+    return tree;
 }
 
 // The SAX side of ItemTreeParser: libxml2 calls these with its parser context, whose _private points to
@@ -318,14 +303,13 @@ bool ItemTreeParser::Renew() {
     return true;
 }
 
-bool ItemTreeParser::Parse(std::string_view text, ItemTree& tree) {
-    tree.Clear();
+const ItemTree* ItemTreeParser::Parse(std::string_view text, ItemArena& arena) {
     // Read exactly as ParseUntrustedText reads a text, so that both accept the same texts.
-    if (text.size() > static_cast<std::size_t>(INT_MAX) || !ReadsAsUtf8(text)) return false;
+    if (text.size() > static_cast<std::size_t>(INT_MAX) || !ReadsAsUtf8(text)) return nullptr;
     if (ctxt_ != nullptr && xmlDictSize(ctxt_->dict) > kMaxInternedNames) ctxt_.reset();
-    if (ctxt_ == nullptr && !Renew()) return false;
+    if (ctxt_ == nullptr && !Renew()) return nullptr;
 
-    builder_.Begin(tree, ctxt_->dict);
+    builder_.Begin(ctxt_->dict);
     Events events{builder_};
     ctxt_->_private = &events;
     bool accepted = false;
@@ -339,12 +323,9 @@ bool ItemTreeParser::Parse(std::string_view text, ItemTree& tree) {
             ctxt_->wellFormed != 0 && ctxt_->nsWellFormed != 0 && !events.refused && builder_.Complete();
     }
     ctxt_->_private = nullptr;
-    // The tree's names live in the parser's dictionary, which a renewed parser would otherwise free.
-    if (!accepted || !builder_.Finish()) {
-        tree.Clear();
-        return false;
-    }
-    return true;
+    // The tree's names live in the parser's dictionary, which the arena holds: a renewed parser would
+    // otherwise free it.
+    return accepted ? builder_.Finish(arena, {text}) : nullptr;
 }
 
 }  // namespace wsman::xml

@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,23 +25,23 @@ namespace wsman::xml {
 // The namespaces the record writer tells apart; anything else is Other.
 enum class XmlNamespace : std::uint8_t { None, Xml, Xsi, Cim, Addressing, Wsman, Other };
 
+class ItemArena;
+
 class ItemTree {
   public:
     using Index = std::uint32_t;
     static constexpr Index kNone = 0xFFFFFFFF;
 
-    // 40 bytes: a check holds the trees of all its items at once.
+    // 24 bytes: a check holds the trees of all its items at once. Nodes stand in document order, so an
+    // element's first child, when it has one, is the node right after it.
     struct Node {
         const char* localName = nullptr;  // elements; interned: equal names are one pointer
-        Index parent = kNone;
-        Index firstChild = kNone;
-        Index lastChild = kNone;
-        Index next = kNone;
-        Index prev = kNone;
+        Index next = kNone;               // the next sibling
         // Elements: their attributes [start, start + length); texts: their characters in the text buffer.
         Index start = 0;
         Index length = 0;
         bool isText = false;
+        bool hasChildren = false;
         XmlNamespace ns = XmlNamespace::None;  // elements
     };
     struct Attribute {
@@ -50,14 +51,16 @@ class ItemTree {
         std::uint32_t valueLength = 0;
     };
 
-    ItemTree() = default;
+    // Trees live in an ItemArena, which frees them with their memory.
     ItemTree(const ItemTree&) = delete;
     ItemTree& operator=(const ItemTree&) = delete;
 
-    bool IsEmpty() const { return nodes_.empty(); }
-    void Clear();
+    bool IsEmpty() const { return nodeCount_ == 0; }
     static constexpr Index Root() { return 0; }
     const Node& At(Index index) const { return nodes_[index]; }
+    Index FirstChild(const Node& node) const {
+        return node.hasChildren ? static_cast<Index>(&node - nodes_) + 1 : kNone;
+    }
     std::string_view TextOf(const Node& text) const { return Slice(text.start, text.length); }
     // The value of the element's attribute with this namespace and local name, if it has one.
     std::optional<std::string_view> AttributeValue(const Node& element, XmlNamespace ns,
@@ -67,6 +70,8 @@ class ItemTree {
     }
     // The document element's name as written: "prefix:local" or "local".
     std::string RootName() const;
+    // The item's text the tree was read from, a standalone document.
+    std::string_view Source() const { return source_; }
     // Whether every element name came from the parser's dictionary, so that equal names are one pointer.
     bool NamesInterned() const { return namesInterned_; }
     // Elements on the longest path from the root down, the root counted.
@@ -78,19 +83,22 @@ class ItemTree {
 
   private:
     friend class ItemTreeBuilder;
-    friend class ItemTreeParser;
+    ItemTree() = default;
 
     std::optional<std::string_view> FindAttribute(const Node& element, XmlNamespace ns,
                                                   const char* localName) const;
     std::string_view Slice(std::uint32_t offset, std::uint32_t length) const {
-        return std::string_view(text_).substr(offset, length);
+        return std::string_view(text_ + offset, length);
     }
 
-    std::vector<Node> nodes_;
-    std::vector<Attribute> attributes_;
-    std::string text_;                  // texts and attribute values, back to back
-    DictPtr dict_;                      // holds the interned names: one reference of the parser's dictionary
+    // All of it in the arena; the names in a dictionary the arena holds.
+    const Node* nodes_ = nullptr;
+    const Attribute* attributes_ = nullptr;
+    const char* text_ = nullptr;  // texts and attribute values, back to back
+    std::string_view source_;
     const char* rootPrefix_ = nullptr;  // the document element's prefix, null without one
+    Index nodeCount_ = 0;
+    Index attributeCount_ = 0;
     std::uint32_t depth_ = 0;
     bool namesInterned_ = true;
     bool hasXmlSpace_ = false;
@@ -98,12 +106,12 @@ class ItemTree {
 
 // Builds a tree from the SAX2 events of one element and its content, as libxml2 hands them to its
 // startElementNs, endElementNs, characters (and ignorableWhitespace), comment and processingInstruction
-// handlers. Names are the parser's own and live as long as its dictionary.
+// handlers, into arrays of its own that are reused from item to item; Finish copies the tree into an arena.
+// Names are the parser's own and live as long as its dictionary.
 class ItemTreeBuilder {
   public:
-    // Starts building into `into`, emptied first; `dict` is the dictionary of the parser whose events follow.
-    // Room is made for about as much as the tree finished last held, within bounds.
-    void Begin(ItemTree& into, xmlDict* dict);
+    // Starts a tree; `dict` is the dictionary of the parser whose events follow.
+    void Begin(xmlDict* dict);
     void StartElement(const xmlChar* localName, const xmlChar* prefix, const xmlChar* uri, int attributeCount,
                       const xmlChar** attributes);
     void EndElement();
@@ -111,36 +119,42 @@ class ItemTreeBuilder {
     // A comment or processing instruction: text on either side of it is two texts.
     void Separator() { textContinues_ = false; }
     // The element of Begin has ended.
-    bool Complete() const { return tree_ != nullptr && !tree_->nodes_.empty() && open_ == ItemTree::kNone; }
-    // Ends the tree of Begin, which then holds its own reference of the dictionary. False when the element
-    // has not ended or that reference cannot be taken: the tree is then not to be used.
-    bool Finish();
+    bool Complete() const { return !nodes_.empty() && open_.empty(); }
+    // The tree of Begin, placed in `arena`, which then holds the dictionary. Its text is the pieces of
+    // `source` back to back (an item of a reply is its bytes there with declarations added after its name).
+    // Null when the element has not ended or memory or the dictionary's reference cannot be had.
+    const ItemTree* Finish(ItemArena& arena, std::initializer_list<std::string_view> source);
 
   private:
+    struct OpenElement {
+        ItemTree::Index index;
+        ItemTree::Index lastChild;
+    };
+
     static XmlNamespace Classify(const xmlChar* uri, const xmlChar*& lastUri, XmlNamespace& lastKind) {
         if (uri == lastUri) return lastKind;
         return ClassifyAnew(uri, lastUri, lastKind);
     }
     static XmlNamespace ClassifyAnew(const xmlChar* uri, const xmlChar*& lastUri, XmlNamespace& lastKind);
-    std::uint32_t AppendText(const char* text, std::size_t length);
     void AppendAttributeValue(const xmlChar* value, const xmlChar* end);
     void Link(ItemTree::Index child);
 
-    ItemTree* tree_ = nullptr;
     xmlDict* dict_ = nullptr;
-    ItemTree::Index open_ = ItemTree::kNone;  // the element being read
-    std::uint32_t depth_ = 0;                 // elements open
-    bool textContinues_ = false;              // the open element's last child is text, nothing since
+    std::vector<ItemTree::Node> nodes_;
+    std::vector<ItemTree::Attribute> attributes_;
+    std::string text_;
+    std::vector<OpenElement> open_;  // the elements being read, innermost last
+    const char* rootPrefix_ = nullptr;
+    std::uint32_t depth_ = 0;
+    bool namesInterned_ = true;
+    bool hasXmlSpace_ = false;
+    bool textContinues_ = false;  // the open element's last child is text, nothing since
     // Namespace URIs are mostly the same few, one for elements and one for attributes: each is classified
     // once while it repeats, as long as the names come from one dictionary.
     const xmlChar* lastElementUri_ = nullptr;
     XmlNamespace lastElementKind_ = XmlNamespace::None;
     const xmlChar* lastAttributeUri_ = nullptr;
     XmlNamespace lastAttributeKind_ = XmlNamespace::None;
-    // Sizes of the tree finished last.
-    std::size_t lastNodes_ = 0;
-    std::size_t lastAttributes_ = 0;
-    std::size_t lastText_ = 0;
 };
 
 // Reads items into trees. One parser context serves a stream of items, so the names they share are
@@ -153,9 +167,9 @@ class ItemTreeParser {
     ItemTreeParser(const ItemTreeParser&) = delete;
     ItemTreeParser& operator=(const ItemTreeParser&) = delete;
 
-    // The text is read as UTF-8 whatever its declaration says. False (and `tree` empty) when it is not a
-    // well-formed document or carries a DTD.
-    bool Parse(std::string_view text, ItemTree& tree);
+    // The text is read as UTF-8 whatever its declaration says; its tree, holding a copy of it, is placed in
+    // `arena`. Null when it is not a well-formed document or carries a DTD.
+    const ItemTree* Parse(std::string_view text, ItemArena& arena);
 
   private:
     struct Events;

@@ -3,7 +3,9 @@
 #include <libxml/parser.h>
 
 #include <cstring>
+#include <memory>
 
+#include "wsman/core/ItemArena.h"
 #include "wsman/core/ItemTree.h"
 #include "wsman/core/UntrustedXml.h"
 #include "wsman/soap/Namespaces.h"
@@ -90,9 +92,10 @@ struct Reader {
     std::vector<std::pair<std::string_view, std::string_view>> outside;
     std::vector<std::string> usedPrefixes;
     std::vector<const xmlChar*> seenPrefixes;  // the parser's interned prefixes already in usedPrefixes
-    // The item's tree, built from the same events.
+    // The item's tree, built from the same events, and its text; both are placed in the reply's arena.
     xml::ItemTreeBuilder treeBuilder;
-    std::shared_ptr<xml::ItemTree> tree;
+    std::string itemDeclarations;
+    std::shared_ptr<xml::ItemArena> arena;
 
     static Reader& Of(void* ctx) {
         auto* parser = static_cast<xmlParserCtxt*>(ctx);
@@ -193,8 +196,7 @@ struct Reader {
         itemStart = text.rfind('<', Position());
         itemNameLength = View(localName).size() + (prefix != nullptr ? View(prefix).size() + 1 : 0);
         itemDepth = roles.size() + 1;
-        tree = std::make_shared<xml::ItemTree>();
-        treeBuilder.Begin(*tree, ctxt->dict);
+        treeBuilder.Begin(ctxt->dict);
         usedPrefixes.clear();
         seenPrefixes.clear();
         outside.clear();
@@ -216,22 +218,29 @@ struct Reader {
             return;
         }
         const std::size_t nameEnd = itemStart + 1 + itemNameLength;
-        std::string item;
-        item.reserve(end - itemStart + 128);
-        item.append(text.substr(itemStart, nameEnd - itemStart));
+        // The declarations the item takes from the envelope go after its name.
+        std::string& declared = itemDeclarations;
+        declared.clear();
         for (const auto& [prefix, uri] : outside) {
             bool used = false;
             for (const std::string& known : usedPrefixes) used = used || known == prefix;
             if (!used) continue;
-            item += prefix.empty() ? " xmlns=\"" : " xmlns:";
-            if (!prefix.empty()) item.append(prefix).append("=\"");
-            AppendEscapedAttribute(item, uri);
-            item += '"';
+            declared += prefix.empty() ? " xmlns=\"" : " xmlns:";
+            if (!prefix.empty()) declared.append(prefix).append("=\"");
+            AppendEscapedAttribute(declared, uri);
+            declared += '"';
         }
-        item.append(text.substr(nameEnd, end - nameEnd));
-        // Without a tree (the dictionary cannot be held) the item is read again from its text.
-        if (!treeBuilder.Finish()) tree.reset();
-        summary.items.push_back(EnumeratedItem{std::move(item), std::move(tree)});
+        const std::string_view head = text.substr(itemStart, nameEnd - itemStart);
+        const std::string_view rest = text.substr(nameEnd, end - nameEnd);
+        if (arena == nullptr) arena = std::make_shared<xml::ItemArena>();
+        const xml::ItemTree* tree = treeBuilder.Finish(*arena, {head, declared, rest});
+        if (tree != nullptr) {
+            summary.items.emplace_back(std::shared_ptr<const xml::ItemTree>(arena, tree), tree->Source());
+        } else {
+            // Without a tree (memory or the dictionary's reference could not be had) the item is read
+            // again from its text.
+            summary.items.emplace_back(std::string(head).append(declared).append(rest));
+        }
     }
 
     static void StartElement(void* ctx, const xmlChar* localName, const xmlChar* prefix, const xmlChar* uri,

@@ -13,6 +13,7 @@
 #include "parsing/native/InstanceRecordWriter.h"
 #include "platform/posix/XmlLibrary.h"
 #include "platform/posix/XmlTransform.h"
+#include "wsman/core/ItemArena.h"
 #include "wsman/core/ItemTree.h"
 
 namespace {
@@ -74,12 +75,13 @@ void RequireWriterAgreesWithLibxslt(const std::string& item) {
     static const posix::UniqueXsltStylesheet style = posix::CompileStylesheet(*sheet);
     if (style == nullptr) std::abort();
     static wsman::xml::ItemTreeParser parser;
-    wsman::xml::ItemTree tree;
+    wsman::xml::ItemArena arena;
     const wsman::xml::DocPtr doc = wsman::xml::ParseUntrusted(item);
     // The compact tree and libxml2's document accept the same texts.
-    if (parser.Parse(item, tree) != (doc != nullptr)) std::abort();
+    const wsman::xml::ItemTree* tree = parser.Parse(item, arena);
+    if ((tree != nullptr) != (doc != nullptr)) std::abort();
     std::string written;
-    if (doc == nullptr || !native::WriteInstanceRecord(tree, written)) return;
+    if (doc == nullptr || !native::WriteInstanceRecord(*tree, written)) return;
     std::string transformed;
     if (!posix::ApplyStylesheet(*style, *doc, transformed) || transformed != written) std::abort();
 }

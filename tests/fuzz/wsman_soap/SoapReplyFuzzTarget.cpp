@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "wsman/core/ItemArena.h"
 #include "wsman/core/ItemTree.h"
 #include "wsman/soap/EnvelopeReader.h"
 #include "wsman/soap/Fault.h"
@@ -25,10 +26,10 @@ void FuzzSoapReply(const std::uint8_t* data, std::size_t size) {
         // Each item's text must read alone into the very tree the pass built: one of the two readings
         // would otherwise give the records another content than the other.
         static wsman::xml::ItemTreeParser parser;
-        wsman::xml::ItemTree alone;
+        wsman::xml::ItemArena arena;
         for (const wsman::EnumeratedItem& item : summary.items) {
-            if (!parser.Parse(item.text, alone) || item.tree == nullptr || !item.tree->SameAs(alone))
-                std::abort();
+            const wsman::xml::ItemTree* alone = parser.Parse(item.Text(), arena);
+            if (alone == nullptr || item.Tree() == nullptr || !item.Tree()->SameAs(*alone)) std::abort();
         }
     }
 

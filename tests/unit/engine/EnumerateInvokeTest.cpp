@@ -23,7 +23,7 @@ TEST_F(EnumerateTest, ClassNameBecomesSelectAllAndItemsAreAppended) {
     EXPECT_EQ(Script().enumerations[0].resourceUri,
               "http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/*");
     ASSERT_EQ(items.size(), 4u);
-    EXPECT_EQ(items[3].text, "<b/>");
+    EXPECT_EQ(items[3].Text(), "<b/>");
     EXPECT_TRUE(HasLine(Trace(), "Enumerate is using query: [select * from Win32_Service]."));
 }
 

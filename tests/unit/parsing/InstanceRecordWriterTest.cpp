@@ -18,6 +18,7 @@
 #include "platform/XmlDocument.h"
 #include "platform/posix/XmlLibrary.h"
 #include "platform/posix/XmlTransform.h"
+#include "wsman/core/ItemArena.h"
 #include "wsman/core/ItemTree.h"
 
 namespace {
@@ -44,9 +45,10 @@ std::optional<std::string> ViaLibxslt(const std::string& item) {
 // libxslt.
 std::optional<std::string> ViaWriter(const std::string& item) {
     static wsman::xml::ItemTreeParser parser;
-    wsman::xml::ItemTree tree;
+    wsman::xml::ItemArena arena;
+    const wsman::xml::ItemTree* tree = parser.Parse(item, arena);
     std::string output;
-    if (!parser.Parse(item, tree) || !native::WriteInstanceRecord(tree, output)) return std::nullopt;
+    if (tree == nullptr || !native::WriteInstanceRecord(*tree, output)) return std::nullopt;
     return output;
 }
 
@@ -201,8 +203,9 @@ TEST(InstanceRecordWriterTest, CompactTreeAcceptsWhatTheDocumentAccepts) {
                                             "<?pi?><a/><!--c-->"};
     wsman::xml::ItemTreeParser parser;
     for (const std::string& text : texts) {
-        wsman::xml::ItemTree tree;
-        const bool accepted = parser.Parse(text, tree);
+        wsman::xml::ItemArena arena;
+        const wsman::xml::ItemTree* tree = parser.Parse(text, arena);
+        const bool accepted = tree != nullptr;
         const wsman::xml::DocPtr doc = wsman::xml::ParseUntrusted(text);
         ASSERT_EQ(accepted, doc != nullptr) << text;
         if (!accepted) continue;
@@ -211,13 +214,13 @@ TEST(InstanceRecordWriterTest, CompactTreeAcceptsWhatTheDocumentAccepts) {
                                ? std::string(reinterpret_cast<const char*>(root->ns->prefix)) + ":"
                                : std::string();
         name += reinterpret_cast<const char*>(root->name);
-        EXPECT_EQ(tree.RootName(), name) << text;
+        EXPECT_EQ(tree->RootName(), name) << text;
     }
     // Texts are read as UTF-8 whatever libxml2 would detect: UTF-16 and UCS-4 texts are refused by both.
     for (const std::string& text : {std::string("<\0a\0/\0>\0", 8), std::string("\xFF\xFE<\0a\0/\0>\0", 10),
                                     std::string("\0\0\0<\0\0\0a\0\0\0/\0\0\0>", 16)}) {
-        wsman::xml::ItemTree tree;
-        EXPECT_FALSE(parser.Parse(text, tree));
+        wsman::xml::ItemArena arena;
+        EXPECT_EQ(parser.Parse(text, arena), nullptr);
         EXPECT_EQ(wsman::xml::ParseUntrusted(text), nullptr);
     }
 }

@@ -96,7 +96,7 @@ TEST_F(ClientSessionTest, PullsLazilyToTheEndAndHoldsOneResponseAtATime) {
         ASSERT_EQ(stream->Read(item), 0);
     }
     ASSERT_TRUE(atEnd);
-    EXPECT_NE(item.text.find("<p:Name>S5</p:Name>"), std::string::npos) << item.text;
+    EXPECT_NE(item.Text().find("<p:Name>S5</p:Name>"), std::string::npos) << item.Text();
     // Enumerate served items 0-1; the empty batch and the third came from Pulls made only when needed.
     EXPECT_EQ(requestsBeforeRead, (std::vector<std::size_t>{1, 1, 3, 3, 3, 4}));
     EXPECT_EQ(channelsOpened_, 1);

@@ -6,6 +6,7 @@
 #include "TestFiles.h"
 #include "wsman/core/AttributeBound.h"
 #include "wsman/core/ErrorCodes.h"
+#include "wsman/core/ItemArena.h"
 #include "wsman/core/ItemTree.h"
 #include "wsman/soap/Fault.h"
 #include "wsman/soap/InvokeReply.h"
@@ -174,9 +175,9 @@ EnumerationBatch ReadBatch(const std::string& reply, HResult expected = 0) {
               expected);
     for (const EnumeratedItem& item : checked.batch.items) {
         xml::ItemTreeParser parser;
-        xml::ItemTree alone;
-        EXPECT_TRUE(parser.Parse(item.text, alone)) << item.text;
-        EXPECT_TRUE(item.tree != nullptr && item.tree->SameAs(alone)) << item.text;
+        xml::ItemArena arena;
+        const xml::ItemTree* alone = parser.Parse(item.Text(), arena);
+        EXPECT_TRUE(alone != nullptr && item.Tree() != nullptr && item.Tree()->SameAs(*alone)) << item.Text();
     }
     return checked.batch;
 }
@@ -198,10 +199,10 @@ TEST(EnumerationReply, CapturedAssociationYieldsStandaloneItems) {
     EXPECT_TRUE(batch.endOfSequence);
     EXPECT_EQ(batch.context.rfind("uuid:", 0), 0u);
     ASSERT_EQ(batch.items.size(), 1u);
-    EXPECT_EQ(batch.items[0].text.find("xmlns:s="), std::string::npos)
+    EXPECT_EQ(batch.items[0].Text().find("xmlns:s="), std::string::npos)
         << "the envelope's namespaces stay behind";
-    const auto item = xml::ParseUntrusted(batch.items[0].text);
-    ASSERT_TRUE(item) << batch.items[0].text;
+    const auto item = xml::ParseUntrusted(batch.items[0].Text());
+    ASSERT_TRUE(item) << batch.items[0].Text();
     xmlNode* root = xmlDocGetRootElement(item.get());
     const std::string classUri = kWmi + "root/virtualization/Msvm_SettingsDefineCapabilities";
     EXPECT_TRUE(xml::IsElement(root, classUri.c_str(), "Msvm_SettingsDefineCapabilities"));
@@ -228,10 +229,10 @@ TEST(EnumerationReply, AcceptsTheOtherNamespacesAndNoItems) {
                             instance + instance + "</n:Items><w:EndOfSequence/></n:PullResponse>"));
     ASSERT_EQ(batch.items.size(), 2u);
     EXPECT_TRUE(batch.endOfSequence);
-    EXPECT_NE(batch.items[0].text.find("Dienst \xC3\xA4\xE2\x82\xAC"), std::string::npos)
-        << batch.items[0].text;
-    const auto standalone = xml::ParseUntrusted(batch.items[0].text);
-    ASSERT_TRUE(standalone) << batch.items[0].text;
+    EXPECT_NE(batch.items[0].Text().find("Dienst \xC3\xA4\xE2\x82\xAC"), std::string::npos)
+        << batch.items[0].Text();
+    const auto standalone = xml::ParseUntrusted(batch.items[0].Text());
+    ASSERT_TRUE(standalone) << batch.items[0].Text();
     EXPECT_NE(xml::FindChild(xmlDocGetRootElement(standalone.get()), ns::kWsman, "X"), nullptr);
 
     batch = ReadBatch(
@@ -252,10 +253,10 @@ TEST(EnumerationReply, ItemsKeepTheirBytesAndTakeOnlyTheNamespacesTheyUse) {
                   "</n:EnumerationContext><n:Items><p:X xsi:type='q:T'><p:V>a&#xD;&amp;b</p:V></p:X>"
                   "<Y xmlns=\"urn:y\"><Z/></Y></n:Items></n:PullResponse>"));
     ASSERT_EQ(batch.items.size(), 2u);
-    EXPECT_EQ(batch.items[0].text,
+    EXPECT_EQ(batch.items[0].Text(),
               "<p:X xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" xmlns:q=\"urn:q\" "
               "xmlns:p=\"urn:p\" xsi:type='q:T'><p:V>a&#xD;&amp;b</p:V></p:X>");
-    EXPECT_EQ(batch.items[1].text, "<Y xmlns=\"urn:y\"><Z/></Y>");
+    EXPECT_EQ(batch.items[1].Text(), "<Y xmlns=\"urn:y\"><Z/></Y>");
 
     // Texts split by comments and instructions, CDATA, references in texts and attribute values, blanks,
     // xml:space and a redeclared prefix: the tree of the pass equals the text's (checked in ReadBatch).
@@ -264,6 +265,15 @@ TEST(EnumerationReply, ItemsKeepTheirBytesAndTakeOnlyTheNamespacesTheyUse) {
         "<p:X a=\"1&amp;&#9;2\" xml:space=\"preserve\"> <p:V>a<!--c-->b<?pi x?>c<![CDATA[<d>]]>&lt;e</p:V>"
         "\r\n<q:W xmlns:q=\"urn:q\" xmlns:p=\"urn:other\"><p:V q:b='&quot;'/></q:W></p:X>"
         "</n:Items></n:PullResponse>"));
+
+    // An item larger than a block of the reply's arena, between small ones, keeps its tree and text.
+    const std::string big(100000, 'v');
+    const EnumerationBatch large = ReadBatch(
+        PullReply("<n:PullResponse><n:EnumerationContext>uuid:1</n:EnumerationContext><n:Items><A/><B>" +
+                  big + "</B><C/></n:Items></n:PullResponse>"));
+    ASSERT_EQ(large.items.size(), 3u);
+    EXPECT_EQ(large.items[1].Text(), "<B>" + big + "</B>");
+    EXPECT_EQ(large.items[2].Text(), "<C/>");
 }
 
 TEST(InvokeReply, StdRegProvOutputComesBackWhole) {

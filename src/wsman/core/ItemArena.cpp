@@ -1,0 +1,59 @@
+#include "wsman/core/ItemArena.h"
+
+#include <libxml/dict.h>
+
+#include <algorithm>
+#include <new>
+
+namespace wsman::xml {
+
+namespace {
+
+// Blocks double from the first up to the largest, so that a one-item check takes little and a reply of
+// hundreds of items takes a block per few dozen of them.
+constexpr std::size_t kFirstBlock = 8 * 1024;
+constexpr std::size_t kLargestBlock = 64 * 1024;
+constexpr std::size_t kAlignment = alignof(std::max_align_t);
+
+std::size_t Aligned(std::size_t bytes) {
+    return (bytes + kAlignment - 1) & ~(kAlignment - 1);
+}
+
+}  // namespace
+
+void* ItemArena::Allocate(std::size_t bytes) {
+    bytes = Aligned(std::max<std::size_t>(bytes, 1));
+    if (blocks_.empty() || blocks_.back().size - used_ < bytes) {
+        const std::size_t next =
+            blocks_.empty() ? kFirstBlock : std::min(blocks_.back().size * 2, kLargestBlock);
+        const std::size_t size = std::max(next, bytes);
+        std::unique_ptr<std::byte[]> memory(new (std::nothrow) std::byte[size]);
+        if (memory == nullptr) return nullptr;
+        blocks_.push_back(Block{std::move(memory), size});
+        used_ = 0;
+    }
+    void* at = blocks_.back().bytes.get() + used_;
+    used_ += bytes;
+    return at;
+}
+
+bool ItemArena::Hold(xmlDict* dict) {
+    if (!dictionaries_.empty() && dictionaries_.back().get() == dict) return true;
+    if (dict == nullptr || xmlDictReference(dict) != 0) return false;
+    dictionaries_.emplace_back(dict);
+    return true;
+}
+
+void ItemArena::Clear() {
+    dictionaries_.clear();
+    if (!blocks_.empty() && blocks_.back().size <= kLargestBlock) {
+        Block kept = std::move(blocks_.back());
+        blocks_.clear();
+        blocks_.push_back(std::move(kept));
+    } else {
+        blocks_.clear();
+    }
+    used_ = 0;
+}
+
+}  // namespace wsman::xml

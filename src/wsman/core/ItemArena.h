@@ -1,0 +1,41 @@
+// Memory for the items of one reply: their trees and texts are carved from a few large blocks and freed
+// together, and the dictionary their names are interned in is held once for all of them.
+//
+// A check holds every item it enumerated until it returns. Four or five allocations per item, most of them
+// too large for malloc's per-thread caches, cost more than building the tree did; an arena costs one
+// allocation per few dozen items and keeps each item's tree and text side by side.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "wsman/core/XmlOwners.h"
+
+namespace wsman::xml {
+
+class ItemArena {
+  public:
+    ItemArena() = default;
+    ItemArena(const ItemArena&) = delete;
+    ItemArena& operator=(const ItemArena&) = delete;
+
+    // `bytes` of storage aligned for any of the trees' records, valid until Clear or destruction. Null
+    // when memory is short.
+    void* Allocate(std::size_t bytes);
+    // Keeps the dictionary alive as long as the arena. False when no reference can be taken.
+    bool Hold(xmlDict* dict);
+    // Frees everything but the last block, which is kept for the next items when it is not large.
+    void Clear();
+
+  private:
+    struct Block {
+        std::unique_ptr<std::byte[]> bytes;
+        std::size_t size = 0;
+    };
+    std::vector<Block> blocks_;
+    std::size_t used_ = 0;  // of the last block
+    std::vector<DictPtr> dictionaries_;
+};
+
+}  // namespace wsman::xml
