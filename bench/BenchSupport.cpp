@@ -177,6 +177,12 @@ double ProcessSystemSeconds() {
     return static_cast<double>(usage.ru_stime.tv_sec) + static_cast<double>(usage.ru_stime.tv_usec) / 1e6;
 }
 
+long ProcessPageFaults() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_minflt;
+}
+
 long ResidentKiB() {
     return StatmResidentKiB("/proc/self/statm");
 }

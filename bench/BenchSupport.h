@@ -74,6 +74,8 @@ std::vector<LogLine> ReadLog(const std::filesystem::path& file, std::size_t from
 double ProcessCpuSeconds();
 // The system-time part of it (calls into the kernel: sockets, file checks).
 double ProcessSystemSeconds();
+// Page faults this process has taken (minor: pages given to it afresh).
+long ProcessPageFaults();
 // Resident memory of this process in KiB.
 long ResidentKiB();
 // Monotonic seconds.

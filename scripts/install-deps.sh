@@ -6,7 +6,7 @@ packages=(
   libcurl4-openssl-dev libssl-dev libxml2-dev libxslt1-dev
   libkrb5-dev gss-ntlmssp gss-ntlmssp-dev krb5-user krb5-kdc krb5-admin-server
   libmicrohttpd-dev libgnutls28-dev nlohmann-json3-dev libyaml-cpp-dev
-  libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libpugixml-dev
   python3 python3-winrm python3-ntlm-auth python3-requests-ntlm
   clang libclang-rt-14-dev valgrind openssl scdoc
 )

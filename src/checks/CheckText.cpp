@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <memory>
+#include <string_view>
 
 #include "base/QncText.h"
 #include "platform/WsmanAutomation.h"
@@ -82,12 +83,24 @@ void UseCheckSeparators(CQncListString& list) {
 
 namespace {
 
-std::string FoldedKey(const char* text) {
-    std::string key = text;
+void FoldInto(std::string_view text, std::string& key) {
+    key.assign(text);
     for (char& c : key) {
         c = QncToUpperAscii(c);
     }
+}
+
+std::string FoldedKey(const char* text) {
+    std::string key;
+    FoldInto(text, key);
     return key;
+}
+
+// The text as CQncString::Trim leaves it.
+std::string_view Trimmed(std::string_view text) {
+    while (!text.empty() && QncIsTrimChar(text.front())) text.remove_prefix(1);
+    while (!text.empty() && QncIsTrimChar(text.back())) text.remove_suffix(1);
+    return text;
 }
 
 }  // namespace
@@ -99,11 +112,12 @@ UniqueNames::UniqueNames(CQncListString& list) : list_(list) {
 }
 
 void UniqueNames::Add(const char* text) {
+    // Most names of a large list are repeats: they are looked up before anything is allocated for them.
+    FoldInto(Trimmed(text != nullptr ? text : ""), key_);
+    if (seen_.contains(key_)) return;
+    seen_.insert(key_);
     auto item = std::make_unique<CQnsString>(text);
     item->text.Trim();
-    if (!seen_.insert(FoldedKey(item->text.GetText())).second) {
-        return;
-    }
     if (list_.Add(item.get(), 1) == 1) {
         item.release();  // the list owns it now
     }

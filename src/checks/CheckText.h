@@ -43,6 +43,7 @@ class UniqueNames {
   private:
     CQncListString& list_;
     std::unordered_set<std::string> seen_;
+    std::string key_;  // the folded name being added, its buffer kept from name to name
 };
 
 // Sorts the list and joins it into `out` with no length limit; the export truncates to the caller's buffer.

@@ -72,6 +72,10 @@ int CQncXmlDoc::LoadItem(const qn::platform::EnumeratedItem& item) {
     return xmlDoc_->HasDocumentElement() ? 0 : -1;
 }
 
+void CQncXmlDoc::ReleaseItem() {
+    if (initialized_ != 0) xmlDoc_->ReleaseItem();
+}
+
 int CQncXmlDoc::TransformWith(const char* stylesheetPath, CQncString& output,
                               const qn::platform::FileStamp* checkedStamp) {
     if (initialized_ == 0) return -1;

@@ -26,6 +26,8 @@ class CQncXmlDoc : public CQncBase {
     int LoadXml(const char* xmlText);
     // The same for an item of an enumeration (see XmlDocument::LoadItem).
     int LoadItem(const qn::platform::EnumeratedItem& item);
+    // After the item's last transformation (see XmlDocument::ReleaseItem).
+    void ReleaseItem();
     // Applies the stylesheet file to the current item; output := the result. 0 or -1 (output unchanged).
     // A caller that has just looked the file up for a check of its own passes what it found as
     // `checkedStamp`, so that one look-up serves both checks of the item; otherwise the file is looked up

@@ -43,9 +43,11 @@ int CSnWinrmNode::Transform(const qn::platform::EnumeratedItem& item) {
         qn::platform::StampOfExistingFile(stylesheetPath_.GetText());
     if (!stylesheet) return kQncErrorXslStylesheetMissing;
     if (xmlDoc_.LoadItem(item) != 0) return kQncErrorXmlLoad;
-    if (xmlDoc_.TransformWith(stylesheetPath_.GetText(), output_, &*stylesheet) != 0)
-        return kQncErrorXmlTransform;
-    return 0;
+    const bool transformed = xmlDoc_.TransformWith(stylesheetPath_.GetText(), output_, &*stylesheet) == 0;
+    // Every transformation loads its item, and the record is text of its own: the item is let go at once,
+    // so that the parser, which outlives the check, holds nothing of the check's replies.
+    xmlDoc_.ReleaseItem();
+    return transformed ? 0 : kQncErrorXmlTransform;
 }
 
 int CSnWinrmNode::GetValue(const char* propertyName, int asBoolDigit, CQncString& value) const {

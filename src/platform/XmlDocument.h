@@ -34,6 +34,11 @@ class XmlDocument {
     // carries the tree the platform's client read it into (POSIX), which is then taken as it is.
     virtual bool LoadItem(const EnumeratedItem& item) { return LoadText(item.Text()); }
 
+    // Lets go of an item LoadItem took as it was: a POSIX item shares its memory with every item of its
+    // reply, which a document kept between checks must not hold. The POSIX document is empty afterwards;
+    // Windows' holds its own copy of one item, and keeps it.
+    virtual void ReleaseItem() {}
+
     // load: the document becomes the content of the file that `modulePath` names (a module path, see
     // FileSystem.h). False when it cannot be read or is not well-formed; the document is then empty.
     virtual bool LoadFile(const char* modulePath) = 0;

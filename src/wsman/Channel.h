@@ -9,6 +9,7 @@
 #include <string>
 
 #include "wsman/core/HResult.h"
+#include "wsman/core/SpareBuffers.h"
 
 namespace wsman {
 
@@ -32,10 +33,6 @@ struct ChannelSettings {
     long operationTimeoutMs = 60000;      // the request timeout is this plus the margin, so no call can hang
     long requestTimeoutMarginMs = 15000;  // covers the network around the server's own operation timeout
 };
-
-// What a session keeps of its reply buffers between checks: small replies then need no fresh memory (and no
-// page faults), while an idle session holds no half-megabyte enumeration reply.
-inline constexpr std::size_t kKeptReplyCapacity = 16 * 1024;
 
 struct Exchange {
     long httpStatus = 0;      // 200, or 500 with a SOAP fault in `body`

@@ -342,7 +342,8 @@ HResult SessionChannel::ReadReply(http::HttpResponse& response, Exchange& out) {
         if (status == 500 && !LooksLikeXml(response)) {
             return Fail(kHttpServerError, "HTTP 500 without a SOAP fault");
         }
-        out.body.assign(response.body);
+        // The two buffers change places rather than the reply being copied; both are kept for the next.
+        out.body.swap(response.body);
         out.contentType = response.contentType;
     }
     out.httpStatus = status;

@@ -52,18 +52,15 @@ std::string NormalizeSpace(std::string_view text) {
     return normalized;
 }
 
-// TAB, LF and CR become blanks. They are the only bytes below 0x0E that XML text holds, and most values
-// have none: eight bytes at a time are tested for any byte below 0x0E.
+// TAB, LF and CR become blanks; eight bytes at a time are tested for them.
 void BlankLineBreaks(char* at, char* const end) {
-    constexpr std::uint64_t kOnes = 0x0101010101010101;
-    constexpr std::uint64_t kHighBits = 0x8080808080808080;
     const auto blank = [](char& c) {
         if (c == '\t' || c == '\n' || c == '\r') c = ' ';
     };
     for (; end - at >= 8; at += 8) {
         std::uint64_t word;
         std::memcpy(&word, at, 8);
-        if (((word - 0x0E * kOnes) & ~word & kHighBits) != 0) std::for_each(at, at + 8, blank);
+        if (wsman::xml::WordMayHoldLineBreak(word)) std::for_each(at, at + 8, blank);
     }
     std::for_each(at, end, blank);
 }
@@ -235,7 +232,10 @@ class RecordWriter {
         out_.append(value);
         TranslateFrom(start);
     }
-    void TranslateFrom(std::size_t start) { BlankLineBreaks(out_.data() + start, out_.data() + out_.size()); }
+    void TranslateFrom(std::size_t start) {
+        // Values come from the tree's texts and attribute values, and names hold no such byte.
+        if (tree_.HasLineBreaks()) BlankLineBreaks(out_.data() + start, out_.data() + out_.size());
+    }
 
     // The values of the property that `first` starts, joined by ",".
     void AppendJoinedValues(Index first, std::string& value) {

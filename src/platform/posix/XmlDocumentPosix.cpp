@@ -44,6 +44,10 @@ class LibxmlDocument final : public XmlDocument {
         return true;
     }
 
+    void ReleaseItem() override {
+        if (sharedTree_ != nullptr) Forget();
+    }
+
     bool LoadFile(const char* modulePath) override {
         Forget();
         if (modulePath == nullptr || *modulePath == '\0') return false;

@@ -55,7 +55,7 @@ HResult Conversation::Call(const soap::RequestHeader& header, const std::string&
 }
 
 void Conversation::ReleaseBuffers() {
-    if (exchange_.body.capacity() > kKeptReplyCapacity) std::string().swap(exchange_.body);
+    ReleaseLargeBuffer(exchange_.body);
     channel_->ReleaseBuffers();
 }
 

@@ -49,6 +49,19 @@ XmlNamespace ClassifyNamespace(const xmlChar* uri) {
     return XmlNamespace::Other;
 }
 
+bool HoldsLineBreaks(std::string_view text) {
+    std::size_t at = 0;
+    for (; text.size() - at >= 8; at += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, text.data() + at, 8);
+        if (WordMayHoldLineBreak(word)) return true;
+    }
+    for (; at < text.size(); ++at) {
+        if (static_cast<unsigned char>(text[at]) < 0x0E) return true;
+    }
+    return false;
+}
+
 bool SameName(const char* a, const char* b) {
     return a == b || (a != nullptr && b != nullptr && std::strcmp(a, b) == 0);
 }
@@ -76,7 +89,7 @@ std::string ItemTree::RootName() const {
 bool ItemTree::SameAs(const ItemTree& other) const {
     if (nodeCount_ != other.nodeCount_ || attributeCount_ != other.attributeCount_ ||
         !SameName(rootPrefix_, other.rootPrefix_) || depth_ != other.depth_ ||
-        hasXmlSpace_ != other.hasXmlSpace_) {
+        hasXmlSpace_ != other.hasXmlSpace_ || hasLineBreaks_ != other.hasLineBreaks_) {
         return false;
     }
     for (Index i = 0; i < nodeCount_; ++i) {
@@ -237,6 +250,7 @@ const ItemTree* ItemTreeBuilder::Finish(ItemArena& arena, std::initializer_list<
     tree->depth_ = depth_;
     tree->namesInterned_ = namesInterned_;
     tree->hasXmlSpace_ = hasXmlSpace_;
+    tree->hasLineBreaks_ = HoldsLineBreaks(text_);
     return tree;
 }
 

@@ -27,6 +27,14 @@ enum class XmlNamespace : std::uint8_t { None, Xml, Xsi, Cim, Addressing, Wsman,
 
 class ItemArena;
 
+// TAB, LF and CR are the only bytes below 0x0E that XML text holds: whether one of eight bytes read as a
+// word may be one of them.
+constexpr bool WordMayHoldLineBreak(std::uint64_t word) {
+    constexpr std::uint64_t kOnes = 0x0101010101010101;
+    constexpr std::uint64_t kHighBits = 0x8080808080808080;
+    return ((word - 0x0E * kOnes) & ~word & kHighBits) != 0;
+}
+
 class ItemTree {
   public:
     using Index = std::uint32_t;
@@ -78,6 +86,9 @@ class ItemTree {
     std::uint32_t Depth() const { return depth_; }
     // Whether some element carries xml:space.
     bool HasXmlSpace() const { return hasXmlSpace_; }
+    // Whether some text or attribute value holds a TAB, LF or CR (a record line blanks them); most items
+    // hold none.
+    bool HasLineBreaks() const { return hasLineBreaks_; }
     // Whether both trees hold the same elements, attributes and texts (names compared as text).
     bool SameAs(const ItemTree& other) const;
 
@@ -102,6 +113,7 @@ class ItemTree {
     std::uint32_t depth_ = 0;
     bool namesInterned_ = true;
     bool hasXmlSpace_ = false;
+    bool hasLineBreaks_ = false;
 };
 
 // Builds a tree from the SAX2 events of one element and its content, as libxml2 hands them to its

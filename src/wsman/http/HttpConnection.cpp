@@ -33,8 +33,8 @@ size_t CollectBody(char* data, size_t size, size_t count, void* user) {
     if (body.empty() &&
         curl_easy_getinfo(collector.curl, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced) == CURLE_OK &&
         announced > 0) {
-        body.reserve(
-            std::min(static_cast<std::size_t>(announced), kMaxReplyBytes));  // one allocation at most
+        // One allocation at most, or none with a buffer an earlier enumeration gave back.
+        ReserveReplyBuffer(body, std::min(static_cast<std::size_t>(announced), kMaxReplyBytes));
     }
     body.append(data, size * count);
     return size * count;
@@ -121,7 +121,7 @@ bool HttpConnection::IsAlive() const {
 }
 
 void HttpConnection::ReleaseReplyBuffer() {
-    if (response_.body.capacity() > kKeptReplyCapacity) std::string().swap(response_.body);
+    ReleaseLargeBuffer(response_.body);
     if (largeReads_ && curl_) curl_easy_setopt(curl_.get(), CURLOPT_BUFFERSIZE, long{CURL_MAX_WRITE_SIZE});
     largeReads_ = false;
 }

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "wsman/core/SpareBuffers.h"
 #include "wsman/security/EncryptedBody.h"
 
 namespace wsman::security {
@@ -35,7 +36,8 @@ bool UnsealMessage(GssSecurityContext& context, std::string& body, std::string& 
     if (!ParseEncryptedBody(body, parts, error)) {
         return false;
     }
-    soap.clear();
+    // The plaintext is no longer than the sealed body.
+    ReserveReplyBuffer(soap, body.size());
     for (const EncryptedPart& part : parts) {
         const std::size_t before = soap.size();
         char* token = body.data() + (part.header.data() - body.data());

@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <memory>
 #include <string>
 
 #include "TestFiles.h"
 #include "base/QncErrors.h"
 #include "parsing/CSnWinrmNode.h"
+#include "wsman/core/ItemArena.h"
+#include "wsman/core/ItemTree.h"
 
 namespace {
 
@@ -99,6 +102,24 @@ TEST_F(WinrmNodeTest, EveryValueStaysOnOneLine) {
               "__CLASS:=Test_Class\r\nDescription:=first line  second line third\r\nEmpty:=\r\n"
               "Error:=Description=;Operation=ExecQuery;Codes=1,2\r\nOwner:=Win32_OperatingSystem=@\r\n"
               "Quoted:=Win32_Group.Domain=\"PC1\",Name=\"say \\\"hi\\\"\"\r\n");
+}
+
+// An item of a reply shares its memory with the whole reply; the node, which a handle keeps between
+// checks, must not hold it once the record is written.
+TEST_F(WinrmNodeTest, ATransformedItemOfAReplyIsNotHeldAfterwards) {
+    auto reply = std::make_shared<wsman::xml::ItemArena>();
+    wsman::xml::ItemTreeParser parser;
+    const wsman::xml::ItemTree* tree = parser.Parse(Instance("<p:Name>kept</p:Name>"), *reply);
+    ASSERT_NE(tree, nullptr);
+    const qn::platform::EnumeratedItem item(std::shared_ptr<const wsman::xml::ItemTree>(reply, tree),
+                                            tree->Source());
+    node_.SetStylesheet(kInstanceStylesheet);
+    const long holders = reply.use_count();
+    ASSERT_EQ(node_.Transform(item), 0);
+    EXPECT_EQ(reply.use_count(), holders);
+    CQncString value;
+    EXPECT_EQ(node_.GetValue("Name", 0, value), 0);
+    EXPECT_STREQ(value.GetText(), "kept");
 }
 
 TEST_F(WinrmNodeTest, PropertyNamesAreListedOnce) {
