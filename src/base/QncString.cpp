@@ -141,13 +141,10 @@ CQncString& CQncString::Format(const char* format, ...) {
 }
 
 CQncString& CQncString::Trim() {
-    const char* text = GetText();
-    std::size_t begin = 0;
-    std::size_t end = std::strlen(text);
-    while (begin < end && QncIsTrimChar(text[begin])) ++begin;
-    while (end > begin && QncIsTrimChar(text[end - 1])) --end;
-    if (begin == 0 && text[end] == '\0') return *this;
-    AssignRange(text + begin, end - begin);
+    const std::string_view text = GetText();
+    const std::string_view trimmed = QncTrimmed(text);
+    if (trimmed.size() == text.size()) return *this;
+    AssignRange(trimmed.data(), trimmed.size());
     return *this;
 }
 

@@ -41,14 +41,10 @@ char* QncStrupr(char* text) {
 
 bool QncIsNumeric(const char* text) {
     if (text == nullptr) return false;
-    const char* begin = text;
-    while (QncIsTrimChar(*begin)) ++begin;
-    const char* end = begin;
-    while (*end != '\0') ++end;
-    while (end > begin && QncIsTrimChar(end[-1])) --end;
-    if (begin == end) return false;
-    for (const char* c = begin; c < end; ++c) {
-        if (!((*c >= '0' && *c <= '9') || *c == '-')) return false;
+    const std::string_view trimmed = QncTrimmed(text);
+    if (trimmed.empty()) return false;
+    for (const char c : trimmed) {
+        if (!((c >= '0' && c <= '9') || c == '-')) return false;
     }
     return true;
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 
 // Lets the compiler check printf-style arguments of the module's formatting calls.
 #if defined(__GNUC__) || defined(__clang__)
@@ -24,6 +25,13 @@ char QncToUpperAscii(char c);
 // Blank, tab, CR or LF: the characters every trim of the module removes.
 constexpr bool QncIsTrimChar(char c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
+// `text` without the trim characters at either end.
+constexpr std::string_view QncTrimmed(std::string_view text) {
+    while (!text.empty() && QncIsTrimChar(text.front())) text.remove_prefix(1);
+    while (!text.empty() && QncIsTrimChar(text.back())) text.remove_suffix(1);
+    return text;
 }
 
 // The module's numeric test: after trimming, non-empty and made only of decimal digits and '-'

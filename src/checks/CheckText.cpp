@@ -96,13 +96,6 @@ std::string FoldedKey(const char* text) {
     return key;
 }
 
-// The text as CQncString::Trim leaves it.
-std::string_view Trimmed(std::string_view text) {
-    while (!text.empty() && QncIsTrimChar(text.front())) text.remove_prefix(1);
-    while (!text.empty() && QncIsTrimChar(text.back())) text.remove_suffix(1);
-    return text;
-}
-
 }  // namespace
 
 UniqueNames::UniqueNames(CQncListString& list) : list_(list) {
@@ -113,7 +106,7 @@ UniqueNames::UniqueNames(CQncListString& list) : list_(list) {
 
 void UniqueNames::Add(const char* text) {
     // Most names of a large list are repeats: they are looked up before anything is allocated for them.
-    FoldInto(Trimmed(text != nullptr ? text : ""), key_);
+    FoldInto(QncTrimmed(text != nullptr ? text : ""), key_);
     if (seen_.contains(key_)) return;
     seen_.insert(key_);
     auto item = std::make_unique<CQnsString>(text);

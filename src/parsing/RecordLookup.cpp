@@ -11,12 +11,6 @@ namespace {
 constexpr std::string_view kLineBreak = "\r\n";
 constexpr std::string_view kNameValueSeparator = ":=";
 
-std::string_view Trimmed(std::string_view text) {
-    while (!text.empty() && QncIsTrimChar(text.front())) text.remove_prefix(1);
-    while (!text.empty() && QncIsTrimChar(text.back())) text.remove_suffix(1);
-    return text;
-}
-
 bool EqualsIgnoringCase(std::string_view text, std::string_view name) {
     return name.size() == text.size() && QncStrnicmp(text.data(), name.data(), text.size()) == 0;
 }
@@ -41,15 +35,15 @@ CQncString LookupRecordValue(const char* record, const char* propertyName, const
         }
         const std::size_t lineLength =
             (lineEnd == std::string_view::npos ? text.size() : lineEnd) - lineStart;
-        const std::string_view line = Trimmed(text.substr(lineStart, lineLength));
+        const std::string_view line = QncTrimmed(text.substr(lineStart, lineLength));
         if (line.empty()) break;
 
-        const std::string_view name = Trimmed(line.substr(0, line.find(kNameValueSeparator)));
+        const std::string_view name = QncTrimmed(line.substr(0, line.find(kNameValueSeparator)));
         if (EqualsIgnoringCase(name, wanted)) {
             // The separator is removed only right after the name, so "Name := x" reads as ":= x".
             std::string_view value = line.substr(name.size());
             if (value.starts_with(kNameValueSeparator)) value.remove_prefix(kNameValueSeparator.size());
-            return CQncString(std::string(Trimmed(value)).c_str());
+            return CQncString(std::string(QncTrimmed(value)).c_str());
         }
         if (lineEnd == std::string_view::npos) break;
         lineStart = lineEnd + kLineBreak.size();
