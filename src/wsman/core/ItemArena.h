@@ -3,14 +3,12 @@
 //
 // A check holds every item it enumerated until it returns. Four or five allocations per item, most of them
 // too large for malloc's per-thread caches, cost more than building the tree did; an arena costs one
-// allocation per few dozen items and keeps each item's tree and text side by side. A check that enumerates
-// thousands of items frees megabytes when it returns, which malloc gives back to the system at once and the
-// next such check takes again page by page; a bounded pool keeps those blocks for a while instead.
+// allocation per few dozen items and keeps each item's tree and text side by side. The megabytes a large
+// check frees when it returns are kept a while for the next (ReusePool.h).
 #pragma once
 
 #include <cstddef>
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include "wsman/core/XmlOwners.h"
@@ -33,21 +31,15 @@ class ItemArena {
 
   private:
     // A block of the largest size goes back to a pool shared by all arenas when it is freed (see
-    // ItemArena.cpp); others go back to malloc.
-    class Block {
-      public:
-        Block(std::byte* bytes, std::size_t size) : bytes_(bytes), size_(size) {}
-        Block(Block&& other) noexcept : bytes_(std::exchange(other.bytes_, nullptr)), size_(other.size_) {}
-        Block& operator=(Block&& other) noexcept;
-        Block(const Block&) = delete;
-        Block& operator=(const Block&) = delete;
+    // ReusePool.h); others go back to malloc.
+    struct Block {
+        Block(std::unique_ptr<std::byte[]> memory, std::size_t bytes)
+            : bytes(std::move(memory)), size(bytes) {}
+        Block(Block&&) = default;
+        Block& operator=(Block&&) = delete;
         ~Block();
-        std::byte* Bytes() const { return bytes_; }
-        std::size_t Size() const { return size_; }
-
-      private:
-        std::byte* bytes_;
-        std::size_t size_;
+        std::unique_ptr<std::byte[]> bytes;
+        std::size_t size;
     };
     std::vector<Block> blocks_;
     std::size_t used_ = 0;  // of the last block

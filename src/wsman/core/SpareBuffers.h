@@ -1,9 +1,6 @@
-// Large reply buffers that sessions give back when an enumeration ends, kept a while for the next one.
-//
-// A session holds no large buffer between checks, so a host with hundreds of sessions stays small. But a
-// buffer of half a megabyte that is freed goes back to the system, and the next check takes it again page
-// by page: on some virtual machines that costs more than decrypting the reply. A few such buffers, shared by
-// all sessions of the process, are kept instead, and given back once they have not been needed for a while.
+// Large reply buffers that sessions give back when an enumeration ends, kept a while for the next one
+// (ReusePool.h). A session holds no large buffer between checks, so a host with hundreds of sessions stays
+// small, while checks that follow one another do not take half a megabyte afresh each time.
 #pragma once
 
 #include <cstddef>
