@@ -6,20 +6,19 @@ namespace {
 
 class WorkstationQuery : public ::testing::Test {
   protected:
-    static void SetUpTestSuite() { model_ = LoadBundled("workstation").release(); }
-    static void TearDownTestSuite() {
-        delete model_;
-        model_ = nullptr;
+    // One profile for the suite, loaded on first use; queries do not change it.
+    static SimulatedComputer& Model() {
+        static const std::unique_ptr<SimulatedComputer> model = LoadBundled("workstation");
+        return *model;
     }
-    static std::size_t Count(const std::string& wql) { return Query(*model_, wql).size(); }
+
+    static std::size_t Count(const std::string& wql) { return Query(Model(), wql).size(); }
     static WmiError ErrorOf(const std::string& wql, const std::string& wmiNamespace = "root/cimv2") {
-        auto result = model_->ExecQuery(wmiNamespace, wql, std::chrono::steady_clock::now());
+        auto result = Model().ExecQuery(wmiNamespace, wql, std::chrono::steady_clock::now());
         EXPECT_FALSE(result.ok) << wql;
         return result.error;
     }
-    static SimulatedComputer* model_;
 };
-SimulatedComputer* WorkstationQuery::model_ = nullptr;
 
 TEST_F(WorkstationQuery, ComparisonsAssociatorsAndMetaClass) {
     const std::string groupUser = "} Where AssocClass=Win32_GroupUser Role=";
@@ -44,7 +43,7 @@ TEST_F(WorkstationQuery, ComparisonsAssociatorsAndMetaClass) {
         {"select * from meta_class where __CLASS like 'Win32_Perf%'", 7},
     };
     for (const auto& [wql, expected] : counts) EXPECT_EQ(Count(wql), expected) << wql;
-    EXPECT_EQ(Query(*model_, "select * from meta_class", "root/WebAdministration").size(), 6u);
+    EXPECT_EQ(Query(Model(), "select * from meta_class", "root/WebAdministration").size(), 6u);
 
     const std::size_t accounts = Count("select * from Win32_UserAccount");
     const std::size_t disabled = Count("select * from Win32_UserAccount where Disabled = TRUE");
@@ -63,7 +62,7 @@ TEST_F(WorkstationQuery, ComparisonsAssociatorsAndMetaClass) {
         Count("select * from Win32_Service where StartName = 'LocalSystem' or StartName <> 'LocalSystem'"),
         services - withoutAccount);
 
-    const auto members = Query(*model_, "Associators of {Win32_Group.Domain='WS-PC1',Name='Administrators'" +
+    const auto members = Query(Model(), "Associators of {Win32_Group.Domain='WS-PC1',Name='Administrators'" +
                                             groupUser + "GroupComponent");
     ASSERT_EQ(members.size(), 3u);
     EXPECT_EQ(PropertyText(members[2].xml, "Caption"), "CORP\\Domain Admins");
@@ -84,7 +83,7 @@ TEST_F(WorkstationQuery, ErrorsCarryWindowsCodes) {
 
 TEST_F(WorkstationQuery, GetByKeys) {
     const auto get = [](const char* className, const Selectors& selectors) {
-        return model_->Get("root/cimv2", className, selectors, std::chrono::steady_clock::now());
+        return Model().Get("root/cimv2", className, selectors, std::chrono::steady_clock::now());
     };
     const Result<RenderedItem> spooler = get("win32_service", {{"name", "SPOOLER"}});
     ASSERT_TRUE(spooler.ok);

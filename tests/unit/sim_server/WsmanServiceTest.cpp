@@ -2,8 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "FakeComputer.h"
-#include "TestXml.h"
-#include "WsmanTestRequests.h"
+#include "WsmanTestMessages.h"
 #include "server/WsmanRequest.h"
 #include "server/WsmanService.h"
 
@@ -13,7 +12,7 @@ namespace {
 using test::TestXml;
 using Clock = std::chrono::steady_clock;
 
-const std::string kEnumeration = "http://schemas.xmlsoap.org/ws/2004/09/enumeration/";
+using test::kEnumeration;
 const std::string kEnumerate = kEnumeration + "Enumerate";
 const std::string kGet = "http://schemas.xmlsoap.org/ws/2004/09/transfer/Get";
 const std::string kServices = "select * from Win32_Service";
@@ -100,73 +99,68 @@ TEST(WsmanServiceEnvelopeTest, ItemsAreSplitSoEachEnvelopeFitsAndAnItemTooLargeI
     EXPECT_EQ(TestXml(Handle(service, test::Envelope(enumerate)).envelope).FaultCode(), "2150858823");
 }
 
-TEST_F(WsmanServiceTest, FilterAndResourceUriFaults) {
+// Each bad request gets the fault Windows sends: the subcode (or code) a client matches, the HRESULT it
+// reports and the RelatesTo that pairs the fault with the request.
+TEST_F(WsmanServiceTest, EachBadRequestGetsTheWindowsFault) {
     const std::string wql = "<w:Filter Dialect=\"http://schemas.microsoft.com/wbem/wsman/1/WQL\">";
     const std::string services = wql + kServices + "</w:Filter>";
     const std::string wmi = "http://schemas.microsoft.com/wbem/wsman/1/wmi";
-    const std::tuple<std::string, std::string, std::string, std::string> cases[] = {
-        {test::kCimv2All, wql + "select * from Win32_Nothing</w:Filter>", "n:CannotProcessFilter",
-         "2150858778"},
-        {test::kCimv2All, "", "n:CannotProcessFilter", "2150858778"},  // all classes need a filter
-        {test::kServiceUri, services, "w:InvalidParameter", "2150859003"},
-        {wmi + "\\root\\cimv2\\*", services, "w:InvalidResourceURI", "2150858811"},
-        {wmi + "/root/nothing/*", services, "a:DestinationUnreachable", "2150858752"},
-        {test::kCimv2All, "<w:Filter Dialect=\"http://example.com/xpath\">/x</w:Filter>",
-         "n:FilterDialectRequestedUnavailable", "2150858777"},
+    const auto enumerate = [](const std::string& resourceUri, const std::string& filter) {
+        return test::Envelope({.action = kEnumerate,
+                               .resourceUri = resourceUri,
+                               .body = "<n:Enumerate><w:OptimizeEnumeration/>" + filter + "</n:Enumerate>"});
     };
-    for (const auto& [resourceUri, filter, subcode, code] : cases) {
-        SCOPED_TRACE(resourceUri + " " + filter);
-        const ServiceReply reply = Handle(
-            service_,
-            test::Envelope({.action = kEnumerate,
-                            .resourceUri = resourceUri,
-                            .messageId = "uuid:7",
-                            .body = "<n:Enumerate><w:OptimizeEnumeration/>" + filter + "</n:Enumerate>"}));
-        EXPECT_EQ(reply.status, 500u);
-        const TestXml xml(reply.envelope);
-        EXPECT_EQ(xml.Subcode(), subcode);
-        EXPECT_EQ(xml.FaultCode(), code);
-        EXPECT_EQ(xml.Text("/s:Envelope/s:Header/a:RelatesTo"), "uuid:7");
-    }
-    // An unknown class also carries WMI's provider fault with the query.
-    EXPECT_EQ(Send(test::EnumerateWql("select * from Win32_Nothing"))
-                  .Text("//f:ProviderFault/f:ExtendedError/*/*[local-name()='ParameterInfo']"),
-              "select * from Win32_Nothing");
-}
-
-// Invoke, and Get of a missing instance, meet the module in tests/e2e (EveryExportTest).
-TEST_F(WsmanServiceTest, GetByKeysOrCimUriAndUnknownActions) {
-    const std::string svc2 = "<w:Selector Name=\"Name\">svc2</w:Selector>";
-    EXPECT_EQ(Reply({.action = kGet, .resourceUri = test::kServiceUri, .selectors = svc2})
-                  .Text("/s:Envelope/s:Body/svc:Win32_Service/svc:Name"),
-              "svc2");
-    EXPECT_EQ(Reply({.action = kGet, .resourceUri = test::kServiceUri}).Subcode(), "w:InvalidSelectors");
-    // The CIM cmdlets' DMTF URIs address the same classes, the namespace in a selector.
-    EXPECT_EQ(Reply({.action = kGet,
-                     .resourceUri = "http://schemas.dmtf.org/wbem/wscim/1/cim-schema/2/Win32_Service",
-                     .selectors = "<w:Selector Name=\"__cimnamespace\">root/cimv2</w:Selector>" + svc2})
-                  .Text("/s:Envelope/s:Body/svc:Win32_Service/svc:Name"),
-              "svc2");
-    const TestXml unknownAction =
-        Reply({.action = "http://example.com/Frobnicate", .resourceUri = test::kServiceUri});
-    EXPECT_EQ(unknownAction.Subcode(), "a:ActionNotSupported");
-    EXPECT_EQ(unknownAction.FaultCode(), "2150858771");
-}
-
-TEST_F(WsmanServiceTest, HeaderFaultsAndTheLanguageOfTheReply) {
-    EXPECT_EQ(Reply({.action = kEnumerate, .messageId = ""}).Subcode(), "a:MessageInformationHeaderRequired");
-
     std::string unknownHeader = test::EnumerateWql(kServices);
     unknownHeader.replace(unknownHeader.find("<w:OperationTimeout>"), 0,
                           "<x:Strange xmlns:x=\"urn:x\" s:mustUnderstand=\"true\">1</x:Strange>");
-    const TestXml mustUnderstand = Send(unknownHeader);
-    EXPECT_EQ(mustUnderstand.Text("/s:Envelope/s:Body/s:Fault/s:Code/s:Value"), "s:MustUnderstand");
-    EXPECT_EQ(mustUnderstand.FaultCode(), "2150858768");
-
-    // The envelope's language follows the request's locale, faults too.
+    const struct {
+        std::string envelope, fault, code;
+    } cases[] = {
+        {enumerate(test::kCimv2All, wql + "select * from Win32_Nothing</w:Filter>"), "n:CannotProcessFilter",
+         "2150858778"},
+        {enumerate(test::kCimv2All, ""), "n:CannotProcessFilter", "2150858778"},  // all classes need a filter
+        {enumerate(test::kServiceUri, services), "w:InvalidParameter", "2150859003"},
+        {enumerate(wmi + "\\root\\cimv2\\*", services), "w:InvalidResourceURI", "2150858811"},
+        {enumerate(wmi + "/root/nothing/*", services), "a:DestinationUnreachable", "2150858752"},
+        {enumerate(test::kCimv2All, "<w:Filter Dialect=\"http://example.com/xpath\">/x</w:Filter>"),
+         "n:FilterDialectRequestedUnavailable", "2150858777"},
+        {test::Envelope({.action = kGet, .resourceUri = test::kServiceUri}), "w:InvalidSelectors",
+         "2150858843"},
+        {test::Envelope({.action = "http://example.com/Frobnicate", .resourceUri = test::kServiceUri}),
+         "a:ActionNotSupported", "2150858771"},
+        {test::Envelope({.action = kEnumerate, .messageId = ""}), "a:MessageInformationHeaderRequired",
+         "2150858769"},
+        {unknownHeader, "s:MustUnderstand", "2150858768"},
+    };
+    for (const auto& [envelope, fault, code] : cases) {
+        SCOPED_TRACE(fault);
+        const ServiceReply reply = Handle(service_, envelope);
+        EXPECT_EQ(reply.status, 500u);
+        const TestXml xml(reply.envelope);
+        EXPECT_EQ(xml.Subcode().empty() ? xml.Text("//s:Fault/s:Code/s:Value") : xml.Subcode(), fault);
+        EXPECT_EQ(xml.FaultCode(), code);
+        EXPECT_EQ(xml.Text("//a:RelatesTo"), TestXml(envelope).Text("//a:MessageID"));
+    }
+    // An unknown class also carries WMI's provider fault with the query, in the request's language.
     std::string request = test::EnumerateWql("select * from Win32_Nothing");
     request.replace(request.find("xml:lang=\"en-US\""), 16, "xml:lang=\"de-DE\"");
-    EXPECT_EQ(Send(request).Text("/s:Envelope/@xml:lang"), "de-DE");
+    const TestXml unknownClass = Send(request);
+    EXPECT_EQ(unknownClass.Text("//f:ProviderFault/f:ExtendedError/*/*[local-name()='ParameterInfo']"),
+              "select * from Win32_Nothing");
+    EXPECT_EQ(unknownClass.Text("/s:Envelope/@xml:lang"), "de-DE");
+}
+
+// Invoke, and Get of a missing instance, meet the module in tests/e2e (EveryExportTest).
+TEST_F(WsmanServiceTest, GetByKeysOrByTheCimUriWithTheNamespaceInASelector) {
+    const std::string svc2 = "<w:Selector Name=\"Name\">svc2</w:Selector>";
+    for (const auto& [uri, selectors] :
+         {std::pair{test::kServiceUri, svc2},
+          {"http://schemas.dmtf.org/wbem/wscim/1/cim-schema/2/Win32_Service",
+           "<w:Selector Name=\"__cimnamespace\">root/cimv2</w:Selector>" + svc2}})
+        EXPECT_EQ(Reply({.action = kGet, .resourceUri = uri, .selectors = selectors})
+                      .Text("/s:Envelope/s:Body/svc:Win32_Service/svc:Name"),
+                  "svc2")
+            << uri;
 }
 
 }  // namespace

@@ -45,23 +45,23 @@ def envelope(action, message_id, body):
             % (NS["n"], NS["w"], action, message_id, body))
 
 
-def enumerate(wql):
-    return envelope("Enumerate", "uuid:00000000-0000-0000-0000-000000000001",
-                    '<n:Enumerate><w:OptimizeEnumeration/><w:MaxElements>2</w:MaxElements><w:Filter Dialect='
-                    '"http://schemas.microsoft.com/wbem/wsman/1/WQL">%s</w:Filter></n:Enumerate>' % wql)
+DISKS = envelope("Enumerate", "uuid:00000000-0000-0000-0000-000000000001",
+                 '<n:Enumerate><w:OptimizeEnumeration/><w:MaxElements>2</w:MaxElements><w:Filter Dialect='
+                 '"http://schemas.microsoft.com/wbem/wsman/1/WQL">select * from Win32_LogicalDisk</w:Filter>'
+                 '</n:Enumerate>')
 
 
 def refused(client, error_type, what, accept=lambda error: True):
     try:
-        client.send_message(enumerate("select * from Win32_LogicalDisk"))
+        client.send_message(DISKS)
         check(False, what)
     except error_type as error:
         check(accept(error), "%s: %s" % (what, error))
 
 
-bad = subprocess.run([SIM, "--port", "70000"], capture_output=True, text=True)
-check(bad.returncode == 2 and "--port" in bad.stderr, "an out-of-range port is refused")
-check(subprocess.run([SIM, "--frobnicate"], capture_output=True).returncode == 2, "an unknown option is refused")
+for args, what in ((["--port", "70000"], "an out-of-range port"), (["--frobnicate"], "an unknown option")):
+    bad = subprocess.run([SIM] + args, capture_output=True, text=True)
+    check(bad.returncode == 2 and args[0] in bad.stderr, what + " is refused")
 
 users, log = os.path.join(WORK, "users"), os.path.join(WORK, "log")
 cert, key = os.path.join(WORK, "cert.pem"), os.path.join(WORK, "key.pem")
@@ -86,7 +86,7 @@ def protocol(port, encryption="always", user="LAB\\alice", scheme="http"):
 sim, port = start("--log", log)
 try:
     p = protocol(port)
-    reply = ET.fromstring(p.send_message(enumerate("select * from Win32_LogicalDisk")))
+    reply = ET.fromstring(p.send_message(DISKS))
     names = [e.text for e in reply.findall(".//w:Items/d:Win32_LogicalDisk/d:Name", NS)]
     check(len(names) == 1, "the EnumerateResponse carries one item")
     for pull in range(1, 10):
@@ -131,8 +131,7 @@ subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_para
                capture_output=True)
 sim, port = start("--https", "--cert", cert, "--key", key)
 try:
-    bound = ET.fromstring(protocol(port, scheme="https", encryption="auto").send_message(
-        enumerate("select * from Win32_LogicalDisk")))
+    bound = ET.fromstring(protocol(port, scheme="https", encryption="auto").send_message(DISKS))
     check(len(bound.findall(".//w:Items/d:Win32_LogicalDisk", NS)) == 1, "a bound NTLM login over HTTPS answers")
     requests_ntlm.requests_ntlm._get_certificate_hash = lambda certificate: "00" * 32
     refused(protocol(port, scheme="https", encryption="auto"), winrm.exceptions.InvalidCredentialsError,
