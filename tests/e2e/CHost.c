@@ -1,4 +1,5 @@
-/* A host written in C (run by LoadLibraryTest): the public header must compile as C and be usable without any C++. */
+/* A host written in C (run by LoadLibraryTest): the public header must compile as C and be usable without any
+ * C++. */
 #include <stddef.h>
 #include <string.h>
 
@@ -11,7 +12,7 @@ int QnCHostInitializeAndShutdown(const char* traceFile) {
 
     memset(error, 'x', sizeof error);
     if (WSManInitialize(NULL, traceFile, &handle) != QNSNWSM_OK || handle == NULL) return 1;
-    /* Without a session every connect failure leaves its text in the buffer, NUL-terminated. */
+    /* A connect on a NULL handle fails and leaves the error buffer alone. */
     result = WSManConnectToComputer(NULL, "pc1", "", "", NULL, QNSNWSM_PORT_HTTP, 0, 0, error, sizeof error);
     WSManShutdown(handle);
     if (result != QNSNWSM_FAILURE) return 2;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -79,8 +80,8 @@ TEST_F(EveryExportTest, ChecksAndActionsReadAndChangeTheComputer) {
     c.Declare("Win32_Service");
     c.Add("Win32_Service", P("DisplayName=Print Spooler|Name=Spooler|StartMode=Auto|State=Stopped"));
     c.Add("Win32_Service", P("DisplayName=Gateway|Name=ALG|StartMode=Manual|State=Running"));
+    c.Add("Win32_Share", P("Name=C$|Path=C:\\|Type=2147483648"));  // instance lists are sorted
     c.Add("Win32_Share", P("Name=ADMIN$|Path=C:\\|Type=2147483648"));
-    c.Add("Win32_Share", P("Name=C$|Path=C:\\|Type=2147483648"));
     c.Add("Win32_PerfFormattedData_TermService_TerminalServices",
           P("ActiveSessions=3|InactiveSessions=2|TotalSessions=9"));
     c.Add("Win32_PerfRawData_LocalSessionManager_TerminalServices",
@@ -124,6 +125,9 @@ TEST_F(EveryExportTest, ChecksAndActionsReadAndChangeTheComputer) {
         [&] { return WSManGetDisksState(h_, &n1, a, b, s, 256, error_, E); });
     EXPECT_EQ(n1, 0u);
     EXPECT_EQ((T{a, b, s}), (T{"[Disk 0]", "[Disk 1]", "[Degraded]"}));
+    // The three buffers share one size.
+    EXPECT_EQ(WSManGetDisksState(h_, &n1, a, b, s, 7, error_, E), QNSNWSM_OK);
+    EXPECT_EQ((T{a, b, s}), (T{"[Disk ", "[Disk ", "[Degra"}));
     Run("Calling WinRMGetLogicalDiskSpace (C)...", "WinRMGetLogicalDiskSpace completed.",
         [&] { return WSManGetLogicalDiskSpace(h_, "C", &n1, &n2, &n3, &n4, error_, E); });
     EXPECT_EQ((N{n1, n2, n3, n4}), (N{1, 801706, 953340u - 801706u, 953340}));
@@ -249,6 +253,11 @@ TEST_F(EveryExportTest, LongListsArePulledWholeAndCutAtTheBuffer) {
     char small[20];
     EXPECT_EQ(WSManGetProcessList(h_, small, sizeof small, error_, sizeof error_), QNSNWSM_OK);
     EXPECT_STREQ(small, "proc1000.exe||proc1");
+    // The schema lists keep whole entries only, "||" counted before the first one too: 2 + 12 fits in 14.
+    EXPECT_EQ(WSManCollectInstances(h_, "Win32_Process", small, 14, error_, sizeof error_), QNSNWSM_OK);
+    EXPECT_STREQ(small, "proc1000.exe");
+    EXPECT_EQ(WSManCollectInstances(h_, "Win32_Process", small, 13, error_, sizeof error_), QNSNWSM_OK);
+    EXPECT_STREQ(small, "");
     std::uint32_t running = 0;
     EXPECT_EQ(WSManGetProcessState(h_, "PROC1119.EXE", &running, error_, sizeof error_), QNSNWSM_OK);
     EXPECT_EQ(running, 1u);
@@ -268,6 +277,19 @@ TEST_F(EveryExportTest, FailuresReachTheHost) {
               QNSNWSM_FAILURE);
     EXPECT_EQ(found, 0u);
     EXPECT_EQ(std::string(error_), qntest::WinrmErrorText(0x8033801A));
+
+    // A failed list export leaves the whole list buffer zeroed.
+    const char* members =
+        "Associators of {Win32_Group.Domain='PC1',Name='Users'} Where AssocClass=Win32_GroupUser "
+        "Role=GroupComponent";
+    computer_->AddQuery(members, qntest::RenderInstance("Win32_UserAccount", P("Caption=PC1\\a|Name=a")));
+    computer_->AddQuery(members, qntest::RenderInstance("Win32_UserAccount", P("Caption=PC1\\b")));
+    char list[64];
+    std::memset(list, 'x', sizeof list);
+    EXPECT_EQ(WSManGetWinGroupMemberList(h_, "Users", "PC1", list, sizeof list, error_, sizeof error_),
+              QNSNWSM_FAILURE);
+    EXPECT_EQ(std::string(list, sizeof list), std::string(sizeof list, '\0'));
+    EXPECT_STREQ(error_, "XML attribute missing");
 }
 
 }  // namespace

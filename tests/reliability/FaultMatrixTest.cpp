@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
-#include <ostream>
 #include <string>
 
 #include "ReliabilitySupport.h"
@@ -18,10 +17,6 @@ struct FaultCase {
     std::uint32_t code;
     std::uint32_t enumerationTimeoutMs = 240000;
 };
-
-void PrintTo(const FaultCase& fault, std::ostream* out) {
-    *out << fault.rule;
-}
 
 // "action=Pull times=1 drop" -> "action_Pull_times_1_drop", "Sealed_..." over NTLM.
 std::string CaseName(const ::testing::TestParamInfo<FaultCase>& info) {

@@ -129,14 +129,7 @@ TEST(HostileInputTest, LifecycleExportsTolerateNullArguments) {
     EXPECT_EQ(WSManInitialize(nullptr, nullptr, nullptr), QNSNWSM_FAILURE);
     WSManShutdown(nullptr);
     WSManDisconnectComputer(nullptr);
-
-    char error[32];
-    std::memset(error, 'Z', sizeof error);
-    EXPECT_EQ(
-        WSManConnectToComputer(nullptr, nullptr, nullptr, nullptr, nullptr, 0, 0, 0, error, sizeof error),
-        QNSNWSM_FAILURE);
-    EXPECT_EQ(error[0], 'Z');  // a NULL handle leaves the error text alone
-
+    // A connect on a NULL handle leaves the error text alone: CHost.c in tests/e2e.
     const std::string huge(64 * 1024, 'b');
     for (const char* base : {static_cast<const char*>(nullptr), "", huge.c_str()}) {
         for (const char* trace :

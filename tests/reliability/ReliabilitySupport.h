@@ -2,6 +2,7 @@
 // seconds, and a bound on how long a failing call may take.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -46,6 +47,21 @@ inline std::chrono::milliseconds Timed(const std::function<void()>& call) {
     const auto start = std::chrono::steady_clock::now();
     call();
     return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+}
+
+// A check on a handle whose connect failed says so instead of touching the network.
+inline void ExpectSessionNotOpen(Bench& bench) {
+    std::string list;
+    EXPECT_EQ(bench.ServiceList(list), QNSNWSM_FAILURE);
+    EXPECT_STREQ(bench.ErrorText(),
+                 "WSMan session has not been opened yet, please check connection properties");
+}
+
+// Once the fault has passed, the same handle connects to the simulator, clears its error and reads.
+inline void ExpectHandleRecovers(Bench& bench) {
+    ASSERT_EQ(bench.ConnectToSim(), QNSNWSM_OK) << bench.ErrorText();
+    EXPECT_STREQ(bench.ErrorText(), "");
+    EXPECT_TRUE(bench.ReadsTheComputer()) << bench.ErrorText();
 }
 
 }  // namespace qn::reliability

@@ -35,8 +35,7 @@ TEST(TlsFaultTest, UntrustedAndExpiredCertificatesAreRefusedAndTheHandleConnects
         EXPECT_EQ(bench.ErrorText(), WinrmErrorText(0x80072F8F));
 
         ASSERT_TRUE(bench.StartSim(https("good"))) << bench.SimError();
-        ASSERT_EQ(bench.ConnectToSim(), QNSNWSM_OK) << bench.ErrorText();
-        EXPECT_TRUE(bench.ReadsTheComputer()) << bench.ErrorText();
+        ExpectHandleRecovers(bench);
     }
 }
 
@@ -60,8 +59,7 @@ TEST(TlsFaultTest, APinnedCertificateNeedsNothingElseAndAMissingCaFileIsNamed) {
 
     Bench pinned(Transport::BasicOverHttp, "CertificateThumbprintSHA256=" + Sha256Hex(self.der) + "\n");
     ASSERT_TRUE(pinned.StartSim(https)) << pinned.SimError();
-    ASSERT_EQ(pinned.ConnectToSim(), QNSNWSM_OK) << pinned.ErrorText();
-    EXPECT_TRUE(pinned.ReadsTheComputer()) << pinned.ErrorText();
+    ExpectHandleRecovers(pinned);
 
     Bench missing(Transport::BasicOverHttp, "TrustedCAFile=" + folder.File("no-such-ca.pem") + "\n");
     ASSERT_TRUE(missing.StartSim(https)) << missing.SimError();
