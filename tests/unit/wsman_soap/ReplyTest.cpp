@@ -134,8 +134,9 @@ TEST(CheckReply, RelatedRepliesOnlyAndWindowsCodesForBrokenOnes) {
         {{200, "", withDtd}, "uuid:ABC", errors::kInvalidXml},
         {answer(enumerated, flood), "uuid:ABC", errors::kInvalidXml},
         {answer(enumerated, quotedFlood), "uuid:ABC", errors::kInvalidXml},
-        // Matched by RelatesTo but not by Action: another request's reply claiming the end.
+        // Matched by RelatesTo but not by Action: another request's reply claiming the end, either way.
         {answer(pulled, end), "uuid:ABC", errors::kInvalidHeader},
+        {answer(enumerated, end), "uuid:ABC", errors::kInvalidHeader, ns::kActionPull},
         // The right action with the wrong response element.
         {answer(pulled, end), "uuid:ABC", errors::kInvalidSoapBody, ns::kActionPull},
         // An item under an undeclared prefix would be read under the wrong name.
