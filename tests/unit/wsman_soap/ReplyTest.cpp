@@ -1,5 +1,6 @@
-// Replies as Windows and other servers send them: faults and their codes, the relation to the request,
-// enumeration batches and invoke output, from captured replies where there are some.
+// Replies as Windows and other servers send them: faults and their codes, the relation to the request and
+// enumeration batches, from captured replies where there are some. (Captured items and invoke output down to
+// their records: parsing/InstanceRecordWriterTest.)
 #include <gtest/gtest.h>
 
 #include "SoapTestSupport.h"
@@ -148,7 +149,7 @@ TEST(CheckReply, RelatedRepliesOnlyAndWindowsCodesForBrokenOnes) {
             << entry.exchange.body.substr(0, 400);
         EXPECT_TRUE(reply.batch.items.empty());
     }
-    // An Invoke answered with an empty body. (Captured output: parsing/InstanceRecordWriterTest.)
+    // An Invoke answered with an empty body.
     const auto empty = xml::ParseUntrusted(testing::ReplyTo("", "r", ""));
     std::string output;
     EXPECT_EQ(ReadInvokeOutput(testing::BodyOf(empty.get()), output), errors::kInvalidSoapBody);
