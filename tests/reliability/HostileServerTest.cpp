@@ -2,7 +2,8 @@
 // listener that never answers, and a loopback HTTP server with replies the simulator would never send (entity
 // bombs, absurd nesting, endless bodies, garbage instead of HTTP, a redirect, enumerations that never end).
 // Each fails the connect's access check in time with its code, and the same handle then connects to a proper
-// service. (Unrelated and non-SOAP replies are refused by the reply check; see tests/unit/wsman_soap.)
+// service. (Unrelated and non-SOAP replies, and a Pull answered by an EnumerateResponse, are refused by the
+// reply check: tests/unit/wsman_soap.)
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
