@@ -64,12 +64,10 @@ TEST_F(TraceTest, LineIsTimeBlankMessageWithBreaksEscapedExceptInBanners) {
               "[01:02:03] a <CRLF> b <CR> c <LF> d\n"
               "[01:02:03] 100% done\n"
               "[01:02:03] ----\nModule: [qnsnwsm.dll]\n----\r\n[01:02:03] a\r\nb\n\n");
-}
 
-TEST_F(TraceTest, NothingIsWrittenWithoutPathOrLevelAndADeletedFileComesBack) {
-    traced_.Trace(0, "level zero");
-    traced_.Trace(kTraceToFile, "one");
+    // Nothing is written without a level or a path, and a deleted file comes back.
     std::remove(traceFile_.c_str());
+    traced_.Trace(0, "level zero");
     traced_.Trace(kTraceToFile, "%s", "");  // an empty message still makes a line
     EXPECT_EQ(ReadFile(traceFile_), "[01:02:03] \n");
     traced_.SetTraceFile("");
@@ -90,19 +88,15 @@ TEST_F(TraceTest, NewFileIsTheOwnersAloneAndAnExistingFileKeepsItsMode) {
     EXPECT_EQ(ReadFile(traceFile_), "[01:02:03] new\n[01:02:03] appended\n");
 }
 
-TEST_F(TraceTest, OverlongMessageIsCutAtTheBufferEnd) {
+// An overlong message is cut at the buffer's end unless traced with a size of its own.
+TEST_F(TraceTest, OverlongMessageIsCutUnlessSizedAndTinyBoundsAssert) {
     traced_.Trace(kTraceToFile, "%s", std::string(20000, 'x').c_str());
-    const std::string written = ReadFile(traceFile_);
-    ASSERT_EQ(written.size(), CQncBase::kTraceBufferSize - 1 + 1);  // the line, then "\n"
-    EXPECT_EQ(written.substr(0, 12), "[01:02:03] x");
-    EXPECT_EQ(written.substr(written.size() - 2), "x\n");
-}
-
-TEST_F(TraceTest, SizedTraceTakesLongMessagesAndAssertsOnTinyBounds) {
+    const std::string cut = "[01:02:03] " + std::string(CQncBase::kTraceBufferSize - 1 - 11, 'x') + "\n";
+    EXPECT_EQ(ReadFile(traceFile_), cut);
     const std::string assertFile = folder_.File("assert.txt");
     SetAssertFilePath(assertFile.c_str());
     traced_.TraceSized(kTraceToFile, 30000, "%s\r\n", std::string(25000, 'y').c_str());
-    EXPECT_EQ(ReadFile(traceFile_), "[01:02:03] " + std::string(25000, 'y') + "\n");
+    EXPECT_EQ(ReadFile(traceFile_), cut + "[01:02:03] " + std::string(25000, 'y') + "\n");
 
     traced_.TraceSized(kTraceToFile, 8, "short\nline");
     SetAssertFilePath(folder_.File("qndebug/assert.txt").c_str());
@@ -143,6 +137,7 @@ TEST_F(TraceTest, ObjectsAndThreadsSharingAFileWriteWholeLines) {
     EXPECT_EQ(lines, 3u * kLinesPerThread);
 }
 
+// An entry is cut to 1020 characters and dots.
 TEST_F(TraceTest, EventLogKeepsTheNewestHundredEntriesNumberedOnFromTheStoredNumber) {
     qntest::WriteFile(eventLog_, "[Init]\nNextEntry=255\n[Log]\n000000FE|[00:00:00] older\n");
     for (int i = 0; i < 100; ++i) traced_.Trace(kTraceToEventLog, "entry %d\n", i);
@@ -151,14 +146,10 @@ TEST_F(TraceTest, EventLogKeepsTheNewestHundredEntriesNumberedOnFromTheStoredNum
     EXPECT_EQ(entries.front(), "000000FF|[01:02:03] entry 0");
     EXPECT_EQ(entries.back(), "00000162|[01:02:03] entry 99");
     EXPECT_EQ(qn::platform::ProfileGetInt("Init", "NextEntry", 0, eventLog_.c_str()), 355u);
-}
 
-TEST_F(TraceTest, EventLogEntryIsCutTo1020CharactersAndDots) {
     traced_.Trace(kTraceToEventLog | kTraceToFile, "%s", std::string(2000, 'z').c_str());
-    const std::vector<std::string> entries = EventLogEntries();
-    ASSERT_EQ(entries.size(), 1u);
-    const std::string expectedLine = "[01:02:03] " + std::string(1020 - 11, 'z') + "...";
-    EXPECT_EQ(entries[0], "00000000|" + expectedLine);
+    EXPECT_EQ(EventLogEntries().back(), "00000163|[01:02:03] " + std::string(1020 - 11, 'z') + "...");
+    EXPECT_EQ(EventLogEntries().front(), "00000100|[01:02:03] entry 1");
 }
 
 }  // namespace

@@ -6,39 +6,25 @@ file that does not exist, which is not created either), nothing changed without 
 configuration file keeps every byte through all of it: the module writes to its state file."""
 import json, os, socket, subprocess, sys, tempfile, time
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "support"))
+from simulated_lab import Lab  # noqa: E402
+
 cli, sim, share = sys.argv[1:4]
 failures = []
 
 with tempfile.TemporaryDirectory() as folder:
-    users, config = os.path.join(folder, "users.txt"), os.path.join(folder, "registry.conf")
-    with open(users, "w") as f:
-        f.write("LAB:monitor:Passw0rd-1\n")
-    with open(config, "w") as f:
-        f.write("[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=%s/\n\n"
-                "[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel\\Server\\WinRM]\nAuthScheme=NTLM\n" % share)
-    with socket.socket() as s:
-        s.bind(("127.0.0.1", 0))
-        port = s.getsockname()[1]
-    server = subprocess.Popen([sim, "--port", str(port), "--profile", "server", "--users", users],
-                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    lab = Lab(folder, sim, share, "Passw0rd-1")
     try:
-        for attempt in range(300):
-            with socket.socket() as probe:
-                if probe.connect_ex(("127.0.0.1", port)) == 0:
-                    break
-            time.sleep(0.05)
-        else:
-            raise SystemExit("simulator did not start")
+        port = lab.simulator_port("server")
         state = os.path.join(folder, "state", "state.conf")
-        env = dict(os.environ, QNSNWSM_PASSWORD="Passw0rd-1", QNSNWSM_REGISTRY=config, QNSNWSM_STATE=state)
-        with open(config, "rb") as f:
+        env = dict(os.environ, QNSNWSM_PASSWORD="Passw0rd-1", QNSNWSM_REGISTRY=lab.store, QNSNWSM_STATE=state)
+        with open(lab.store, "rb") as f:
             administrators = f.read()
-        base = [cli, "--json", "-q", "-c", "127.0.0.1", "-p", str(port), "-u", "LAB\\monitor",
-                "--sleep-ms", "100", "--duration-ms", "200"]
 
-        def run(args, **kwargs):
-            return subprocess.run(base + args, env=env, capture_output=True, text=True, timeout=120,
-                                  stdin=subprocess.DEVNULL, **kwargs)
+        def run(args, to=port, timeout=120):
+            return subprocess.run([cli, "--json", "-q", "-c", "127.0.0.1", "-p", str(to), "-u", "LAB\\monitor",
+                                   "--sleep-ms", "100", "--duration-ms", "200"] + args, env=env,
+                                  capture_output=True, text=True, timeout=timeout, stdin=subprocess.DEVNULL)
 
         for command in [
             ["domain"], ["cpu"], ["disks"], ["disk-space", "C:"], ["memory"], ["printers"],
@@ -66,39 +52,39 @@ with tempfile.TemporaryDirectory() as folder:
                 failures.append("%s: exit code is not 2" % command)
         if any(name.startswith("missing.conf") for name in os.listdir(folder)):
             failures.append("--config created the missing file")
-        with open(config, "rb") as f:
+        with open(lab.store, "rb") as f:
             if f.read() != administrators:
                 failures.append("the administrator's configuration file was rewritten")
         if "ProgFilesFolder" not in open(state).read():
             failures.append("the module's write-back is not in the state file")
 
+        # Failed checks: exit 1, ok false, and the reason in the error or on stderr.
         empty = os.path.join(folder, "empty")
         os.mkdir(empty)
         with open(os.path.join(folder, "broken.conf"), "w") as f:
             f.write("[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=%s/\n" % empty)
-        result = run(["--config", os.path.join(folder, "broken.conf"), "services"])
-        if result.returncode != 1 or json.loads(result.stdout)["ok"] or empty not in result.stderr:
-            failures.append("services without stylesheets: %d %r %r" % (result.returncode, result.stdout,
-                                                                     result.stderr))
-
-        with socket.socket() as silent:
-            silent.bind(("127.0.0.1", 0))
-            silent.listen(8)
+        silent = socket.socket()
+        silent.bind(("127.0.0.1", 0))
+        silent.listen(8)
+        for what, args, to, reason, seconds in [
+            ("services without stylesheets", ["--config", os.path.join(folder, "broken.conf"), "services"], port,
+             empty, 60),
+            ("-t 5 against a silent listener", ["-t", "5", "memory"], silent.getsockname()[1], "--timeout", 6),
+            ("wrong password", ["memory"], port, "0x80070005", 60),
+        ]:
+            if what == "wrong password":
+                env["QNSNWSM_PASSWORD"] = "wrong"
             started = time.monotonic()
-            result = subprocess.run([cli, "-t", "5", "-q", "--json", "-c", "127.0.0.1", "-p", str(silent.getsockname()[1]),
-                                     "-u", "LAB\\monitor", "memory"], env=env, capture_output=True, text=True,
-                                    timeout=30, stdin=subprocess.DEVNULL)
+            result = run(args, to, timeout=60)
             took = time.monotonic() - started
-        if result.returncode != 1 or took > 6 or json.loads(result.stdout)["ok"] or "--timeout" not in result.stderr:
-            failures.append("-t 5 against a silent listener: %d after %.1f s: %r" % (result.returncode, took,
-                                                                                  result.stderr))
-        env["QNSNWSM_PASSWORD"] = "wrong"
-        result = run(["memory"])
-        if result.returncode != 1 or "0x80070005" not in json.loads(result.stdout)["error"]:
-            failures.append("wrong password: %d %r" % (result.returncode, result.stdout))
+            document = json.loads(result.stdout or "{}")
+            if (result.returncode != 1 or document.get("ok", True) or took > seconds
+                    or reason not in result.stderr + document.get("error", "")):
+                failures.append("%s: %d after %.1f s: %r %r" % (what, result.returncode, took, result.stdout,
+                                                                result.stderr))
+        silent.close()
     finally:
-        server.terminate()
-        server.wait(timeout=10)
+        lab.stop()
 
 print("\n".join("FAIL " + failure for failure in failures) or "all passed")
 sys.exit(1 if failures else 0)

@@ -3,7 +3,7 @@
 readings, a wrong password costing one login per scrape, a silent computer answered within the scrape timeout,
 twenty computers scraped at once, a computer that goes away and comes back, and the password in no answer,
 log line or environment."""
-import os, shutil, signal, socket, subprocess, sys, tempfile, threading, time
+import concurrent.futures, os, shutil, signal, socket, subprocess, sys, tempfile, time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from exporter_harness import Lab, PASSWORD, WINDOWS_MODULE, value
@@ -68,16 +68,8 @@ with tempfile.TemporaryDirectory() as folder:
 
         # Twenty targets at once, all answered with up 1.
         targets = ["/probe?target=%s&module=windows&auth=lab%s" % (c, a or "") for c in computers for a in range(4)]
-        answers = {}
-
-        def scrape(path):
-            answers[path] = lab.get(path, timeout_header=20)
-
-        threads = [threading.Thread(target=scrape, args=(p,)) for p in targets]
-        for thread in threads:
-            thread.start()
-        for thread in threads:
-            thread.join(60)
+        with concurrent.futures.ThreadPoolExecutor(len(targets)) as pool:
+            answers = dict(zip(targets, pool.map(lambda path: lab.get(path, timeout_header=20), targets)))
         up = [p for p, (s, b) in answers.items() if s == 200 and value(b, "qnsnwsm_up") == 1]
         expect(len(up) == 20, "parallel scrapes: %d of 20 up" % len(up))
 

@@ -1,16 +1,63 @@
 // The module object's and the lifecycle exports' life, opening and closing a session (URL, credentials,
-// platform failures), and which class and namespace the access validation uses. A refused validation, buffer
-// sizes and NULL arguments are tests/reliability's.
+// platform failures), which class and namespace the access validation uses, WQL enumeration and method
+// invocation (backslashes in the namespace's resource URI become slashes), all with a scripted WinRM client,
+// a private configuration store and a trace file. A refused validation, buffer sizes, NULL arguments, the
+// WinRM error texts and an unopened session's enumeration are tests/reliability's; invocation arguments the
+// check tests'.
+#include <gtest/gtest.h>
+
+#include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
-#include "EngineTestSupport.h"
+#include "FakeWsman.h"
+#include "TestFiles.h"
 #include "api/ExportSupport.h"
 #include "base/QncRegistry.h"
+#include "engine/CQnWSMan.h"
 #include "qnsnwsm.h"
 
 namespace qn::test {
 namespace {
+
+using qn::platform::ToHResult;
+using qntest::FakeWsmanScript;
+using qntest::HasLine;
+using qntest::ResetScript;
+using qntest::Script;
+
+class EngineTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ResetScript();
+        qntest::InstallFakeWsman();
+    }
+    void TearDown() override { qntest::UninstallFakeWsman(); }
+
+    // A module initialised with the fake client and tracing to TraceFile().
+    std::unique_ptr<CQnWSMan> MakeInitializedModule() {
+        auto module = std::make_unique<CQnWSMan>("engine-test");
+        EXPECT_EQ(module->Initialize(TraceFile().c_str()), 0u);
+        return module;
+    }
+    // A module with an open session to `wmiNamespace` (no validation unless the namespace asks for it).
+    std::unique_ptr<CQnWSMan> MakeConnectedModule(const char* wmiNamespace = "root/default") {
+        auto module = MakeInitializedModule();
+        module->SetNamespace(wmiNamespace);
+        EXPECT_EQ(module->OpenSession("pc1", 5985, error), 0u) << error.GetText();
+        return module;
+    }
+
+    std::vector<std::string> Trace() const { return qntest::ReadTraceMessages(TraceFile()); }
+    std::string TraceFile() const { return scratch_.File("trace.log"); }
+
+    CQncString error, response;
+    ItemList items;
+
+  private:
+    qntest::ScratchStore scratch_;
+};
 
 using LifecycleTest = EngineTest;
 
@@ -83,7 +130,7 @@ TEST_F(LifecycleExportTest, ConnectDefaultsTheNamespaceAndCutsItsErrorToTheBuffe
 
 using SessionTest = EngineTest;
 
-TEST_F(SessionTest, CredentialsReachTheClientButNeverTheTrace) {
+TEST_F(SessionTest, CredentialsAndSchemeReachTheClient) {
     auto module = MakeInitializedModule();
     module->SetUseSsl(1);
     module->SetUserName("PC1\\alice");
@@ -94,7 +141,6 @@ TEST_F(SessionTest, CredentialsReachTheClientButNeverTheTrace) {
     EXPECT_EQ(Script().sessionFlags, 4096);
     EXPECT_EQ(Script().userName, "PC1\\alice");
     EXPECT_EQ(Script().password, "S3cret!pw");
-    EXPECT_EQ(qntest::ReadFile(TraceFile()).find("S3cret!pw"), std::string::npos);
 
     // Without a user name the module's own credentials are used; only exactly 1 means HTTPS.
     ResetScript();
@@ -165,11 +211,17 @@ class ValidationTest : public EngineTest {
     }
 };
 
-TEST_F(ValidationTest, ClassIsDefaultedOrTrimmedAndWrittenBack) {
+TEST_F(ValidationTest, ClassIsDefaultedOrTrimmedAndWrittenBackAndAnEmptyOneSkipsTheCheck) {
     auto module = MakeInitializedModule();
     EXPECT_EQ(ReadClass(*module), "Win32_ComputerSystem");
     StoreClass(" \tWin32_BIOS\r\n");
     EXPECT_EQ(ReadClass(*module), "Win32_BIOS");
+
+    StoreClass("  ");
+    auto connected = MakeConnectedModule();
+    EXPECT_EQ(connected->WinRMValidateAccess(error), 0);
+    EXPECT_TRUE(Script().enumerations.empty());
+    EXPECT_EQ(Trace().back(), "Skipped WinRMValidateAccess, no validationclass specified in registry.");
 }
 
 TEST_F(ValidationTest, RunsOnlyForTheExactStandardNamespace) {
@@ -186,12 +238,66 @@ TEST_F(ValidationTest, RunsOnlyForTheExactStandardNamespace) {
     }
 }
 
-TEST_F(ValidationTest, EmptyClassSkipsTheCheck) {
-    StoreClass("  ");
+using EnumerateTest = EngineTest;
+
+TEST_F(EnumerateTest, ClassNameBecomesSelectAllAndItemsAreAppended) {
+    auto module = MakeConnectedModule("root\\cimv2");
+    Script().enumerations.clear();
+    Script().defaultEnumeration.items = {"<a/>", "<b/>"};
+    EXPECT_EQ(module->Enumerate("Win32_Service", items, error), 0);
+    EXPECT_EQ(module->Enumerate("select Name from Win32_Service", items, error), 0);
+    EXPECT_TRUE(error.IsEmpty());
+    ASSERT_EQ(Script().enumerations.size(), 2u);
+    EXPECT_EQ(Script().enumerations[0].filter, "select * from Win32_Service");
+    EXPECT_EQ(Script().enumerations[1].filter, "select Name from Win32_Service");
+    EXPECT_EQ(Script().enumerations[0].resourceUri,
+              "http://schemas.microsoft.com/wbem/wsman/1/wmi/root/cimv2/*");
+    ASSERT_EQ(items.size(), 4u);
+    EXPECT_EQ(items[3].Text(), "<b/>");
+    EXPECT_TRUE(HasLine(Trace(), "Enumerate is using query: [select * from Win32_Service]."));
+}
+
+TEST_F(EnumerateTest, FailuresGiveTheirTextsAndKeepTheItemsRead) {
+    auto module = MakeConnectedModule("");
+    Script().defaultEnumeration.result = ToHResult(0x80338000);
+    EXPECT_EQ(module->Enumerate("Win32_Foo", items, error), -1);
+    EXPECT_EQ(Script().enumerations[0].resourceUri, "http://schemas.microsoft.com/wbem/wsman/1/wmi/*");
+    const auto lines = Trace();
+    EXPECT_TRUE(HasLine(lines, "Enumerate failed, error code = [WSMan enumerate failed, error 0x80338000]."));
+    EXPECT_TRUE(
+        HasLine(lines, "WMI/WinRM Error 0x80338000: No items can be found at the selected URI. <LF> ."));
+    EXPECT_EQ(lines.back(), "Enumerate completed, result: -1");
+
+    Script().defaultEnumeration.result = qn::platform::kOk;
+    Script().defaultEnumeration.nullEnumerator = true;
+    EXPECT_EQ(module->Enumerate("Win32_Service", items, error), -1);
+    EXPECT_STREQ(error.GetText(), "WSMan enumerate failed, null pointer cast");
+
+    // A failure while pulling keeps the items read.
+    Script().defaultEnumeration.nullEnumerator = false;
+    Script().defaultEnumeration.items = {"<a/>", "<b/>", "<c/>"};
+    Script().defaultEnumeration.failAfterItems = 2;
+    Script().defaultEnumeration.readFailure = ToHResult(0x80338029);
+    EXPECT_EQ(module->Enumerate("Win32_Process", items, error), -1);
+    EXPECT_EQ(items.size(), 2u);
+    EXPECT_STREQ(error.GetText(), "WMI/WinRM Error 0x80338029");
+}
+
+using InvokeTest = EngineTest;
+
+TEST_F(InvokeTest, FailuresGiveTheirTexts) {
+    auto unopened = MakeInitializedModule();
+    response = "stale";
+    EXPECT_EQ(unopened->Invoke("uri", "Reboot", "<p/>", response, error), -1);
+    EXPECT_STREQ(error.GetText(), "NULL pointer detected");
+    EXPECT_TRUE(response.IsEmpty());
+    EXPECT_TRUE(Script().invocations.empty());
+    EXPECT_EQ(Trace().back(), "Invoke completed, result: -1");
+
     auto module = MakeConnectedModule();
-    EXPECT_EQ(module->WinRMValidateAccess(error), 0);
-    EXPECT_TRUE(Script().enumerations.empty());
-    EXPECT_EQ(Trace().back(), "Skipped WinRMValidateAccess, no validationclass specified in registry.");
+    Script().invokeResult = ToHResult(0x80338012);
+    EXPECT_EQ(module->Invoke("uri", "Recycle", "<p/>", response, error), -1);
+    EXPECT_TRUE(HasLine(Trace(), "Invoke failed, error code = [0x80338012]."));
 }
 
 }  // namespace
