@@ -23,10 +23,8 @@ const char* const kAuth = "auths:\n  a:\n    username: 'LAB\\u'\n    password_en
 TEST(ExporterConfig, ReadsTheDocumentedFormAndNamesEveryMistake) {
     setenv("EXPORTER_TEST_PW", "secret", 1);
     std::string error;
-    const auto config = Load(std::string(kAuth) +
-                                 "modules:\n  w:\n    auth: a\n    collectors: [cpu, service]\n"
-                                 "    services: [Spooler]\n",
-                             error);
+    const std::string module = std::string(kAuth) + "modules:\n  w:\n    auth: a\n    collectors: ";
+    const auto config = Load(module + "[cpu, service]\n    services: [Spooler]\n", error);
     ASSERT_TRUE(config) << error;
     EXPECT_EQ(config->auths.at("a").password, "secret");
     EXPECT_EQ(config->auths.at("a").port, 5985);
@@ -39,14 +37,11 @@ TEST(ExporterConfig, ReadsTheDocumentedFormAndNamesEveryMistake) {
     } cases[] = {
         {"auths: [", "not valid YAML"},
         {std::string(kAuth) + "modules:\n  w:\n    auth: b\n    collectors: [cpu]\n", "unknown auth 'b'"},
-        {std::string(kAuth) + "modules:\n  w:\n    auth: a\n    collectors: [gpu]\n",
-         "unknown collector 'gpu'"},
-        {std::string(kAuth) + "modules:\n  w:\n    auth: a\n    collectors: [service]\n", "needs its list"},
-        {std::string(kAuth) + "modules:\n  w:\n    auth: a\n    collectors: []\n", "at least one collector"},
-        {std::string(kAuth) + "modules:\n  w:\n    auth: a\n    collectors: [pool, cpu]\n    pools: [p]\n",
-         "module of its own"},
-        {std::string(kAuth) + "modules:\n  w:\n    auth: a\n    collectors: [cpu]\n    cpu: [x]\n",
-         "unknown key 'cpu'"},
+        {module + "[gpu]\n", "unknown collector 'gpu'"},
+        {module + "[service]\n", "needs its list"},
+        {module + "[]\n", "at least one collector"},
+        {module + "[pool, cpu]\n    pools: [p]\n", "module of its own"},
+        {module + "[cpu]\n    cpu: [x]\n", "unknown key 'cpu'"},
         {"auths:\n  a:\n    username: u\n    password: x\nmodules: {}\n", "unknown key 'password'"},
         {"auths:\n  a:\n    username: u\nmodules: {}\n", "needs password_file or password_env"},
         {"auths:\n  a:\n    username: u\n    password_env: EXPORTER_TEST_UNSET\nmodules: {}\n", "is not set"},
@@ -54,9 +49,7 @@ TEST(ExporterConfig, ReadsTheDocumentedFormAndNamesEveryMistake) {
         {"auths:\n  a:\n    scheme: ntlm\n  b:\n    scheme: basic\nmodules: {}\n", "one scheme per process"},
         {"exporter:\n  default_timeout: soon\n" + std::string(kAuth), "not a duration"},
         {"exporter:\n  max_sessions: 0\n" + std::string(kAuth), "whole number"},
-        {std::string(kAuth) + "modules:\n  w:\n    auth: a\n    collectors: [wmi]\n    counters:\n"
-                              "      - {metric: Bad-Name, class: c, property: p}\n",
-         "lower-case"},
+        {module + "[wmi]\n    counters:\n      - {metric: Bad-Name, class: c, property: p}\n", "lower-case"},
     };
     for (const auto& c : cases) {
         error.clear();
