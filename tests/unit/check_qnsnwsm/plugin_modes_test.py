@@ -93,9 +93,7 @@ with tempfile.TemporaryDirectory() as folder:
                 failures.append("%s %s: exit %d, %r" % (profile, args, result.returncode, status))
 
         # A listener that accepts and never answers: the run ends at the limit, UNKNOWN unless told otherwise.
-        silent = socket.socket()
-        silent.bind(("127.0.0.1", 0))
-        silent.listen(8)
+        silent = socket.create_server(("127.0.0.1", 0), backlog=8)
         for limit, code, word in (("2", 3, "UNKNOWN"), ("1:critical", 2, "CRITICAL")):
             started = time.monotonic()
             result = run(silent.getsockname()[1], ["-m", "memory", "-t", limit], timeout=30)

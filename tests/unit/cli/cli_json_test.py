@@ -63,9 +63,7 @@ with tempfile.TemporaryDirectory() as folder:
         os.mkdir(empty)
         with open(os.path.join(folder, "broken.conf"), "w") as f:
             f.write("[HKEY_LOCAL_MACHINE\\Software\\Quillon\\Sentrel]\nProgFilesFolder=%s/\n" % empty)
-        silent = socket.socket()
-        silent.bind(("127.0.0.1", 0))
-        silent.listen(8)
+        silent = socket.create_server(("127.0.0.1", 0), backlog=8)  # accepts, never answers
         for what, args, to, reason, seconds in [
             ("services without stylesheets", ["--config", os.path.join(folder, "broken.conf"), "services"], port,
              empty, 60),

@@ -31,10 +31,7 @@ with tempfile.TemporaryDirectory() as folder:
         sim_log = os.path.join(folder, "sim.log")
         healthy, unhealthy = lab.simulator("workstation"), lab.simulator("unhealthy", log=sim_log)
         computers = [healthy] + [lab.simulator("server") for _ in range(4)]
-        # A listener that accepts connections and never answers.
-        silent = socket.socket()
-        silent.bind(("127.0.0.1", 0))
-        silent.listen(64)
+        silent = socket.create_server(("127.0.0.1", 0), backlog=64)  # accepts, never answers
         dead = "127.0.0.1:%d" % silent.getsockname()[1]
         modules = WINDOWS_MODULE + "  all:\n    auth: lab\n    collectors: [service]\n    services: all\n"
         # Five auths with one account give twenty separate kept sessions on five computers.
