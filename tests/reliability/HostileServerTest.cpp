@@ -207,22 +207,18 @@ long ConnectToEndless(const EndlessServer& hostile) {
     return static_cast<long>(ResidentKilobytes()) - static_cast<long>(residentBefore);
 }
 
-TEST(HostileServerTest, EachEndlessEnumerationIsStoppedByItsBoundWithItsCodeAndReleased) {
+// The item text kept is a few MB; far more than that is a leak, an unbounded list, or items that cost far
+// more than their text (one-item Pulls each holding a block and a dictionary of their own did).
+TEST(HostileServerTest, EachEndlessEnumerationIsStoppedByItsBoundWithItsCodeReleasedAndMemoryFlat) {
     for (const EndlessServer& hostile : EndlessServers()) {
         SCOPED_TRACE(hostile.name);
-        ConnectToEndless(hostile);
-    }
-}
-
-// The item text kept is a few MB; far more than that is a leak or an unbounded list. Disabled while one-item
-// Pulls keep about 12 KiB each (21,000 Pulls in the 3 s bound: 260 MB) instead of their ~200 bytes of text.
-TEST(HostileServerTest, DISABLED_EveryEndlessEnumerationKeepsResidentMemoryFlat) {
+        const long grewKiB = ConnectToEndless(hostile);
 #if !defined(QN_UNDER_ASAN)
-    for (const EndlessServer& hostile : EndlessServers()) {
-        SCOPED_TRACE(hostile.name);
-        EXPECT_LT(ConnectToEndless(hostile), 64 * 1024);
-    }
+        EXPECT_LT(grewKiB, 64 * 1024);
+#else
+        static_cast<void>(grewKiB);
 #endif
+    }
 }
 
 TEST(HostileServerTest, TheEnumerationTimeBoundHoldsOverASealedConversation) {

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "wsman/core/ErrorCodes.h"
+#include "wsman/core/ItemArena.h"
 #include "wsman/soap/InvokeReply.h"
 #include "wsman/soap/Namespaces.h"
 #include "wsman/soap/Requests.h"
@@ -22,11 +23,15 @@ HResult ClientSession::Enumerate(const std::string& resourceUri, const std::stri
         conversation_->NewHeader(locator.resourceUri, ns::kActionEnumerate, std::move(locator.selectors));
     const auto started = EnumerationStream::Clock::now();
     soap::CheckedReply reply;
+    // The items of all the enumeration's replies share one arena: a reply of one small item does not
+    // cost a block and a dictionary of its own.
+    auto itemArena = std::make_shared<xml::ItemArena>();
     HResult result = conversation_->Call(
-        header, soap::BuildEnumerateRequest(header, filter, dialect, conversation_->MaxElements()), reply);
+        header, soap::BuildEnumerateRequest(header, filter, dialect, conversation_->MaxElements()), reply,
+        itemArena);
     if (result != 0) return result;
     stream = std::make_unique<EnumerationStream>(conversation_, locator.resourceUri, std::move(reply.batch),
-                                                 started);
+                                                 started, std::move(itemArena));
     return 0;
 }
 

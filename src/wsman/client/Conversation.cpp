@@ -28,7 +28,7 @@ soap::RequestHeader Conversation::NewHeader(const std::string& resourceUri, cons
 }
 
 HResult Conversation::Call(const soap::RequestHeader& header, const std::string& envelope,
-                           soap::CheckedReply& reply) {
+                           soap::CheckedReply& reply, std::shared_ptr<xml::ItemArena> itemArena) {
     lastErrorDetail_.clear();
     if (!channel_) {
         channel_ = factory_ ? factory_(settings_) : nullptr;
@@ -42,7 +42,8 @@ HResult Conversation::Call(const soap::RequestHeader& header, const std::string&
         ReleaseBuffers();
         return sent;
     }
-    const HResult checked = soap::CheckReply(exchange_, header.messageId, header.action, reply);
+    const HResult checked =
+        soap::CheckReply(exchange_, header.messageId, header.action, reply, std::move(itemArena));
     if (checked != 0) {
         lastErrorDetail_ = !reply.faultMessage.empty() ? reply.faultMessage
                            : !reply.problem.empty()

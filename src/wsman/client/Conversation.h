@@ -37,8 +37,10 @@ class Conversation {
     soap::RequestHeader NewHeader(const std::string& resourceUri, const std::string& action,
                                   std::vector<soap::Selector> selectors = {}) const;
 
-    // Sends the envelope built with `header` and checks the reply against its MessageID and Action.
-    HResult Call(const soap::RequestHeader& header, const std::string& envelope, soap::CheckedReply& reply);
+    // Sends the envelope built with `header` and checks the reply against its MessageID and Action. An
+    // enumeration's items go into `itemArena` when one is given.
+    HResult Call(const soap::RequestHeader& header, const std::string& envelope, soap::CheckedReply& reply,
+                 std::shared_ptr<xml::ItemArena> itemArena = nullptr);
 
     long MaxElements() const { return limits_.maxElements; }
     const EnumerationBounds& Bounds() const { return limits_.enumeration; }

@@ -9,8 +9,10 @@
 namespace wsman::client {
 
 EnumerationStream::EnumerationStream(std::shared_ptr<Conversation> conversation, std::string resourceUri,
-                                     soap::EnumerationBatch first, Clock::time_point started)
+                                     soap::EnumerationBatch first, Clock::time_point started,
+                                     std::shared_ptr<xml::ItemArena> itemArena)
     : conversation_(std::move(conversation)),
+      itemArena_(std::move(itemArena)),
       resourceUri_(std::move(resourceUri)),
       deadline_(started + std::chrono::milliseconds(conversation_->Bounds().timeoutMs)) {
     context_ = std::move(first.context);
@@ -57,7 +59,8 @@ HResult EnumerationStream::FillIfEmpty() {
         const auto header = conversation_->NewHeader(resourceUri_, ns::kActionPull);
         soap::CheckedReply reply;
         HResult result = conversation_->Call(
-            header, soap::BuildPullRequest(header, context_, conversation_->MaxElements()), reply);
+            header, soap::BuildPullRequest(header, context_, conversation_->MaxElements()), reply,
+            itemArena_);
         if (result != 0) {
             failure_ = result;
             return result;

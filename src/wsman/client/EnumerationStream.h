@@ -22,9 +22,11 @@ class EnumerationStream {
   public:
     using Clock = std::chrono::steady_clock;
 
-    // `started`: when the Enumerate was sent; the time bound counts from there.
+    // `started`: when the Enumerate was sent; the time bound counts from there. `itemArena`: where the
+    // first batch's items are, and where the Pulls' items go.
     EnumerationStream(std::shared_ptr<Conversation> conversation, std::string resourceUri,
-                      soap::EnumerationBatch first, Clock::time_point started);
+                      soap::EnumerationBatch first, Clock::time_point started,
+                      std::shared_ptr<xml::ItemArena> itemArena);
     ~EnumerationStream();
     EnumerationStream(const EnumerationStream&) = delete;
     EnumerationStream& operator=(const EnumerationStream&) = delete;
@@ -45,6 +47,7 @@ class EnumerationStream {
     void Release();
 
     std::shared_ptr<Conversation> conversation_;
+    std::shared_ptr<xml::ItemArena> itemArena_;
     std::string resourceUri_;
     std::string context_;
     std::vector<EnumeratedItem> items_;

@@ -1,6 +1,6 @@
 // One item of an enumeration as the client hands it over: its XML text, a standalone document, and the
 // element tree read from the reply in the same pass, so that no one reads the text again. The tree holds
-// the text; both live in the reply's arena, shared by the reply's items. Windows' WinRM objects hand over
+// the text; both live in the enumeration's arena, shared by its items. Windows' WinRM objects hand over
 // text alone, and the tree is then null.
 #pragma once
 

@@ -1,6 +1,7 @@
 #include "wsman/core/ItemArena.h"
 
 #include <libxml/dict.h>
+#include <libxml/parserInternals.h>
 
 #include <algorithm>
 #include <new>
@@ -54,14 +55,27 @@ void* ItemArena::Allocate(std::size_t bytes) {
 }
 
 bool ItemArena::Hold(xmlDict* dict) {
+    if (dict != nullptr && dict == shared_) return true;
     if (!dictionaries_.empty() && dictionaries_.back().get() == dict) return true;
     if (dict == nullptr || xmlDictReference(dict) != 0) return false;
     dictionaries_.emplace_back(dict);
     return true;
 }
 
+xmlDict* ItemArena::Dictionary() {
+    if (shared_ == nullptr || xmlDictSize(shared_) > kMaxInternedNames) {
+        DictPtr dict(xmlDictCreate());
+        if (dict == nullptr) return nullptr;
+        xmlDictSetLimit(dict.get(), XML_MAX_DICTIONARY_LIMIT);  // the limit a parser sets on its own
+        shared_ = dict.get();
+        dictionaries_.push_back(std::move(dict));
+    }
+    return shared_;
+}
+
 void ItemArena::Clear() {
     dictionaries_.clear();
+    shared_ = nullptr;
     if (!blocks_.empty() && blocks_.back().size <= kLargestBlock) {
         Block kept = std::move(blocks_.back());
         blocks_.clear();

@@ -21,9 +21,6 @@ static_assert(std::is_trivially_destructible_v<ItemTree>);
 
 namespace {
 
-// A few thousand names cover every class of a computer; a parser holding more starts afresh.
-constexpr int kMaxInternedNames = 20000;
-
 // Arrays a big item left behind are given back rather than kept for the next, small, one.
 constexpr std::size_t kKeptCapacity = 1 << 20;
 

@@ -72,7 +72,8 @@ DocPtr ParseUntrusted(std::string_view text, const char* fileUrl) {
     return doc;
 }
 
-UntrustedRead ReadUntrusted(std::string_view text, const xmlSAXHandler& handlers, void* user) {
+UntrustedRead ReadUntrusted(std::string_view text, const xmlSAXHandler& handlers, void* user,
+                            xmlDict* dictionary) {
     if (text.size() > static_cast<std::size_t>(INT_MAX) || !ReadsAsUtf8(text)) return UntrustedRead::Refused;
     if (!AttributesWithinBound(text)) return UntrustedRead::AttributeFlood;
     EnsureXmlParserReady();
@@ -97,6 +98,11 @@ UntrustedRead ReadUntrusted(std::string_view text, const xmlSAXHandler& handlers
     ParserCtxtPtr ctxt(
         xmlCreateIOParserCtxt(&sax, nullptr, ReadBytes, nullptr, &source, XML_CHAR_ENCODING_NONE));
     if (ctxt == nullptr) return UntrustedRead::Refused;
+    if (dictionary != nullptr && xmlDictReference(dictionary) == 0) {
+        // Nothing is interned yet: the parse interns "xml" and "xmlns" when it starts.
+        xmlDictFree(ctxt->dict);
+        ctxt->dict = dictionary;
+    }
     ctxt->_private = user;
     xmlCtxtUseOptions(ctxt.get(), kUntrustedTextOptions);
     ThreadXmlErrorsSilenced silenced;

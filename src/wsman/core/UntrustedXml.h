@@ -43,7 +43,9 @@ enum class UntrustedRead { Accepted, Refused, AttributeFlood };
 // comment, processing-instruction and reference handlers of `handlers` are used (CDATA and blanks come as
 // characters), libxml2 builds no document, and
 // `user` is the context's _private while it runs. A handler may refuse the text with xmlStopParser.
-UntrustedRead ReadUntrusted(std::string_view text, const xmlSAXHandler& handlers, void* user);
+// With `dictionary`, names are interned there instead of in a dictionary of the parse's own.
+UntrustedRead ReadUntrusted(std::string_view text, const xmlSAXHandler& handlers, void* user,
+                            xmlDict* dictionary = nullptr);
 
 // Initialises libxml2 once per process, before any thread uses it.
 void EnsureXmlParserReady();

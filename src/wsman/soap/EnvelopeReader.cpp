@@ -312,7 +312,8 @@ struct Reader {
 
 }  // namespace
 
-EnvelopeReadOutcome ReadEnvelope(std::string_view text, EnvelopeSummary& summary) {
+EnvelopeReadOutcome ReadEnvelope(std::string_view text, EnvelopeSummary& summary,
+                                 std::shared_ptr<xml::ItemArena> arena) {
     summary = EnvelopeSummary();
     xmlSAXHandler handlers{};
     handlers.startElementNs = Reader::StartElement;
@@ -322,7 +323,9 @@ EnvelopeReadOutcome ReadEnvelope(std::string_view text, EnvelopeSummary& summary
     handlers.processingInstruction = Reader::Instruction;
     handlers.reference = Reader::RefuseReference;
     Reader reader(text, summary);
-    switch (xml::ReadUntrusted(text, handlers, &reader)) {
+    reader.arena = std::move(arena);
+    xmlDict* const dictionary = reader.arena != nullptr ? reader.arena->Dictionary() : nullptr;
+    switch (xml::ReadUntrusted(text, handlers, &reader, dictionary)) {
         case xml::UntrustedRead::AttributeFlood:
             return EnvelopeReadOutcome::AttributeFlood;
         case xml::UntrustedRead::Refused:

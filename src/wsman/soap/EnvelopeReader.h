@@ -6,11 +6,16 @@
 // Read under the rules of the one safe parse (wsman/core/UntrustedXml.h).
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "wsman/core/EnumeratedItem.h"
+
+namespace wsman::xml {
+class ItemArena;
+}
 
 namespace wsman::soap {
 
@@ -36,6 +41,9 @@ enum class EnvelopeReadOutcome {
     AttributeFlood,  // an element beyond the attribute bound
 };
 
-EnvelopeReadOutcome ReadEnvelope(std::string_view text, EnvelopeSummary& summary);
+// The items are placed in `arena` when one is given (the enumeration's, shared by its replies), else in an
+// arena of the reply's own.
+EnvelopeReadOutcome ReadEnvelope(std::string_view text, EnvelopeSummary& summary,
+                                 std::shared_ptr<xml::ItemArena> arena = nullptr);
 
 }  // namespace wsman::soap

@@ -63,11 +63,12 @@ HResult TakeBatch(EnvelopeSummary& summary, const std::string& requestAction, Ch
 }  // namespace
 
 HResult CheckReply(const Exchange& exchange, const std::string& requestMessageId,
-                   const std::string& requestAction, CheckedReply& reply) {
+                   const std::string& requestAction, CheckedReply& reply,
+                   std::shared_ptr<xml::ItemArena> itemArena) {
     reply = CheckedReply();
     const bool httpOk = exchange.httpStatus == 200;
     EnvelopeSummary summary;
-    if (const EnvelopeReadOutcome outcome = ReadEnvelope(exchange.body, summary);
+    if (const EnvelopeReadOutcome outcome = ReadEnvelope(exchange.body, summary, std::move(itemArena));
         outcome != EnvelopeReadOutcome::Read) {
         reply.problem = RefusalText(outcome);
         return httpOk ? errors::kInvalidXml : errors::HResultForHttpStatus(exchange.httpStatus);

@@ -6,11 +6,16 @@
 
 #include <libxml/tree.h>
 
+#include <memory>
 #include <string>
 
 #include "wsman/Channel.h"
 #include "wsman/soap/EnumerationReply.h"
 #include "wsman/soap/XmlPtr.h"
+
+namespace wsman::xml {
+class ItemArena;
+}
 
 namespace wsman::soap {
 
@@ -33,7 +38,9 @@ struct CheckedReply {
 //  - kInvalidHeader (0x8033800F) when a:RelatesTo is missing or differs from the request's MessageID, or
 //    a:Action is not the request's action followed by "Response" (a fault without RelatesTo is still
 //    reported as its fault: some servers omit it there).
+// An enumeration's items are placed in `itemArena` when one is given (see ReadEnvelope).
 HResult CheckReply(const Exchange& exchange, const std::string& requestMessageId,
-                   const std::string& requestAction, CheckedReply& reply);
+                   const std::string& requestAction, CheckedReply& reply,
+                   std::shared_ptr<xml::ItemArena> itemArena = nullptr);
 
 }  // namespace wsman::soap
