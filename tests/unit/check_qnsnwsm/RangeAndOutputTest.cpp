@@ -3,6 +3,7 @@
 
 #include "Output.h"
 #include "Plugin.h"
+#include "PluginOptions.h"
 #include "Range.h"
 
 namespace qncheck {
@@ -56,44 +57,38 @@ TEST(TimeoutOptionTest, SecondsAndAnOptionalState) {
         EXPECT_FALSE(ParseTimeout(bad, o, error)) << bad;
 }
 
+// PrepareMode on the options of a command line naming a computer.
+std::optional<PreparedMode> Prepare(std::vector<const char*> args, std::string& error) {
+    args.insert(args.begin(), {"check_qnsnwsm", "-H", "pc1"});
+    const ParseOutcome parsed = ParseCommandLine(static_cast<int>(args.size()), args.data());
+    EXPECT_EQ(parsed.status, ParseStatus::Run) << parsed.error;
+    return PrepareMode(parsed.options, error);
+}
+
 TEST(PrepareModeTest, MisuseIsRefusedBeforeAnyConnection) {
-    struct Case {
-        const char* mode;
-        std::vector<std::string> args;
-        const char* warning;
-        const char* metric;
-        const char* errorPart;
+    const std::pair<std::vector<const char*>, const char*> cases[] = {
+        {{"-m", "bogus"}, "unknown mode"},
+        {{"-m", "service"}, "takes -a NAME"},
+        {{"-m", "cpu", "-a", "0", "-a", "1"}, "takes [-a CPU]"},
+        {{"-m", "disks", "-w", "1"}, "takes no thresholds"},
+        {{"-m", "memory", "--metric", "free"}, "no measurement 'free'"},
+        {{"-m", "cpu", "-w", "10:5"}, "start is above its end"},
     };
-    const Case cases[] = {
-        {"bogus", {}, "", "", "unknown mode"},
-        {"service", {}, "", "", "takes -a NAME"},
-        {"cpu", {"0", "1"}, "", "", "takes [-a CPU]"},
-        {"disks", {}, "1", "", "takes no thresholds"},
-        {"memory", {}, "", "free", "no measurement 'free'"},
-        {"cpu", {}, "10:5", "", "start is above its end"},
-    };
-    for (const Case& c : cases) {
-        PluginOptions o;
-        o.mode = c.mode;
-        o.arguments = c.args;
-        o.warning = c.warning;
-        o.metric = c.metric;
+    for (const auto& [args, reason] : cases) {
         std::string error;
-        EXPECT_FALSE(PrepareMode(o, error)) << c.mode;
-        EXPECT_NE(error.find(c.errorPart), std::string::npos) << c.mode << ": " << error;
+        EXPECT_FALSE(Prepare(args, error)) << args[1];
+        EXPECT_NE(error.find(reason), std::string::npos) << args[1] << ": " << error;
     }
 }
 
 TEST(PrepareModeTest, DefaultsApplyOnlyWithoutThresholdsOrMetric) {
-    PluginOptions o;
-    o.mode = "disk-space";
     std::string error;
-    auto prepared = PrepareMode(o, error);
-    ASSERT_TRUE(prepared);
+    auto prepared = Prepare({"-m", "disk-space"}, error);
+    ASSERT_TRUE(prepared) << error;
     EXPECT_EQ(prepared->metric, "free_pct");
     EXPECT_EQ(prepared->thresholds.critical->Text(), "5:");
-    o.critical = "2:";
-    prepared = PrepareMode(o, error);
+    prepared = Prepare({"-m", "disk-space", "-c", "2:"}, error);
+    ASSERT_TRUE(prepared) << error;
     EXPECT_FALSE(prepared->thresholds.warning);
     EXPECT_EQ(prepared->thresholds.critical->Text(), "2:");
 }
