@@ -106,11 +106,7 @@ HResult FakeFactory(std::unique_ptr<qn::platform::Wsman>& wsman) {
 }  // namespace
 
 void FakeWsmanScript::Answer(const std::string& className, std::vector<std::string> items) {
-    AnswerQuery("select * from " + className, std::move(items));
-}
-
-void FakeWsmanScript::AnswerQuery(const std::string& wql, std::vector<std::string> items) {
-    enumerationsByFilter[wql] = {EnumerationReply{.items = std::move(items)}};
+    enumerationsByFilter["select * from " + className] = {EnumerationReply{.items = std::move(items)}};
 }
 
 void FakeWsmanScript::AnswerNext(const std::string& className, std::vector<std::string> items) {

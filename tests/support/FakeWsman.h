@@ -61,10 +61,9 @@ struct FakeWsmanScript {
     std::vector<InvokeCall> invocations;
     int liveSessions = 0;
 
-    // Every later "select * from <className>" answers with these items (Answer), or a whole WQL text does
-    // (AnswerQuery); AnswerNext adds one more reply to the turns of "select * from <className>".
+    // Every later "select * from <className>" answers with these items (Answer); AnswerNext adds one more
+    // reply to its turns.
     void Answer(const std::string& className, std::vector<std::string> items);
-    void AnswerQuery(const std::string& wql, std::vector<std::string> items);
     void AnswerNext(const std::string& className, std::vector<std::string> items);
     void Fail(const std::string& className, HResult code);
     void AnswerInvoke(const std::string& action, HResult result, std::string response);
