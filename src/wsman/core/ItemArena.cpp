@@ -63,7 +63,10 @@ bool ItemArena::Hold(xmlDict* dict) {
 }
 
 xmlDict* ItemArena::Dictionary() {
-    if (shared_ == nullptr || xmlDictSize(shared_) > kMaxInternedNames) {
+    // A reply may take the dictionary up to libxml2's own limit: a fresh one is started once half of
+    // it is used, so that names earlier replies invented cannot make a later reply fail.
+    if (shared_ == nullptr || xmlDictSize(shared_) > kMaxInternedNames ||
+        xmlDictGetUsage(shared_) > XML_MAX_DICTIONARY_LIMIT / 2) {
         DictPtr dict(xmlDictCreate());
         if (dict == nullptr) return nullptr;
         xmlDictSetLimit(dict.get(), XML_MAX_DICTIONARY_LIMIT);  // the limit a parser sets on its own

@@ -244,5 +244,33 @@ TEST(EnumerationReply, ItemsKeepTheirBytesAndTakeOnlyTheNamespacesTheyUse) {
     EXPECT_EQ(large.items[2].Text(), "<C/>");
 }
 
+// The replies of one enumeration place their items in its arena and intern names in its one dictionary
+// (a reply of one small item would otherwise hold a block and a dictionary of its own); past the bound on
+// names a fresh dictionary is started, and the items read before keep theirs.
+TEST(EnumerationReply, RepliesOfOneEnumerationShareItsArenaAndDictionary) {
+    auto arena = std::make_shared<xml::ItemArena>();
+    std::string invented;
+    for (int i = 0; i <= xml::kMaxInternedNames; ++i) invented += "<N" + std::to_string(i) + "/>";
+    std::vector<EnumeratedItem> kept;
+    for (const std::string& items :
+         {std::string("<X/>"), std::string("<X/>"), "<Y>" + invented + "</Y>", std::string("<X/>")}) {
+        CheckedReply checked;
+        const std::string reply = PullReply(
+            "<n:PullResponse><n:EnumerationContext>uuid:1</n:EnumerationContext>"
+            "<n:Items>" +
+            items + "</n:Items></n:PullResponse>");
+        ASSERT_EQ(CheckReply({200, "", reply}, "uuid:P", ns::kActionPull, checked, arena), 0);
+        ASSERT_EQ(checked.batch.items.size(), 1u);
+        kept.push_back(std::move(checked.batch.items[0]));
+    }
+    for (const EnumeratedItem& item : kept) {
+        EXPECT_FALSE(item.Tree().owner_before(arena) || arena.owner_before(item.Tree()));
+    }
+    const auto name = [&](std::size_t item) { return kept[item].Tree()->At(0).localName; };
+    EXPECT_EQ(name(0), name(1));  // one dictionary
+    EXPECT_NE(name(0), name(3));  // a fresh one after the invented names
+    EXPECT_STREQ(name(0), "X");
+}
+
 }  // namespace
 }  // namespace wsman::soap
